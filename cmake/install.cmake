@@ -1,0 +1,1 @@
+# Installation will be filled in with the public surface.
