@@ -1,0 +1,118 @@
+#include "platform/crypto/crypto.h"
+
+#include <openssl/evp.h>
+
+#include <memory>
+
+namespace obx::platform {
+namespace {
+
+constexpr std::size_t kBlockSize = 16;
+
+struct CipherContextDeleter {
+  void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
+};
+struct DigestContextDeleter {
+  void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
+
+const EVP_CIPHER* cipherForKeyLength(std::size_t length) {
+  switch (length) {
+    case 16:
+      return EVP_aes_128_cbc();
+    case 24:
+      return EVP_aes_192_cbc();
+    case 32:
+      return EVP_aes_256_cbc();
+    default:
+      return nullptr;
+  }
+}
+
+template <std::size_t N>
+std::array<std::uint8_t, N> digest(const EVP_MD* type, std::string_view data) {
+  std::array<std::uint8_t, N> out{};
+  std::unique_ptr<EVP_MD_CTX, DigestContextDeleter> context(EVP_MD_CTX_new());
+  unsigned int length = 0;
+  if (!context || EVP_DigestInit_ex(context.get(), type, nullptr) != 1 ||
+      EVP_DigestUpdate(context.get(), data.data(), data.size()) != 1 ||
+      EVP_DigestFinal_ex(context.get(), out.data(), &length) != 1 || length != N) {
+    return {};
+  }
+  return out;
+}
+
+}  // namespace
+
+CCCryptResult ccCrypt(CCOperation operation, std::string_view key, std::string_view iv, std::string_view dataIn,
+                      std::size_t dataOutAvailable) {
+  CCCryptResult result;
+  const EVP_CIPHER* cipher = cipherForKeyLength(key.size());
+  if (!cipher || iv.size() != kBlockSize) {
+    result.status = CCCryptorStatus::paramError;
+    return result;
+  }
+  const bool encrypt = operation == CCOperation::encrypt;
+  if (!encrypt && dataIn.size() % kBlockSize != 0) {
+    result.status = CCCryptorStatus::alignmentError;
+    return result;
+  }
+  const std::size_t needed = encrypt ? (dataIn.size() / kBlockSize + 1) * kBlockSize : dataIn.size();
+  if (dataOutAvailable < needed) {
+    result.status = CCCryptorStatus::bufferTooSmall;
+    result.dataOutMoved = needed;
+    return result;
+  }
+
+  std::unique_ptr<EVP_CIPHER_CTX, CipherContextDeleter> context(EVP_CIPHER_CTX_new());
+  if (!context) {
+    result.status = CCCryptorStatus::memoryFailure;
+    return result;
+  }
+  const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());
+  const auto* ivBytes = reinterpret_cast<const unsigned char*>(iv.data());
+  if (EVP_CipherInit_ex(context.get(), cipher, nullptr, keyBytes, ivBytes, encrypt ? 1 : 0) != 1 ||
+      EVP_CIPHER_CTX_set_padding(context.get(), 1) != 1) {
+    result.status = CCCryptorStatus::paramError;
+    return result;
+  }
+
+  std::string out(needed + kBlockSize, '\0');
+  auto* outBytes = reinterpret_cast<unsigned char*>(out.data());
+  int updateLength = 0;
+  // EVP takes int lengths; blocks of the store are bounded far below that.
+  if (dataIn.size() > static_cast<std::size_t>(INT32_MAX) ||
+      EVP_CipherUpdate(context.get(), outBytes, &updateLength,
+                       reinterpret_cast<const unsigned char*>(dataIn.data()), static_cast<int>(dataIn.size())) != 1) {
+    result.status = CCCryptorStatus::paramError;
+    return result;
+  }
+  int finalLength = 0;
+  if (EVP_CipherFinal_ex(context.get(), outBytes + updateLength, &finalLength) != 1) {
+    result.status = encrypt ? CCCryptorStatus::paramError : CCCryptorStatus::decodeError;
+    return result;
+  }
+  const std::size_t moved = static_cast<std::size_t>(updateLength) + static_cast<std::size_t>(finalLength);
+  out.resize(moved);
+  result.status = CCCryptorStatus::success;
+  result.data = std::move(out);
+  result.dataOutMoved = moved;
+  return result;
+}
+
+std::array<std::uint8_t, 16> ccMD5(std::string_view data) { return digest<16>(EVP_md5(), data); }
+
+std::array<std::uint8_t, 32> ccSHA256(std::string_view data) { return digest<32>(EVP_sha256(), data); }
+
+std::string hexString(std::string_view bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string out;
+  out.reserve(bytes.size() * 2);
+  for (unsigned char byte : bytes) {
+    out.push_back(kDigits[byte >> 4]);
+    out.push_back(kDigits[byte & 0x0f]);
+  }
+  return out;
+}
+
+}  // namespace obx::platform

@@ -1,0 +1,104 @@
+#include "platform/files/file_handle.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace obx::platform {
+namespace {
+
+std::string failure(std::string_view operation, const std::filesystem::path& path, int error) {
+  return std::string(operation) + " \"" + path.string() + "\": " + std::strerror(error);
+}
+
+}  // namespace
+
+std::unique_ptr<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::path& path, std::string* error) {
+  int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) {
+    if (error) *error = failure("Could not open file for writing", path, errno);
+    return nullptr;
+  }
+  return std::unique_ptr<FileHandle>(new FileHandle(fd, path));
+}
+
+FileHandle::~FileHandle() { closeFile(); }
+
+std::optional<std::string> FileHandle::seekToEndOfFile() {
+  if (fd_ < 0) return failure("Could not seek in closed file", path_, EBADF);
+  if (::lseek(fd_, 0, SEEK_END) < 0) return failure("Could not seek in file", path_, errno);
+  return std::nullopt;
+}
+
+std::optional<std::string> FileHandle::seekToFileOffset(std::uint64_t offset) {
+  if (fd_ < 0) return failure("Could not seek in closed file", path_, EBADF);
+  if (::lseek(fd_, static_cast<off_t>(offset), SEEK_SET) < 0) return failure("Could not seek in file", path_, errno);
+  return std::nullopt;
+}
+
+std::optional<std::string> FileHandle::writeData(std::string_view bytes) {
+  if (fd_ < 0) return failure("Could not write to closed file", path_, EBADF);
+  const char* data = bytes.data();
+  std::size_t left = bytes.size();
+  while (left > 0) {
+    ssize_t written = ::write(fd_, data, left);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return failure("Could not write to file", path_, errno);
+    }
+    data += written;
+    left -= static_cast<std::size_t>(written);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> FileHandle::closeFile() {
+  if (fd_ < 0) return std::nullopt;
+  int fd = fd_;
+  fd_ = -1;
+  if (::close(fd) != 0) return failure("Could not close file", path_, errno);
+  return std::nullopt;
+}
+
+InputStream::~InputStream() { close(); }
+
+bool InputStream::open() {
+  if (fd_ >= 0) return true;
+  fd_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd_ < 0) {
+    error_ = failure("Could not open file for reading", path_, errno);
+    return false;
+  }
+  return true;
+}
+
+long InputStream::read(char* buffer, std::size_t maxLength) {
+  if (fd_ < 0) {
+    error_ = failure("Could not read from closed stream", path_, EBADF);
+    return -1;
+  }
+  std::size_t total = 0;
+  // A plain file may still return short counts; keep reading so that short means end of file.
+  while (total < maxLength) {
+    ssize_t count = ::read(fd_, buffer + total, maxLength - total);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      error_ = failure("Could not read from file", path_, errno);
+      return -1;
+    }
+    if (count == 0) break;
+    total += static_cast<std::size_t>(count);
+  }
+  return static_cast<long>(total);
+}
+
+void InputStream::close() {
+  if (fd_ >= 0) {
+    ::close(fd_);
+    fd_ = -1;
+  }
+}
+
+}  // namespace obx::platform

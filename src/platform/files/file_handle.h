@@ -1,0 +1,63 @@
+// FileHandle: an open file for writing, in the manner of the platform's file handle: seek to the
+// end or to an offset, write bytes in one call, close. InputStream: reads a file front to back into
+// a caller's buffer, with the stream's error text when a read fails. Neither is thread-safe; each
+// is used by one caller at a time. Nothing throws.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace obx::platform {
+
+class FileHandle {
+ public:
+  // Opens an existing file for writing, at offset 0. Nothing when it can't be opened; `error`, if
+  // given, receives the reason.
+  static std::unique_ptr<FileHandle> forWritingAtPath(const std::filesystem::path& path,
+                                                      std::string* error = nullptr);
+  ~FileHandle();
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
+
+  // Both return the error text, or nothing on success.
+  std::optional<std::string> seekToEndOfFile();
+  std::optional<std::string> seekToFileOffset(std::uint64_t offset);
+  // Writes every byte at the current offset. Returns the error text, or nothing on success.
+  std::optional<std::string> writeData(std::string_view bytes);
+  // Returns the error text, or nothing. Closing twice is harmless.
+  std::optional<std::string> closeFile();
+
+ private:
+  FileHandle(int fd, std::filesystem::path path) : fd_(fd), path_(std::move(path)) {}
+  int fd_;
+  std::filesystem::path path_;
+};
+
+class InputStream {
+ public:
+  explicit InputStream(std::filesystem::path path) : path_(std::move(path)) {}
+  ~InputStream();
+  InputStream(const InputStream&) = delete;
+  InputStream& operator=(const InputStream&) = delete;
+
+  // Returns false when the file can't be opened; streamError() then says why.
+  bool open();
+  // Reads up to `maxLength` bytes: the count read, 0 at the end of the file, -1 on an error.
+  // Reads less than asked only at the end of the file.
+  long read(char* buffer, std::size_t maxLength);
+  void close();
+  const std::optional<std::string>& streamError() const { return error_; }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+  int fd_ = -1;
+  std::optional<std::string> error_;
+};
+
+}  // namespace obx::platform

@@ -1,0 +1,112 @@
+#include "platform/crypto/crypto.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/crypto/base64.h"
+
+namespace obx::platform {
+namespace {
+
+std::string fromHex(const std::string& hex) {
+  std::string out;
+  for (std::size_t i = 0; i < hex.size(); i += 2) out.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  return out;
+}
+
+const std::string kKey = "Tessera#LOCK##71";
+const std::string kIV = "ivTessera#LCK#71";
+
+// Ciphertexts from `openssl enc -aes-128-cbc -K 54657373657261234c4f434b23233731 -iv 697654657373657261234c434b233731`.
+struct Vector {
+  std::string plain;
+  std::string cipherHex;
+};
+const std::vector<Vector> kAtRestVectors = {
+    {"", "1056b3d2234204059495b39e75576fdc"},
+    {"abc", "a7eae153c92d1fa00f60c121fca986a5"},
+    {"0123456789abcdef", "99508c1252abd4900d0de12d785ffce4fcb72c2ce2d6b83905eb9b0d45b011c4"},
+    {R"({"t":"aE","o":1500,"d":"a/b"})", "5f386bc3812c74c3bfbdcd2532c7e4707714a54d67145b661aaab2f0c9fb9dc6"},
+};
+
+// Encryption with the at-rest key gives openssl's bytes, and decryption gives the plain text back.
+TEST(CryptoTest, AesCbcMatchesOpenSSLCommandLine) {
+  for (const auto& vector : kAtRestVectors) {
+    SCOPED_TRACE(vector.plain);
+    auto encrypted = ccCrypt(CCOperation::encrypt, kKey, kIV, vector.plain, vector.plain.size() + 16);
+    ASSERT_EQ(encrypted.status, CCCryptorStatus::success);
+    EXPECT_EQ(hexString(encrypted.data), vector.cipherHex);
+    EXPECT_EQ(encrypted.dataOutMoved, vector.cipherHex.size() / 2);
+
+    auto decrypted = ccCrypt(CCOperation::decrypt, kKey, kIV, fromHex(vector.cipherHex), vector.cipherHex.size() / 2 + 16);
+    ASSERT_EQ(decrypted.status, CCCryptorStatus::success);
+    EXPECT_EQ(decrypted.data, vector.plain);
+  }
+}
+
+// A 32-byte key selects AES-256 (openssl enc -aes-256-cbc with the same key and vector).
+TEST(CryptoTest, Aes256Key) {
+  const std::string key = fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
+  const std::string iv = fromHex("0f0e0d0c0b0a09080706050403020100");
+  auto result = ccCrypt(CCOperation::encrypt, key, iv, "abc", 19);
+  ASSERT_EQ(result.status, CCCryptorStatus::success);
+  EXPECT_EQ(hexString(result.data), "3ce3476ca6ea4806918efe5318e22d7f");
+}
+
+// Bad key or vector lengths, short output buffers, misaligned and badly padded ciphertexts give
+// CCCrypt's status codes.
+TEST(CryptoTest, FailureStatuses) {
+  struct Case {
+    const char* name;
+    CCOperation operation;
+    std::string key, iv, input;
+    std::size_t capacity;
+    CCCryptorStatus expected;
+  };
+  const std::string good = fromHex("a7eae153c92d1fa00f60c121fca986a5");
+  std::string badPadding = good;
+  badPadding[15] = static_cast<char>(badPadding[15] ^ 0x55);
+  const std::vector<Case> cases = {
+      {"key of 15", CCOperation::encrypt, kKey.substr(0, 15), kIV, "abc", 64, CCCryptorStatus::paramError},
+      {"key of 17", CCOperation::encrypt, kKey + "x", kIV, "abc", 64, CCCryptorStatus::paramError},
+      {"vector of 15", CCOperation::encrypt, kKey, kIV.substr(0, 15), "abc", 64, CCCryptorStatus::paramError},
+      {"encrypt buffer short", CCOperation::encrypt, kKey, kIV, std::string(16, 'a'), 31, CCCryptorStatus::bufferTooSmall},
+      {"decrypt misaligned", CCOperation::decrypt, kKey, kIV, good.substr(0, 15), 64, CCCryptorStatus::alignmentError},
+      {"decrypt bad padding", CCOperation::decrypt, kKey, kIV, badPadding, 64, CCCryptorStatus::decodeError},
+      {"decrypt empty", CCOperation::decrypt, kKey, kIV, "", 64, CCCryptorStatus::decodeError},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto result = ccCrypt(c.operation, c.key, c.iv, c.input, c.capacity);
+    EXPECT_EQ(result.status, c.expected);
+    EXPECT_TRUE(result.data.empty());
+  }
+}
+
+// MD5 and SHA-256 of known inputs (openssl dgst).
+TEST(CryptoTest, Digests) {
+  EXPECT_EQ(hexString(ccMD5("")), "d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(hexString(ccMD5("hello")), "5d41402abc4b2a76b9719d911017c592");
+  EXPECT_EQ(hexString(ccSHA256("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  EXPECT_EQ(hexString(ccSHA256("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+// Base64 of the RFC 4648 test strings, both ways; malformed text decodes to nothing.
+TEST(CryptoTest, Base64) {
+  const std::vector<std::pair<std::string, std::string>> table = {
+      {"", ""},         {"f", "Zg=="},        {"fo", "Zm8="},         {"foo", "Zm9v"},
+      {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {std::string("\xff\xfe\x00", 3), "//4A"},
+  };
+  for (const auto& [plain, encoded] : table) {
+    EXPECT_EQ(base64Encode(plain), encoded);
+    EXPECT_EQ(base64Decode(encoded), plain);
+  }
+  for (const char* bad : {"Zg=", "Zg", "Z===", "Zm9v\n", "Zg==Zg==", "Zm=v", "Zm9*"}) {
+    EXPECT_FALSE(base64Decode(bad).has_value()) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace obx::platform
