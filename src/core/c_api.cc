@@ -1,0 +1,139 @@
+#include "obx/obx.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "core/logger.h"
+#include "obx/facade.h"
+
+namespace {
+
+std::string text(const char* value) { return value ? std::string(value) : std::string(); }
+
+char* copyOut(const std::optional<std::string>& value) {
+  if (!value) return nullptr;
+  char* out = static_cast<char*>(std::malloc(value->size() + 1));
+  if (!out) return nullptr;
+  std::memcpy(out, value->c_str(), value->size() + 1);
+  return out;
+}
+
+std::optional<obx::Consent> consentFrom(obx_consent consent) {
+  switch (consent) {
+    case OBX_CONSENT_ANALYTICS_AND_RECORDING: return obx::Consent::analyticsAndRecording;
+    case OBX_CONSENT_ANALYTICS: return obx::Consent::analytics;
+    case OBX_CONSENT_NONE: return obx::Consent::none;
+  }
+  return std::nullopt;
+}
+
+std::vector<obx::MaskAutomatic> masksFrom(const obx_mask_automatic* list, int32_t count) {
+  std::vector<obx::MaskAutomatic> masks;
+  for (int32_t i = 0; list && i < count; ++i) {
+    if (list[i] < OBX_MASK_LABELS || list[i] > OBX_MASK_ALL) {
+      obx::Logger::log("Ignored unknown masking category " + std::to_string(list[i]), obx::LogLevel::customer);
+      continue;
+    }
+    masks.push_back(static_cast<obx::MaskAutomatic>(list[i]));
+  }
+  return masks;
+}
+
+std::optional<obx::Configuration> configurationFrom(const obx_configuration* c) {
+  if (!c || !c->account || !c->property) {
+    obx::Logger::log("OmbrixOBX cannot initialize without an account and a property", obx::LogLevel::public_);
+    return std::nullopt;
+  }
+  auto consent = consentFrom(c->consent);
+  if (!consent) {
+    obx::Logger::log("OmbrixOBX cannot initialize with an unknown consent " + std::to_string(c->consent),
+                     obx::LogLevel::public_);
+    return std::nullopt;
+  }
+  obx::Configuration configuration(c->account, c->property, *consent, c->crash_reporter_enabled,
+                                   c->mobile_data_enable, c->manual_screen_tracking, c->enhanced_logs_enabled,
+                                   c->network_analytics_enable);
+  if (c->custom_base_url || c->custom_relay_url) {
+    configuration.endpoint = obx::Endpoint::custom(text(c->custom_base_url), text(c->custom_relay_url));
+  }
+  return configuration;
+}
+
+}  // namespace
+
+extern "C" {
+
+void obx_initialize(const obx_configuration* configuration) {
+  if (auto built = configurationFrom(configuration)) obx::OBX::initialize(*built);
+}
+
+void obx_initialize_multiplatform(const obx_configuration* configuration, const obx_platform* platform) {
+  auto built = configurationFrom(configuration);
+  if (!built) return;
+  obx::Platform host = obx::Platform::native();
+  if (platform) {
+    if (platform->type < OBX_PLATFORM_NATIVE || platform->type > OBX_PLATFORM_REACT_NATIVE) {
+      obx::Logger::log("OmbrixOBX unknown platform type " + std::to_string(platform->type), obx::LogLevel::public_);
+      return;
+    }
+    host.type = static_cast<obx::PlatformType>(platform->type);
+    host.version = text(platform->version);
+    host.language = text(platform->language);
+  }
+  obx::OBX::initialize(*built, host, nullptr);
+}
+
+void obx_start_new_screen(const char* name, bool disable) { obx::OBX::startNewScreen(text(name), disable); }
+void obx_stop_screen(void) { obx::OBX::stopScreen(); }
+void obx_send_goal(const char* name) { obx::OBX::send(text(name)); }
+void obx_send_goal_value(const char* name, float value) { obx::OBX::send(text(name), std::optional<float>(value)); }
+void obx_send_dimension_string(const char* name, const char* value) {
+  obx::OBX::send(text(name), text(value));
+}
+void obx_send_dimension_bool(const char* name, bool value) { obx::OBX::send(text(name), value); }
+void obx_send_dimension_double(const char* name, double value) { obx::OBX::send(text(name), value); }
+void obx_send_error(const char* error) { obx::OBX::sendError(text(error)); }
+void obx_send_http_error(int32_t status_code) { obx::OBX::sendHTTPError(status_code); }
+void obx_form_success(void) { obx::OBX::formSuccess(); }
+void obx_form_error(const char* error) { obx::OBX::formError(text(error)); }
+
+void obx_set_consent(obx_consent consent) {
+  if (auto value = consentFrom(consent)) {
+    obx::OBX::setConsent(*value);
+  } else {
+    obx::Logger::log("Ignored unknown consent " + std::to_string(consent), obx::LogLevel::customer);
+  }
+}
+
+void obx_set_retention(bool value) { obx::OBX::setRetention(value); }
+
+void obx_set_image_quality(int32_t quality) {
+  if (auto value = obx::imageQualityTypeFromRaw(quality)) {
+    obx::OBX::setImageQuality(*value);
+  } else {
+    obx::Logger::log("Ignored unknown image quality " + std::to_string(quality), obx::LogLevel::customer);
+  }
+}
+
+void obx_set_masking_color(double red, double green, double blue, double alpha) {
+  obx::OBX::setMaskingColor(obx::Color{red, green, blue, alpha});
+}
+
+void obx_enable_auto_masking(const obx_mask_automatic* list, int32_t count) {
+  obx::OBX::enableAutoMasking(masksFrom(list, count));
+}
+
+void obx_disable_auto_masking(const obx_mask_automatic* list, int32_t count) {
+  obx::OBX::disableAutoMasking(masksFrom(list, count));
+}
+
+void obx_capture_url_parameters(bool value) { obx::OBX::captureURLParameters(value); }
+void obx_set_mobile_data_enable(bool value) { obx::OBX::setMobileDataEnable(value); }
+bool obx_mobile_data_enable(void) { return obx::OBX::mobileDataEnable(); }
+char* obx_session_id(void) { return copyOut(obx::OBX::sessionId()); }
+char* obx_web_view_properties(void) { return copyOut(obx::OBX::webViewProperties()); }
+char* obx_sdk_version(void) { return copyOut(obx::OBX::sdkVersion()); }
+void obx_save_log(const char* message) { obx::OBX::saveLog(text(message)); }
+void obx_string_free(char* value) { std::free(value); }
+
+}  // extern "C"
