@@ -1,0 +1,185 @@
+#include "platform/zip/zip_archive.h"
+
+#include <sys/stat.h>
+#include <zip.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <system_error>
+
+namespace obx::platform {
+namespace {
+
+std::string errorText(zip_error_t* error) {
+  const char* text = zip_error_strerror(error);
+  return text ? text : "unknown ZIP error";
+}
+
+std::string archiveErrorText(zip_t* archive) { return errorText(zip_get_error(archive)); }
+
+std::string openErrorText(int code) {
+  zip_error_t error;
+  zip_error_init_with_code(&error, code);
+  std::string text = errorText(&error);
+  zip_error_fini(&error);
+  return text;
+}
+
+std::optional<std::string> readWhole(const std::filesystem::path& path, Data& bytes) {
+  std::ifstream stream(path, std::ios::binary);
+  if (!stream) return "cannot open " + path.string();
+  bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+  if (stream.bad()) return "cannot read " + path.string();
+  return std::nullopt;
+}
+
+time_t modificationTime(const std::filesystem::path& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return 0;
+  return status.st_mtime;
+}
+
+// Adds `directory` (already added under `prefix`) and everything below it, in name order.
+std::optional<std::string> addContents(zip_t* archive, const std::filesystem::path& directory,
+                                       const std::string& prefix) {
+  std::error_code error;
+  std::vector<std::filesystem::directory_entry> children;
+  for (std::filesystem::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
+    children.push_back(*it);
+  }
+  if (error) return "cannot list " + directory.string() + ": " + error.message();
+  std::sort(children.begin(), children.end(),
+            [](const auto& a, const auto& b) { return a.path().filename() < b.path().filename(); });
+
+  for (const auto& child : children) {
+    const std::string name = prefix + child.path().filename().string();
+    if (child.is_directory(error)) {
+      const zip_int64_t index = zip_dir_add(archive, (name + "/").c_str(), ZIP_FL_ENC_UTF_8);
+      if (index < 0) return archiveErrorText(archive);
+      zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
+      if (auto failure = addContents(archive, child.path(), name + "/")) return failure;
+    } else if (child.is_regular_file(error)) {
+      Data bytes;
+      if (auto failure = readWhole(child.path(), bytes)) return failure;
+      // libzip frees the copy once the archive is written.
+      void* copy = std::malloc(std::max<std::size_t>(bytes.size(), 1));
+      if (copy == nullptr) return std::string("out of memory");
+      if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
+      zip_source_t* source = zip_source_buffer(archive, copy, bytes.size(), 1);
+      if (source == nullptr) {
+        std::free(copy);
+        return archiveErrorText(archive);
+      }
+      const zip_int64_t index = zip_file_add(archive, name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
+      if (index < 0) {
+        zip_source_free(source);
+        return archiveErrorText(archive);
+      }
+      zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::vector<ZipEntry>> readEntries(zip_t* archive, std::string* error) {
+  std::vector<ZipEntry> entries;
+  const zip_int64_t count = zip_get_num_entries(archive, 0);
+  for (zip_int64_t i = 0; i < count; ++i) {
+    const auto index = static_cast<zip_uint64_t>(i);
+    zip_stat_t stat;
+    zip_stat_init(&stat);
+    if (zip_stat_index(archive, index, 0, &stat) != 0) {
+      if (error) *error = archiveErrorText(archive);
+      return std::nullopt;
+    }
+    ZipEntry entry;
+    entry.name = stat.name ? stat.name : "";
+    if (!entry.isDirectory() && (stat.valid & ZIP_STAT_SIZE) && stat.size > 0) {
+      zip_file_t* file = zip_fopen_index(archive, index, 0);
+      if (file == nullptr) {
+        if (error) *error = archiveErrorText(archive);
+        return std::nullopt;
+      }
+      entry.bytes.resize(stat.size);
+      const zip_int64_t read = zip_fread(file, entry.bytes.data(), stat.size);
+      const bool complete = read == static_cast<zip_int64_t>(stat.size);
+      if (!complete && error) *error = errorText(zip_file_get_error(file));
+      zip_fclose(file);
+      if (!complete) return std::nullopt;
+    }
+    entries.push_back(std::move(entry));
+  }
+  return entries;
+}
+
+}  // namespace
+
+std::optional<ZipError> zipFolder(const std::filesystem::path& folder, const std::filesystem::path& archive) {
+  std::error_code fileError;
+  if (!std::filesystem::is_directory(folder, fileError)) {
+    return ZipError{"not a directory: " + folder.string()};
+  }
+  std::filesystem::path root = folder;
+  if (!root.has_filename()) root = root.parent_path();  // "dir/" names the same folder as "dir"
+
+  std::filesystem::remove(archive, fileError);
+  int openError = 0;
+  zip_t* zip = zip_open(archive.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &openError);
+  if (zip == nullptr) return ZipError{"cannot create " + archive.string() + ": " + openErrorText(openError)};
+
+  const std::string prefix = root.filename().string() + "/";
+  std::optional<std::string> failure;
+  const zip_int64_t rootIndex = zip_dir_add(zip, prefix.c_str(), ZIP_FL_ENC_UTF_8);
+  if (rootIndex < 0) {
+    failure = archiveErrorText(zip);
+  } else {
+    zip_file_set_mtime(zip, static_cast<zip_uint64_t>(rootIndex), modificationTime(root), 0);
+    failure = addContents(zip, root, prefix);
+  }
+  if (!failure && zip_close(zip) != 0) {
+    failure = archiveErrorText(zip);
+  } else if (!failure) {
+    return std::nullopt;
+  }
+  zip_discard(zip);
+  std::filesystem::remove(archive, fileError);
+  return ZipError{*failure};
+}
+
+std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error) {
+  zip_error_t zipError;
+  zip_error_init(&zipError);
+  zip_source_t* source = zip_source_buffer_create(archive.data(), archive.size(), 0, &zipError);
+  if (source == nullptr) {
+    if (error) *error = errorText(&zipError);
+    zip_error_fini(&zipError);
+    return std::nullopt;
+  }
+  zip_t* zip = zip_open_from_source(source, ZIP_RDONLY | ZIP_CHECKCONS, &zipError);
+  if (zip == nullptr) {
+    if (error) *error = errorText(&zipError);
+    zip_source_free(source);
+    zip_error_fini(&zipError);
+    return std::nullopt;
+  }
+  zip_error_fini(&zipError);
+  auto entries = readEntries(zip, error);
+  zip_discard(zip);
+  return entries;
+}
+
+std::optional<std::vector<ZipEntry>> readZipFile(const std::filesystem::path& archive, std::string* error) {
+  int openError = 0;
+  zip_t* zip = zip_open(archive.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &openError);
+  if (zip == nullptr) {
+    if (error) *error = openErrorText(openError);
+    return std::nullopt;
+  }
+  auto entries = readEntries(zip, error);
+  zip_discard(zip);
+  return entries;
+}
+
+}  // namespace obx::platform
