@@ -1,0 +1,64 @@
+#include "upload/http_client.h"
+
+#include "core/logger.h"
+
+namespace obx {
+namespace {
+
+bool verboseLogging() { return static_cast<int>(Logger::level()) >= static_cast<int>(LogLevel::qa); }
+
+}  // namespace
+
+HTTPClient::HTTPClient(std::shared_ptr<platform::URLSessionProtocol> session)
+    : session_(std::move(session)) {}
+
+const std::set<HTTPCode>& HTTPClient::retryCodes() {
+  static const std::set<HTTPCode> codes{HTTPCode::serverErrorInternalServerError, HTTPCode::serverErrorNotImplemented,
+                                        HTTPCode::serverErrorBadGateway, HTTPCode::serverErrorServiceUnavailable,
+                                        HTTPCode::serverErrorGatewayTimeout};
+  return codes;
+}
+
+std::shared_ptr<platform::URLSession> HTTPClient::makeSession(std::shared_ptr<platform::Scheduler> scheduler) {
+  auto configuration = platform::URLSessionConfiguration::defaultSessionConfiguration();
+  configuration.requestCachePolicy = platform::URLRequestCachePolicy::reloadIgnoringLocalCacheData;
+  return platform::URLSession::make(std::move(configuration), std::move(scheduler));
+}
+
+std::optional<RetryPolicyException> HTTPClient::classify(const std::shared_ptr<const platform::URLResponse>& response,
+                                                         const std::optional<platform::URLError>& error) {
+  if (const auto* http = platform::asHTTPURLResponse(response)) {
+    const int status = http->statusCode();
+    if (status == 200) {
+      Logger::log("✅ Upload response with status code: " + std::to_string(status), LogLevel::qa);
+      return std::nullopt;
+    }
+    if (auto code = httpCodeFromRaw(status)) {
+      if (retryCodes().count(*code) == 0) return RetryPolicyException{kFailureDescription, RetryPolicy::drop};
+      return RetryPolicyException{kFailureDescription, RetryPolicy::retry};
+    }
+    // A status the client doesn't know counts as no answer at all.
+    return RetryPolicyException{kFailureDescription, RetryPolicy::retry};
+  }
+  if (error) Logger::log("Upload failed with error: " + error->localizedDescription(), LogLevel::qa);
+  return RetryPolicyException{kFailureDescription, RetryPolicy::retry};
+}
+
+void HTTPClient::send(const platform::URLRequest& request, Completion completion) const {
+  if (verboseLogging()) Logger::log("✉️ Send request to: " + request.url.absoluteString(), LogLevel::qa);
+  auto task = session_->dataTaskWithRequest(
+      request, [completion = std::move(completion)](std::optional<platform::Data> data,
+                                                                 std::shared_ptr<const platform::URLResponse> response,
+                                                                 std::optional<platform::URLError> error) {
+        auto failure = classify(response, error);
+        if (!completion) return;
+        if (failure) {
+          completion(SendResult::failure(std::move(*failure)));
+        } else {
+          completion(SendResult::success(data.value_or(platform::Data{})));
+        }
+      });
+  if (task) task->resume();
+}
+
+}  // namespace obx
