@@ -12,14 +12,23 @@ FileReader::FileReader(std::shared_ptr<const SecurityManager> security,
                        std::shared_ptr<const FileReaderController> fileController)
     : fileController_(std::move(fileController)), security_(std::move(security)) {}
 
-std::optional<std::vector<std::string>> FileReader::readBlocks(const std::filesystem::path& path) const {
+std::optional<std::vector<std::string>> FileReader::readBlocks(const std::filesystem::path& path,
+                                                               bool firstOnly) const {
   auto file = fileController_->fileForReading(path);
   if (!file) return std::nullopt;
 
   auto stream = file->inputStream();
   if (!stream->open()) throw FileError{"Fail to read from file " + path.string()};
   BlockReader blockReader(*stream, kMaxBlockLength);
-  std::vector<BlockInFile> blocks = blockReader.readAllBlocks();
+  std::vector<BlockInFile> blocks;
+  if (firstOnly) {
+    try {
+      blocks.push_back(blockReader.readBlock());
+    } catch (const EndOfStreamError&) {
+    }
+  } else {
+    blocks = blockReader.readAllBlocks();
+  }
   stream->close();
 
   std::vector<std::string> plain;
@@ -34,16 +43,30 @@ std::optional<std::vector<std::string>> FileReader::readBlocks(const std::filesy
   return plain;
 }
 
-std::optional<std::vector<std::string>> FileReader::read(const Directory& directory, const std::string& fileName) {
-  const std::filesystem::path path = directory.url / fileName;
+template <typename Read>
+auto FileReader::readOrGiveUp(const std::filesystem::path& path, Read&& read) -> decltype(read()) {
   try {
-    return readBlocks(path);
+    return read();
   } catch (const FileError& error) {
     Logger::log("Error convert file events encrypted to EventFile " + error.description, LogLevel::developer);
     platform::removeItemAtPath(path);
     Logger::log("Error read file " + error.description, LogLevel::developer);
     return std::nullopt;
   }
+}
+
+std::optional<std::vector<std::string>> FileReader::read(const Directory& directory, const std::string& fileName) {
+  const std::filesystem::path path = directory.url / fileName;
+  return readOrGiveUp(path, [&] { return readBlocks(path); });
+}
+
+std::optional<std::string> FileReader::readFirst(const Directory& directory, const std::string& fileName) {
+  const std::filesystem::path path = directory.url / fileName;
+  return readOrGiveUp(path, [&]() -> std::optional<std::string> {
+    auto blocks = readBlocks(path, true);
+    if (!blocks || blocks->empty()) return std::nullopt;
+    return std::move(blocks->front());
+  });
 }
 
 std::vector<File> FileReader::files(const Directory& directory) {

@@ -24,14 +24,20 @@ class FileReader final : public Reader {
                           std::make_shared<FileReaderController>());
 
   std::optional<std::vector<std::string>> read(const Directory& directory, const std::string& fileName) override;
+  std::optional<std::string> readFirst(const Directory& directory, const std::string& fileName) override;
   std::vector<File> files(const Directory& directory) override;
   std::vector<Directory> subdirectories(const Directory& root) override;
 
   // The plain blocks of the file at `path`, without the error handling: throws FileError.
   // Nothing when the file is missing. For tools that must never delete.
-  std::optional<std::vector<std::string>> readBlocks(const std::filesystem::path& path) const;
+  // With `firstOnly`, stops after the first record.
+  std::optional<std::vector<std::string>> readBlocks(const std::filesystem::path& path, bool firstOnly = false) const;
 
  private:
+  // Runs `read` and gives up the file on any FileError: two log lines, the file deleted, nothing.
+  template <typename Read>
+  auto readOrGiveUp(const std::filesystem::path& path, Read&& read) -> decltype(read());
+
   std::shared_ptr<const FileReaderController> fileController_;
   std::shared_ptr<const SecurityManager> security_;
 };

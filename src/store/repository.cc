@@ -1,0 +1,225 @@
+#include "store/repository.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "core/logger.h"
+#include "platform/files/file_manager.h"
+
+namespace obx {
+namespace {
+
+// The integer a file name spells, or 0, as the platform's integer parsing with a default does.
+std::int64_t nameNumber(const std::string& name) {
+  if (name.empty() || name.size() > 18) return 0;
+  std::int64_t value = 0;
+  for (char c : name) {
+    if (c < '0' || c > '9') return 0;
+    value = value * 10 + (c - '0');
+  }
+  return value;
+}
+
+std::string screenIDOf(const std::string& batchID) {
+  auto underscore = batchID.find('_');
+  return underscore == std::string::npos ? batchID : batchID.substr(0, underscore);
+}
+
+}  // namespace
+
+Repository::Repository(std::shared_ptr<SDKConfiguration> configuration, std::shared_ptr<Storage> storage,
+                       std::shared_ptr<const MemoryFootprintProviding> devicePerformance, double physicalMemoryMiB,
+                       std::shared_ptr<platform::Scheduler> scheduler)
+    : configuration_(std::move(configuration)),
+      storage_(std::move(storage)),
+      devicePerformance_(std::move(devicePerformance)),
+      physicalMemoryMiB_(physicalMemoryMiB),
+      scheduler_(std::move(scheduler)),
+      root_(Directory::root(Directory::kRootPath, true)) {}
+
+platform::Date Repository::now() const { return scheduler_->clock().now(); }
+
+std::optional<Directory> Repository::batchDirectory(const std::string& batchID) const {
+  try {
+    return root_.appending(batchID, true);
+  } catch (const FileError& error) {
+    Logger::log("Error creating directory: " + error.description, LogLevel::developer);
+    return std::nullopt;
+  }
+}
+
+std::string Repository::encodeDate(platform::Date date) {
+  const double seconds = date - kReferenceDateOffset;
+  // Whole seconds are written as an integer, as the platform's encoder does; others in full precision.
+  if (std::trunc(seconds) == seconds && std::fabs(seconds) < 9.0e15) {
+    return encodeJSON(Json(static_cast<std::int64_t>(seconds)));
+  }
+  return encodeJSON(Json(seconds));
+}
+
+std::optional<platform::Date> Repository::readDateFile(const std::filesystem::path& batchDirectory) {
+  auto bytes = platform::contentsAtPath(batchDirectory / kDateFileName);
+  if (!bytes) return std::nullopt;
+  try {
+    Json value = parseJSON(*bytes);
+    if (!value.is_number()) return std::nullopt;
+    return value.get<double>() + kReferenceDateOffset;
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
+void Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler) {
+  if (directory.isDateKind()) return;
+  const auto path = directory.url / kDateFileName;
+  if (platform::fileExistsAtPath(path)) return;
+  if (auto error = platform::createFileAtPath(path, encodeDate(scheduler.clock().now()))) {
+    Logger::log("Error creating directory: " + *error, LogLevel::developer);
+  }
+}
+
+void Repository::save(WriteValue value, const std::string& batchID) {
+  auto directory = batchDirectory(batchID);
+  if (!directory) return;
+  // The completion may run after this repository is gone: it holds only what it needs.
+  storage_->writer().append(std::move(value), *directory, batchID,
+                            [scheduler = scheduler_, directory = *directory](const std::optional<FileError>& error) {
+                              if (error) Logger::log("Error save event: " + error->description, LogLevel::developer);
+                              writeDateIfNeeded(directory, *scheduler);
+                            });
+}
+
+std::optional<FileError> Repository::saveNow(const WriteValue& value, const std::string& batchID) {
+  auto directory = batchDirectory(batchID);
+  if (!directory) return FileError{"Error creating directory: " + root_.url.string() + "/" + batchID};
+  auto error = storage_->writer().appendNow(value, *directory, batchID);
+  writeDateIfNeeded(*directory, *scheduler_);
+  return error;
+}
+
+void Repository::saveImage(const Image& image, const std::string& batchID) {
+  auto directory = batchDirectory(batchID);
+  if (!directory) return;
+  Directory images;
+  try {
+    images = root_.appending(imagesDirectoryName(batchID), true);
+  } catch (const FileError& error) {
+    Logger::log("Error creating directory: " + error.description, LogLevel::developer);
+    return;
+  }
+  storage_->writer().append(WriteValue::encodable(image), images, std::to_string(image.index),
+                            [scheduler = scheduler_, directory = *directory](const std::optional<FileError>& error) {
+                              if (error) Logger::log("Error save image: " + error->description, LogLevel::developer);
+                              writeDateIfNeeded(directory, *scheduler);
+                            });
+}
+
+std::vector<std::string> Repository::events(const std::string& batchID) {
+  Directory directory = root_.appending(batchID, false);
+  return storage_->reader().read(directory, batchID).value_or(std::vector<std::string>{});
+}
+
+std::string Repository::imagesDirectoryName(const std::string& batchID) const {
+  std::string format = configuration_ ? configuration_->common().tempImagesDirectory : "%@/cache";
+  auto placeholder = format.find("%@");
+  if (placeholder != std::string::npos) format.replace(placeholder, 2, batchID);
+  return format;
+}
+
+std::vector<Image> Repository::images(const std::string& batchID) {
+  const Common common = configuration_ ? configuration_->common() : Common{};
+  Directory directory = root_.appending(imagesDirectoryName(batchID), false);
+  if (!platform::directoryExistsAtPath(directory.url)) return {};
+  std::vector<File> files = storage_->reader().files(directory);
+  if (files.empty()) return {};
+  std::stable_sort(files.begin(), files.end(),
+                   [](const File& a, const File& b) { return nameNumber(a.name) < nameNumber(b.name); });
+  const std::size_t limit = static_cast<std::size_t>(std::max(0, common.kMaxImagesVideoRecording));
+  if (files.size() > limit) files.erase(files.begin() + static_cast<std::ptrdiff_t>(limit), files.end());
+
+  std::vector<Image> images;
+  for (const auto& file : files) {
+    if (devicePerformance_ &&
+        devicePerformance_->memoryFootprintMiB() > physicalMemoryMiB_ / kMemoryCeilingDivisor) {
+      break;
+    }
+    auto block = storage_->reader().readFirst(directory, file.name);
+    if (!block) continue;
+    try {
+      images.push_back(parseJSON(*block).get<Image>());
+    } catch (const DecodingError&) {
+    } catch (const nlohmann::json::exception&) {
+    }
+  }
+  return images;
+}
+
+std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optional<BatchContext>& current) {
+  return readyBatches(current ? std::optional<std::string>(current->id) : std::nullopt);
+}
+
+std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optional<std::string>& currentBatchID) {
+  const double maxTimeFileSaved = configuration_ ? configuration_->common().maxTimeFileSaved : 1296000.0;
+  const platform::Date date = now();
+  std::vector<DirectoryDate> ready;
+  for (auto& directory : storage_->reader().subdirectories(root_)) {
+    if (currentBatchID && directory.name() == *currentBatchID) continue;
+    const platform::Date created = readDateFile(directory.url).value_or(date - kUndatedAge);
+    const double age = date - created;
+    if (age <= kRestingAge) continue;
+    if (age > maxTimeFileSaved) {
+      if (platform::removeItemAtPath(directory.url)) Logger::log("Error deleting old file", LogLevel::developer);
+      continue;
+    }
+    ready.push_back({std::move(directory), created});
+  }
+  return ready;
+}
+
+std::vector<ScreenBatches> Repository::screenBatches(const std::vector<DirectoryDate>& batches) {
+  std::vector<ScreenBatches> screens;
+  std::map<std::string, std::size_t> indexByScreen;
+  for (const auto& batch : batches) {
+    const std::string batchID = batch.directory.name();
+    const std::string screenID = screenIDOf(batchID);
+    auto [found, inserted] = indexByScreen.try_emplace(screenID, screens.size());
+    if (inserted) {
+      screens.push_back({screenID, {batchID}, batch.date});
+    } else {
+      auto& screen = screens[found->second];
+      screen.batchesNames.push_back(batchID);
+      screen.date = std::min(screen.date, batch.date);
+    }
+  }
+  std::stable_sort(screens.begin(), screens.end(),
+                   [](const ScreenBatches& a, const ScreenBatches& b) { return a.date < b.date; });
+  return screens;
+}
+
+ScreenToSend Repository::screenToSend(const ScreenBatches& screen) {
+  ScreenToSend result;
+  result.id = screen.batchesNames.empty() ? screen.screenID : screen.batchesNames.back();
+  std::vector<Image> images;
+  for (const auto& batchID : screen.batchesNames) {
+    auto blocks = events(batchID);
+    result.events.insert(result.events.end(), std::make_move_iterator(blocks.begin()),
+                         std::make_move_iterator(blocks.end()));
+    auto batchImages = this->images(batchID);
+    images.insert(images.end(), std::make_move_iterator(batchImages.begin()),
+                  std::make_move_iterator(batchImages.end()));
+  }
+  result.images = std::move(images);
+  result.batchesName = screen.batchesNames;
+  return result;
+}
+
+std::optional<std::string> Repository::deleteImages(const std::string& batchID) {
+  return platform::removeItemAtPath(root_.appending(imagesDirectoryName(batchID), false).url);
+}
+
+std::optional<std::string> Repository::deleteBatch(const std::string& batchID) {
+  return platform::removeItemAtPath(root_.appending(batchID, false).url);
+}
+
+}  // namespace obx
