@@ -70,3 +70,12 @@ auto sendMessage(Object& receiver, const Selector& selector, Args&&... args) {
 }
 
 }  // namespace obx::platform
+
+// Declares `static Class* runtimeClass()` for a platform type `Type` registered as `Name` under
+// `Super`. The type's constructor calls `setDeclaredClass(runtimeClass())`.
+#define OBX_RUNTIME_CLASS(Type, Name, Super)                                                                 \
+  static ::obx::platform::Class* runtimeClass() {                                                          \
+    static ::obx::platform::Class* const cls = ::obx::platform::registerClass(Name, Super::runtimeClass(), \
+                                                                              typeid(Type));               \
+    return cls;                                                                                            \
+  }

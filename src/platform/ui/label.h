@@ -1,0 +1,51 @@
+// Label: a view that shows read-only text. Main queue only.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/runtime/runtime.h"
+#include "platform/ui/view.h"
+
+namespace obx::platform {
+
+class Label : public View {
+ public:
+  OBX_RUNTIME_CLASS(Label, "Label", View)
+  Label() : Label(Rect{}) {}
+  explicit Label(Rect frame, std::string text = {}) : View(frame), text_(std::move(text)) {
+    setDeclaredClass(runtimeClass());
+  }
+
+  const std::string& text() const { return text_; }
+  void setText(std::string text) {
+    if (text == text_) return;
+    text_ = std::move(text);
+    visualStateChanged();
+  }
+  double fontSize() const { return fontSize_; }
+  void setFontSize(double size) {
+    fontSize_ = size;
+    visualStateChanged();
+  }
+  const std::optional<Color>& textColor() const { return textColor_; }
+  void setTextColor(std::optional<Color> color) {
+    textColor_ = color;
+    visualStateChanged();
+  }
+  int numberOfLines() const { return numberOfLines_; }
+  void setNumberOfLines(int lines) { numberOfLines_ = lines; }
+
+ protected:
+  void describeState(std::vector<std::string>& parts) const override {
+    parts.push_back("text = " + quoteForDescription(text_));
+  }
+
+ private:
+  std::string text_;
+  double fontSize_ = 17.0;
+  std::optional<Color> textColor_;
+  int numberOfLines_ = 1;
+};
+
+}  // namespace obx::platform

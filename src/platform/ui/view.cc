@@ -1,0 +1,177 @@
+#include "platform/ui/view.h"
+
+#include <algorithm>
+
+#include "platform/runtime/runtime.h"
+#include "platform/ui/window.h"
+
+namespace obx::platform {
+
+Class* View::runtimeClass() {
+  static Class* const cls = registerClass("View", Object::runtimeClass(), typeid(View));
+  return cls;
+}
+
+View::View(Rect frame) : frame_(frame) { setDeclaredClass(runtimeClass()); }
+
+void View::setFrame(Rect frame) {
+  if (frame == frame_) return;
+  frame_ = frame;
+  didChangeVisualState();
+}
+
+void View::setBoundsOrigin(Point origin) {
+  if (origin == boundsOrigin_) return;
+  boundsOrigin_ = origin;
+  didChangeVisualState();
+}
+
+void View::setHidden(bool hidden) {
+  if (hidden == hidden_) return;
+  hidden_ = hidden;
+  didChangeVisualState();
+}
+
+void View::setAlpha(double alpha) {
+  alpha = std::clamp(alpha, 0.0, 1.0);
+  if (alpha == alpha_) return;
+  alpha_ = alpha;
+  didChangeVisualState();
+}
+
+void View::setBackgroundColor(std::optional<Color> color) {
+  if (color == backgroundColor_) return;
+  backgroundColor_ = color;
+  didChangeVisualState();
+}
+
+std::shared_ptr<Window> View::window() const {
+  const View* top = this;
+  while (auto parent = top->superview_.lock()) top = parent.get();
+  if (!top->isKindOfClass(Window::runtimeClass())) return nullptr;
+  return std::static_pointer_cast<Window>(std::const_pointer_cast<Object>(top->shared_from_this()));
+}
+
+void View::addSubview(const std::shared_ptr<View>& view) { insertSubview(view, subviews_.size()); }
+
+void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
+  if (!view || view.get() == this || isDescendantOfView(view.get())) return;
+  auto keep = view;  // removing it from its superview may drop the last other reference
+  if (auto former = view->superview_.lock(); former.get() == this) {
+    auto& list = subviews_;
+    list.erase(std::remove(list.begin(), list.end(), view), list.end());
+  } else if (former) {
+    view->removeFromSuperview();
+  }
+  index = std::min(index, subviews_.size());
+  subviews_.insert(subviews_.begin() + static_cast<std::ptrdiff_t>(index), view);
+  view->superview_ = sharedAs<View>();
+  view->notifyMovedToWindow();
+  didChangeVisualState();
+}
+
+void View::removeFromSuperview() {
+  auto parent = superview_.lock();
+  if (!parent) return;
+  auto keep = sharedAs<View>();
+  auto& list = parent->subviews_;
+  list.erase(std::remove_if(list.begin(), list.end(), [&](const auto& each) { return each.get() == this; }),
+             list.end());
+  superview_.reset();
+  notifyMovedToWindow();
+  parent->didChangeVisualState();
+}
+
+void View::bringSubviewToFront(const View* view) {
+  auto found = std::find_if(subviews_.begin(), subviews_.end(), [&](const auto& each) { return each.get() == view; });
+  if (found == subviews_.end()) return;
+  auto moved = *found;
+  subviews_.erase(found);
+  subviews_.push_back(moved);
+  didChangeVisualState();
+}
+
+bool View::isDescendantOfView(const View* view) const {
+  for (const View* each = this; each != nullptr;) {
+    if (each == view) return true;
+    auto parent = each->superview_.lock();
+    each = parent.get();
+  }
+  return false;
+}
+
+void View::notifyMovedToWindow() {
+  didMoveToWindow();
+  for (auto& subview : subviews_) subview->notifyMovedToWindow();
+}
+
+Point View::originInWindow() const {
+  Point origin{0, 0};
+  const View* each = this;
+  while (auto parent = each->superview_.lock()) {
+    origin.x += each->frame_.origin.x - parent->boundsOrigin_.x;
+    origin.y += each->frame_.origin.y - parent->boundsOrigin_.y;
+    each = parent.get();
+  }
+  // The root's own frame places it on the screen; a window's frame is in screen coordinates.
+  return origin;
+}
+
+Point View::convertPointToView(Point point, const View* view) const {
+  Point mine = originInWindow();
+  Point inWindow{point.x - boundsOrigin_.x + mine.x, point.y - boundsOrigin_.y + mine.y};
+  if (view == nullptr) return inWindow;
+  Point theirs = view->originInWindow();
+  return {inWindow.x - theirs.x + view->boundsOrigin_.x, inWindow.y - theirs.y + view->boundsOrigin_.y};
+}
+
+Point View::convertPointFromView(Point point, const View* view) const {
+  Point inWindow = view ? view->convertPointToView(point, nullptr) : point;
+  Point mine = originInWindow();
+  return {inWindow.x - mine.x + boundsOrigin_.x, inWindow.y - mine.y + boundsOrigin_.y};
+}
+
+std::shared_ptr<View> View::hitTest(Point point) {
+  if (hidden_ || alpha_ < 0.01 || !userInteractionEnabled_) return nullptr;
+  if (!bounds().contains(point)) return nullptr;
+  for (auto it = subviews_.rbegin(); it != subviews_.rend(); ++it) {
+    const auto& subview = *it;
+    // `point` is in this view's bounds, where subviews' frames live.
+    Point local{point.x - subview->frame_.origin.x + subview->boundsOrigin_.x,
+                point.y - subview->frame_.origin.y + subview->boundsOrigin_.y};
+    if (auto hit = subview->hitTest(local)) return hit;
+  }
+  return sharedAs<View>();
+}
+
+std::string View::description() const {
+  std::vector<std::string> parts;
+  parts.push_back("frame = " + describeRect(frame_));
+  if (hidden_) parts.push_back("hidden = YES");
+  if (alpha_ != 1.0) parts.push_back("alpha = " + formatCoordinate(alpha_));
+  if (!userInteractionEnabled_) parts.push_back("userInteractionEnabled = NO");
+  if (tag_ != 0) parts.push_back("tag = " + std::to_string(tag_));
+  describeState(parts);
+  std::string text = "<" + stringFromClass(getClass()) + ": " + addressText();
+  for (const auto& part : parts) text += "; " + part;
+  return text + ">";
+}
+
+std::string View::debugDescription() const {
+  std::string text = description();
+  text.pop_back();
+  text += "; bounds = " + describeRect(bounds());
+  if (backgroundColor_) text += "; backgroundColor = " + describeColor(*backgroundColor_);
+  if (clipsToBounds_) text += "; clipsToBounds = YES";
+  text += "; subviews = " + std::to_string(subviews_.size()) + ">";
+  return text;
+}
+
+std::string quoteForDescription(const std::string& text) { return "'" + text + "'"; }
+
+std::string describeColor(const Color& color) {
+  return formatCoordinate(color.red) + " " + formatCoordinate(color.green) + " " + formatCoordinate(color.blue) +
+         " " + formatCoordinate(color.alpha);
+}
+
+}  // namespace obx::platform

@@ -1,0 +1,109 @@
+// View: a rectangle of the toolkit's view tree, with its frame, visibility, opacity, background
+// colour and subviews. `description` names the class and address and shows the frame and state, in
+// the platform's manner; `debugDescription` adds the bounds and background colour. Both change when
+// the frame or state changes and are stable otherwise, which is what change detection relies on.
+//
+// Drawing is not done here: a view's look is its state. The graphics layer (layers, rendering)
+// attaches to a view through `didChangeVisualState`, which every change of frame, visibility,
+// opacity, colour or subviews calls.
+//
+// Main queue only.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "obx/color.h"
+#include "platform/runtime/object.h"
+#include "platform/ui/geometry.h"
+
+namespace obx::platform {
+
+class Window;
+
+class View : public Object {
+ public:
+  static Class* runtimeClass();
+  View() : View(Rect{}) {}
+  explicit View(Rect frame);
+
+  Rect frame() const { return frame_; }
+  void setFrame(Rect frame);
+  // Origin is where the view's own content starts (a scroll view's content offset); size follows
+  // the frame's.
+  Rect bounds() const { return Rect{boundsOrigin_, frame_.size}; }
+  void setBoundsOrigin(Point origin);
+  Point center() const { return {frame_.origin.x + frame_.size.width / 2, frame_.origin.y + frame_.size.height / 2}; }
+
+  bool isHidden() const { return hidden_; }
+  void setHidden(bool hidden);
+  double alpha() const { return alpha_; }
+  void setAlpha(double alpha);
+  const std::optional<Color>& backgroundColor() const { return backgroundColor_; }
+  void setBackgroundColor(std::optional<Color> color);
+  int tag() const { return tag_; }
+  void setTag(int tag) { tag_ = tag; }
+  bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
+  void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
+  bool clipsToBounds() const { return clipsToBounds_; }
+  void setClipsToBounds(bool clips) { clipsToBounds_ = clips; }
+  const std::string& accessibilityIdentifier() const { return accessibilityIdentifier_; }
+  void setAccessibilityIdentifier(std::string identifier) { accessibilityIdentifier_ = std::move(identifier); }
+
+  // Subviews back to front.
+  const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
+  std::shared_ptr<View> superview() const { return superview_.lock(); }
+  // The window at the root of this view's tree, or null when it is in none.
+  std::shared_ptr<Window> window() const;
+  // Adds `view` on top, taking it from its former superview.
+  void addSubview(const std::shared_ptr<View>& view);
+  void insertSubview(const std::shared_ptr<View>& view, std::size_t index);
+  void removeFromSuperview();
+  void bringSubviewToFront(const View* view);
+  bool isDescendantOfView(const View* view) const;
+
+  // `convertPoint:toView:`; a null `view` means the window's coordinates.
+  Point convertPointToView(Point point, const View* view) const;
+  Point convertPointFromView(Point point, const View* view) const;
+  // The deepest visible, interactive descendant (or this view) containing `point`, given in this
+  // view's coordinates; null when the point is outside.
+  std::shared_ptr<View> hitTest(Point point);
+
+  std::string description() const override;
+  std::string debugDescription() const override;
+
+ protected:
+  // Adds the kind's own state ("text = 'Total'") to the description's parts.
+  virtual void describeState(std::vector<std::string>& parts) const { (void)parts; }
+  // Called after every change that alters how the view looks.
+  virtual void didChangeVisualState() {}
+  // Called when the view joins or leaves a window's tree.
+  virtual void didMoveToWindow() {}
+  // For subclasses whose state changes their look.
+  void visualStateChanged() { didChangeVisualState(); }
+
+ private:
+  Point originInWindow() const;
+  void notifyMovedToWindow();
+
+  Rect frame_;
+  Point boundsOrigin_;
+  bool hidden_ = false;
+  double alpha_ = 1.0;
+  std::optional<Color> backgroundColor_;
+  int tag_ = 0;
+  bool userInteractionEnabled_ = true;
+  bool clipsToBounds_ = false;
+  std::string accessibilityIdentifier_;
+  std::vector<std::shared_ptr<View>> subviews_;
+  std::weak_ptr<View> superview_;
+};
+
+// "'It''s'": a text quoted as descriptions show it.
+std::string quoteForDescription(const std::string& text);
+// "r g b a" with the platform's number formatting.
+std::string describeColor(const Color& color);
+
+}  // namespace obx::platform
