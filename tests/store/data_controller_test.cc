@@ -1,0 +1,312 @@
+#include "store/data_controller.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "core/sdk_configuration.h"
+#include "testing/log_capture.h"
+#include "platform/dispatch/dispatch_queue.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "store/file_storage.h"
+#include "store/files/file_reader.h"
+#include "store/files/security.h"
+#include "store_test_support.h"
+
+namespace obx {
+namespace {
+
+using testing::readBytes;
+using testing::writeBytes;
+
+// Footprints handed out one per call; the last one repeats.
+class ScriptedFootprint final : public MemoryFootprintProviding {
+ public:
+  double memoryFootprintMiB() const override {
+    double value = values.empty() ? 0 : values[std::min(calls, values.size() - 1)];
+    ++calls;
+    return value;
+  }
+  std::vector<double> values{100.0};
+  mutable std::size_t calls = 0;
+};
+
+class DataControllerTest : public ::testing::Test {
+ protected:
+  static constexpr double kPhysicalMemoryMiB = 1100.0;  // ceiling 500 MiB
+
+  BatchContext batch(const std::string& id, platform::Date dateScreen) const {
+    BatchContext context;
+    context.id = id;
+    context.viewContext.screenID = id.substr(0, id.find('_'));
+    context.viewContext.dateScreen = dateScreen;
+    return context;
+  }
+
+  std::filesystem::path batchFolder(const std::string& id) const { return sandbox_.storeRoot() / id; }
+
+  std::vector<std::string> storedBlocks(const std::string& id) const {
+    FileReader reader(std::make_shared<Security>());
+    Directory directory;
+    directory.url = batchFolder(id);
+    return reader.read(directory, id).value_or(std::vector<std::string>{});
+  }
+
+  std::vector<std::string> names(const std::vector<Repository::DirectoryDate>& batches) const {
+    std::vector<std::string> out;
+    for (const auto& batch : batches) out.push_back(batch.directory.name());
+    return out;
+  }
+
+  void saveImages(const std::string& id, const std::vector<int>& indexes) {
+    for (int index : indexes) {
+      controller_.saveImage(Image{index, "jpeg-" + std::to_string(index), 1000 + index}, batch(id, now()));
+    }
+    scheduler_->runUntilIdle();
+  }
+
+  platform::Date now() const { return scheduler_->now(); }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  testing::TemporarySandbox sandbox_;
+  testing::LogCapture logs_;
+  std::shared_ptr<platform::DispatchQueue> queue_ =
+      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
+  std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
+      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
+      Platform{}, scheduler_);
+  std::shared_ptr<ScriptedFootprint> footprint_ = std::make_shared<ScriptedFootprint>();
+  std::shared_ptr<Repository> repository_ = std::make_shared<Repository>(
+      configuration_, FileStorage::make(queue_, std::make_shared<Security>()), footprint_, kPhysicalMemoryMiB,
+      scheduler_);
+  DataController controller_{repository_};
+};
+
+// saveEventNow has its block and the date file on disk when it returns, with nothing left queued.
+TEST_F(DataControllerTest, SaveEventNowWritesBeforeReturning) {
+  const auto context = batch("S_1", now() - 1.25);
+  EXPECT_FALSE(controller_.saveEventNow(EventType::crash, now(), Crash{1, "boom", 6, {"a/b"}}, context).has_value());
+  EXPECT_EQ(storedBlocks("S_1"),
+            std::vector<std::string>{R"({"t":"crash","o":1250,"d":{"time":1,"desc":"boom","signal":6,"symbols":["a/b"]}})"});
+  // 2026-01-01 00:00:00 UTC is 788918400 seconds after 2001-01-01.
+  EXPECT_EQ(readBytes(batchFolder("S_1") / ".date.dat"), "788918400");
+  EXPECT_EQ(scheduler_->runUntilIdle(), 0u);
+  EXPECT_TRUE(logs_.contains("Save event crash in screenID: S_1", LogLevel::developer));
+}
+
+// saveEvent writes nothing until the read-write queue runs, then appends in call order.
+TEST_F(DataControllerTest, SaveEventIsQueued) {
+  const auto context = batch("S_1", now());
+  controller_.saveEvent(EventType::applicationEnd, now(), std::string("end"), context);
+  controller_.saveEvent(EventType::batchEnd, now() + 0.5, std::string("S_1"), context);
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1") / "S_1") &&
+               std::filesystem::file_size(batchFolder("S_1") / "S_1") > 0);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(storedBlocks("S_1"), (std::vector<std::string>{R"({"t":"aE","o":0,"d":"end"})",
+                                                            R"({"t":"bE","o":500,"d":"S_1"})"}));
+  EXPECT_TRUE(std::filesystem::exists(batchFolder("S_1") / ".date.dat"));
+}
+
+// A read through the repository waits for the writes queued before it.
+TEST_F(DataControllerTest, ReadWaitsForQueuedWrites) {
+  const auto context = batch("S_1", now());
+  for (int i = 0; i < 3; ++i) controller_.saveEvent(EventType::imagePlaceholder, now() + i, i % 2 == 0, context);
+  EXPECT_EQ(repository_->events("S_1"),
+            (std::vector<std::string>{R"({"t":"placeholder","o":0,"d":true})", R"({"t":"placeholder","o":1000,"d":false})",
+                                      R"({"t":"placeholder","o":2000,"d":true})"}));
+}
+
+// Offsets are whole milliseconds from the screen's date, truncated toward zero; offsets that
+// can't be represented are refused.
+TEST_F(DataControllerTest, Offsets) {
+  const double inf = std::numeric_limits<double>::infinity();
+  struct Case {
+    double event, screen;
+    std::optional<std::int64_t> expected;
+  };
+  const std::vector<Case> cases = {
+      {1000.75, 1000.0, 750},
+      {999.25, 1000.0, -750},
+      {1000.0004, 1000.0, 0},
+      {999.9996, 1000.0, 0},
+      {1000.0, 1000.0, 0},
+      {9.2e15, 0.0, 9200000000000000000},
+      {-9.2e15, 0.0, -9200000000000000000},
+      {9.3e15, 0.0, std::nullopt},
+      {-9.3e15, 0.0, std::nullopt},
+      {inf, 0.0, std::nullopt},
+      {0.0, inf, std::nullopt},
+      {std::nan(""), 0.0, std::nullopt},
+  };
+  for (const auto& c : cases) EXPECT_EQ(DataController::offset(c.event, c.screen), c.expected) << c.event;
+}
+
+// An event whose offset can't be represented is refused: an error, a log line, nothing on disk.
+TEST_F(DataControllerTest, InvalidOffsetIsRejected) {
+  const auto context = batch("S_1", -std::numeric_limits<double>::infinity());
+  auto queued = controller_.saveEvent(EventType::idle, now(), Idle{1, 2}, context);
+  auto immediate = controller_.saveEventNow(EventType::idle, now(), Idle{1, 2}, context);
+  scheduler_->runUntilIdle();
+  ASSERT_TRUE(queued.has_value());
+  ASSERT_TRUE(immediate.has_value());
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1")));
+  EXPECT_TRUE(logs_.contains("Invalid offset for event idle in screenID: S_1", LogLevel::developer));
+  EXPECT_FALSE(logs_.contains("Save event idle in screenID: S_1"));
+}
+
+// An event that can't be encoded is reported to the caller and not written.
+TEST_F(DataControllerTest, EncodingFailureIsReported) {
+  Performance performance;
+  performance.memory = std::numeric_limits<double>::quiet_NaN();
+  auto error = controller_.saveEvent(EventType::performance, now(), performance, batch("S_1", now()));
+  scheduler_->runUntilIdle();
+  EXPECT_TRUE(error.has_value());
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1")));
+}
+
+// The date file is written with the clock's date at the first write and never rewritten.
+TEST_F(DataControllerTest, DateFileIsWrittenOnce) {
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
+  scheduler_->advance(0.5);
+  controller_.saveEvent(EventType::batchEnd, now(), std::string("y"), batch("S_1", now()));
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(readBytes(batchFolder("S_1") / ".date.dat"), "788918400");
+  EXPECT_EQ(Repository::readDateFile(batchFolder("S_1")), platform::ManualClock::kDefaultStart);
+  EXPECT_EQ(Repository::encodeDate(platform::ManualClock::kDefaultStart + 0.25), "788918400.25");
+}
+
+// Ready batches leave out the current batch, hidden folders and folders 2.0 seconds old or
+// younger; a folder without a date file counts as 3.0 seconds old and never expires; folders older
+// than maxTimeFileSaved are deleted, and one exactly that old is kept.
+TEST_F(DataControllerTest, ReadyBatches) {
+  const platform::Date start = now();
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("a"), batch("A_1", start));
+  scheduler_->advance(1.0);
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("b"), batch("B_1", start));
+  scheduler_->advance(0.5);
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("c"), batch("C_1", start));
+  std::filesystem::create_directories(sandbox_.storeRoot() / "Undated_1");
+  std::filesystem::create_directories(sandbox_.storeRoot() / ".hidden");
+  writeBytes(sandbox_.storeRoot() / "stray-file", "x");
+  scheduler_->advance(1.5);  // A is 3.0 s old, B 2.0 s, C 1.5 s
+
+  const double maxAge = configuration_->common().maxTimeFileSaved;
+  writeBytes(sandbox_.storeRoot() / "Old_1" / ".date.dat", Repository::encodeDate(now() - maxAge - 0.001));
+  writeBytes(sandbox_.storeRoot() / "Edge_1" / ".date.dat", Repository::encodeDate(now() - maxAge));
+
+  auto ready = controller_.readyBatches(batch("C_1", start));
+  auto readyNames = names(ready);
+  std::sort(readyNames.begin(), readyNames.end());
+  EXPECT_EQ(readyNames, (std::vector<std::string>{"A_1", "Edge_1", "Undated_1"}));
+  for (const auto& entry : ready) {
+    if (entry.directory.name() == "A_1") EXPECT_EQ(entry.date, start);
+    if (entry.directory.name() == "Undated_1") EXPECT_EQ(entry.date, now() - 3.0);
+  }
+  EXPECT_FALSE(std::filesystem::exists(sandbox_.storeRoot() / "Old_1"));
+  EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "Edge_1"));
+
+  // Later, with no current batch, B and C are ready too; the undated folder is still 3.0 s old.
+  scheduler_->advance(maxAge - 10.0);
+  readyNames = names(controller_.readyBatches(std::nullopt));
+  std::sort(readyNames.begin(), readyNames.end());
+  EXPECT_EQ(readyNames, (std::vector<std::string>{"A_1", "B_1", "C_1", "Undated_1"}));
+}
+
+// Batches group by the screen ID before the first "_", with the earliest date, sorted by date;
+// a screen's ScreenToSend has the last batch's ID and the blocks of all its batches in order.
+TEST_F(DataControllerTest, ScreenBatchesAndScreenToSend) {
+  auto directory = [&](const std::string& name, platform::Date date) {
+    Repository::DirectoryDate entry;
+    entry.directory = repository_->root().appending(name, false);
+    entry.date = date;
+    return entry;
+  };
+  auto screens = controller_.screenBatches(
+      {directory("S_1", 10), directory("T_1", 7), directory("S_2", 5), directory("U", 1), directory("T_2_x", 8)});
+  ASSERT_EQ(screens.size(), 3u);
+  EXPECT_EQ(screens[0], (ScreenBatches{"U", {"U"}, 1}));
+  EXPECT_EQ(screens[1], (ScreenBatches{"S", {"S_1", "S_2"}, 5}));
+  EXPECT_EQ(screens[2], (ScreenBatches{"T", {"T_1", "T_2_x"}, 7}));
+
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("one"), batch("S_1", now()));
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("two"), batch("S_2", now()));
+  saveImages("S_2", {1, 0});
+  saveImages("S_1", {0});
+  auto toSend = controller_.screenToSend(screens[1]);
+  EXPECT_EQ(toSend.id, "S_2");
+  EXPECT_EQ(toSend.events, (std::vector<std::string>{R"({"t":"bE","o":0,"d":"one"})", R"({"t":"bE","o":0,"d":"two"})"}));
+  ASSERT_TRUE(toSend.images.has_value());
+  ASSERT_EQ(toSend.images->size(), 3u);
+  EXPECT_EQ((*toSend.images)[0].data, "jpeg-0");
+  EXPECT_EQ((*toSend.images)[1].timestamp, 1000);
+  EXPECT_EQ((*toSend.images)[2].data, "jpeg-1");
+  EXPECT_EQ(toSend.batchesName, (std::vector<std::string>{"S_1", "S_2"}));
+  EXPECT_EQ(controller_.screenToSend(ScreenBatches{"Z", {}, 0}).id, "Z");
+}
+
+// Images are read in the order of the numbers their names spell; damaged ones are left out.
+TEST_F(DataControllerTest, ImagesInIndexOrder) {
+  saveImages("S_1", {10, 9, 2});
+  writeBytes(batchFolder("S_1") / "cache" / "5", "damaged");
+  std::vector<std::int64_t> indexes;
+  for (const auto& image : repository_->images("S_1")) indexes.push_back(image.index);
+  EXPECT_EQ(indexes, (std::vector<std::int64_t>{2, 9, 10}));
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1") / "cache" / "5"));
+  EXPECT_TRUE(repository_->images("Missing_1").empty());
+}
+
+// Reading stops at kMaxImagesVideoRecording files, and as soon as the footprint exceeds
+// physical memory / 2.2.
+TEST_F(DataControllerTest, ImageReadingLimits) {
+  saveImages("S_1", {0, 1, 2, 3, 4});
+  configuration_->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 3; });
+  EXPECT_EQ(repository_->images("S_1").size(), 3u);
+
+  configuration_->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 2000; });
+  footprint_->values = {100.0, 499.0, 501.0};  // the ceiling is 1100 / 2.2 = 500 MiB
+  footprint_->calls = 0;
+  auto images = repository_->images("S_1");
+  ASSERT_EQ(images.size(), 2u);
+  EXPECT_EQ(images[1].index, 1);
+}
+
+// Deleting images removes only the cache folder; deleting a batch removes it whole; failures log.
+TEST_F(DataControllerTest, Deletion) {
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
+  saveImages("S_1", {0});
+  controller_.deleteImages("S_1");
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1") / "cache"));
+  EXPECT_TRUE(std::filesystem::exists(batchFolder("S_1") / "S_1"));
+  controller_.deleteBatch("S_1");
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1")));
+
+  logs_.clear();
+  controller_.deleteImages("S_1");
+  controller_.deleteBatch("S_1");
+  auto messages = logs_.messages();
+  ASSERT_EQ(messages.size(), 2u);
+  EXPECT_EQ(messages[0].rfind("Error deleting images directory: ", 0), 0u);
+  EXPECT_EQ(messages[1].rfind("Error deleting screen: ", 0), 0u);
+  EXPECT_EQ(messages[1].back(), '.');
+}
+
+// A batch folder that can't be made logs and drops the event.
+TEST_F(DataControllerTest, FolderThatCannotBeMadeDropsEvent) {
+  writeBytes(sandbox_.storeRoot() / "S_1", "a file where the folder should be");
+  auto error = controller_.saveEventNow(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
+  controller_.saveEvent(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
+  scheduler_->runUntilIdle();
+  EXPECT_TRUE(error.has_value());
+  EXPECT_EQ(logs_.count("Error creating directory: " + std::string()), 0u);
+  std::size_t failures = 0;
+  for (const auto& message : logs_.messages()) failures += message.rfind("Error creating directory: ", 0) == 0;
+  EXPECT_EQ(failures, 2u);
+  EXPECT_EQ(readBytes(sandbox_.storeRoot() / "S_1"), "a file where the folder should be");
+}
+
+}  // namespace
+}  // namespace obx
