@@ -1,0 +1,136 @@
+#include "platform/zip/zip_archive.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+namespace obx::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+Data randomBytes(std::size_t size, unsigned seed) {
+  Data bytes(size);
+  unsigned state = seed;
+  for (auto& byte : bytes) {
+    state = state * 1103515245u + 12345u;
+    byte = static_cast<std::uint8_t>(state >> 16);
+  }
+  return bytes;
+}
+
+void writeFile(const fs::path& path, const Data& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+Data readFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Data(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string runCommand(const std::string& command) {
+  std::string output;
+  if (FILE* pipe = ::popen(command.c_str(), "r")) {
+    char buffer[4096];
+    std::size_t read = 0;
+    while ((read = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, read);
+    ::pclose(pipe);
+  }
+  return output;
+}
+
+class ZipArchiveTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root_ = fs::temp_directory_path() / ("obx-zip-test-" + std::to_string(::getpid()));
+    fs::remove_all(root_);
+    folder_ = root_ / "S1_20260101120000_zip";
+    fs::create_directories(folder_ / "raw");
+    files_ = {
+        {"S1_20260101120000_zip/raw/data", randomBytes(48 * 1024 + 5, 1)},
+        {"S1_20260101120000_zip/raw/0", randomBytes(9000, 2)},
+        {"S1_20260101120000_zip/raw/10", randomBytes(3, 3)},
+        {"S1_20260101120000_zip/raw/empty", Data{}},
+    };
+    for (const auto& [name, bytes] : files_) writeFile(root_ / name, bytes);
+  }
+  void TearDown() override { fs::remove_all(root_); }
+
+  fs::path root_;
+  fs::path folder_;
+  std::map<std::string, Data> files_;
+};
+
+// A folder zipped and read back gives the folder as root, its subfolder, and every file with
+// the same bytes, from a file and from memory alike.
+TEST_F(ZipArchiveTest, RoundTripWithTheFolderAsRoot) {
+  const fs::path archive = root_ / "S1.zip";
+  auto error = zipFolder(folder_, archive);
+  ASSERT_FALSE(error) << error->description;
+
+  std::string readError;
+  auto fromFile = readZipFile(archive, &readError);
+  ASSERT_TRUE(fromFile) << readError;
+  auto fromMemory = readZip(readFile(archive), &readError);
+  ASSERT_TRUE(fromMemory) << readError;
+
+  for (const auto* entries : {&*fromFile, &*fromMemory}) {
+    std::map<std::string, Data> contents;
+    std::vector<std::string> directories;
+    for (const auto& entry : *entries) {
+      if (entry.isDirectory()) {
+        directories.push_back(entry.name);
+      } else {
+        contents[entry.name] = entry.bytes;
+      }
+    }
+    EXPECT_EQ(directories, (std::vector<std::string>{"S1_20260101120000_zip/", "S1_20260101120000_zip/raw/"}));
+    EXPECT_EQ(contents, files_);
+  }
+}
+
+// The archive is a plain ZIP that the unzip tool lists and tests without complaint, root first.
+TEST_F(ZipArchiveTest, UnzipToolReadsIt) {
+  if (runCommand("command -v unzip").empty()) GTEST_SKIP() << "unzip is not installed";
+  const fs::path archive = root_ / "S1.zip";
+  ASSERT_FALSE(zipFolder(folder_, archive));
+  const std::string names = runCommand("unzip -Z1 '" + archive.string() + "'");
+  std::istringstream lines(names);
+  std::string first;
+  std::getline(lines, first);
+  EXPECT_EQ(first, "S1_20260101120000_zip/");
+  EXPECT_NE(names.find("S1_20260101120000_zip/raw/data\n"), std::string::npos);
+  EXPECT_NE(runCommand("unzip -t '" + archive.string() + "'").find("No errors detected"), std::string::npos);
+  const std::string extracted = runCommand("unzip -p '" + archive.string() + "' S1_20260101120000_zip/raw/0");
+  EXPECT_EQ(Data(extracted.begin(), extracted.end()), files_["S1_20260101120000_zip/raw/0"]);
+}
+
+// A trailing separator names the same folder; a missing folder fails and leaves no archive; bytes
+// that are no ZIP read as nothing, with a reason.
+TEST_F(ZipArchiveTest, EdgesAndFailures) {
+  const fs::path archive = root_ / "slash.zip";
+  ASSERT_FALSE(zipFolder(folder_.string() + "/", archive));
+  auto entries = readZipFile(archive);
+  ASSERT_TRUE(entries);
+  EXPECT_EQ(entries->front().name, "S1_20260101120000_zip/");
+
+  const fs::path missing = root_ / "missing.zip";
+  EXPECT_TRUE(zipFolder(root_ / "no-such-folder", missing));
+  EXPECT_FALSE(fs::exists(missing));
+
+  std::string error;
+  EXPECT_FALSE(readZip(Data{'n', 'o', 't', ' ', 'a', ' ', 'z', 'i', 'p'}, &error));
+  EXPECT_FALSE(error.empty());
+  EXPECT_FALSE(readZipFile(root_ / "absent.zip"));
+}
+
+}  // namespace
+}  // namespace obx::platform
