@@ -128,14 +128,14 @@ std::string Repository::imagesDirectoryName(const std::string& batchID) const {
 }
 
 std::vector<Image> Repository::images(const std::string& batchID) {
-  const Common common = configuration_ ? configuration_->common() : Common{};
+  const int maxImages = configuration_ ? configuration_->common().kMaxImagesVideoRecording : 2000;
   Directory directory = root_.appending(imagesDirectoryName(batchID), false);
   if (!platform::directoryExistsAtPath(directory.url)) return {};
   std::vector<File> files = storage_->reader().files(directory);
   if (files.empty()) return {};
   std::stable_sort(files.begin(), files.end(),
                    [](const File& a, const File& b) { return nameNumber(a.name) < nameNumber(b.name); });
-  const std::size_t limit = static_cast<std::size_t>(std::max(0, common.kMaxImagesVideoRecording));
+  const std::size_t limit = static_cast<std::size_t>(std::max(0, maxImages));
   if (files.size() > limit) files.erase(files.begin() + static_cast<std::ptrdiff_t>(limit), files.end());
 
   std::vector<Image> images;
