@@ -1,0 +1,33 @@
+// RUMConfiguration: the analytics core's own copy of Common, kept current by observing the
+// configuration on the core's queue. `common()` may be read from any thread.
+#pragma once
+
+#include <memory>
+#include <mutex>  // read_write_lock.h uses std::unique_lock without including it
+
+#include "core/read_write_lock.h"
+#include "core/sdk_configuration.h"
+
+namespace obx {
+
+class RUMConfiguration {
+ public:
+  // Takes the configuration's current Common; `observe` starts following it on `queue`.
+  RUMConfiguration(std::shared_ptr<SDKConfiguration> configuration, std::shared_ptr<platform::DispatchQueue> queue);
+  ~RUMConfiguration();
+  RUMConfiguration(const RUMConfiguration&) = delete;
+  RUMConfiguration& operator=(const RUMConfiguration&) = delete;
+
+  Common common() const { return common_->get(); }
+  void setCommon(Common common) { common_->set(std::move(common)); }
+  void observe();
+  // Takes the configuration's current Common now.
+  void refresh();
+
+ private:
+  std::shared_ptr<SDKConfiguration> configuration_;
+  std::shared_ptr<ReadWriteLock<Common>> common_;
+  std::shared_ptr<ObserverValue<Common>> observer_;
+};
+
+}  // namespace obx

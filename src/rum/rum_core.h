@@ -1,0 +1,153 @@
+// RUMCore: turns batches, application states, touches, device measures and the application's
+// tracked events into the events of the current screen, in their order: at a new screen "session",
+// "batch", "screen", "aM", "idle" after a return, then the queued tracked events; at each further
+// batch "bE" closes the old batch and "session" and "batch" open the new one; at the end of a
+// screen "samplingStatus", "scroll", the form events, "aE", "weightedSampling" if weighted, "bE".
+//
+// Threads: every observer runs on "obx.ombrix.feature.RUM" (rumQueue) and owns the fields there;
+// the screen start runs on the main queue (it reads the toolkit) while rumQueue waits for it, so
+// no code holding the main queue may wait for rumQueue. `applicationWillCrash` comes on the
+// crashing thread and writes there. The tracked events waiting for a screen are behind a lock.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/observer_value.h"
+#include "core/read_write_lock.h"
+#include "core/sdk_configuration.h"
+#include "core/session_context.h"
+#include "crash/crash_coordinator_delegate.h"
+#include "lifecycle/app_state_cycle.h"
+#include "lifecycle/batch_context.h"
+#include "lifecycle/device_measure.h"
+#include "obx/delegate.h"
+#include "platform/dispatch/dispatch_queue.h"
+#include "rum/rum_configuration.h"
+#include "rum/rum_dependencies.h"
+#include "rum/rum_form_handling.h"
+#include "rum/rum_placeholder_providing.h"
+#include "rum/rum_screen_handle.h"
+#include "rum/rum_scroll_handling.h"
+#include "rum/rum_touch_wrapper.h"
+#include "store/events/tracked_event.h"
+
+namespace obx {
+
+class DataController;
+
+// Thrown by RUMCore::make when a service it cannot run without is missing.
+struct RUMCoreError : std::runtime_error {
+  explicit RUMCoreError(const std::string& description) : std::runtime_error(description) {}
+  std::string description() const { return what(); }
+};
+
+// The capture handles that join the core as they are built; a null handle's steps are skipped.
+struct RUMHandles {
+  std::shared_ptr<RUMScrollHandling> scrollHandle;
+  std::shared_ptr<RUMFormHandling> formHandle;
+};
+
+class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared_from_this<RUMCore> {
+ public:
+  static constexpr const char* kQueueLabel = "obx.ombrix.feature.RUM";
+  static constexpr const char* kMainQueueLabel = "obx.ombrix.feature.RUM-main";
+
+  // Builds the core and subscribes it to its producers, handing it the values they already hold.
+  // Throws RUMCoreError without a configuration or a DataController.
+  static std::shared_ptr<RUMCore> make(RUMDependencies dependencies, std::shared_ptr<DataController> dataController,
+                                       std::shared_ptr<platform::Scheduler> scheduler, RUMHandles handles = {});
+  ~RUMCore() override;
+  RUMCore(const RUMCore&) = delete;
+  RUMCore& operator=(const RUMCore&) = delete;
+
+  // CrashCoordinatorDelegate: the crash path, once.
+  void crashed(const Crash& crash) override;
+  void applicationWillCrash();
+
+  // The touch capture's report: split by event and written as "tB", "tM", "tE". Posts to rumQueue.
+  void touchesDetected(std::vector<RUMTouchWrapper> touches);
+
+  // Stored only for a multiplatform host, when none is stored yet.
+  void setDelegateIfAbsent(std::shared_ptr<OBXDelegate> delegate);
+  std::shared_ptr<OBXDelegate> delegate() const { return delegate_.get(); }
+
+  const std::shared_ptr<platform::DispatchQueue>& rumQueue() const { return rumQueue_; }
+  RUMScreenHandle& screenHandle() { return *screenHandle_; }
+  // The process-wide count of tracked screens; it survives a second core in the same process.
+  static std::int64_t screenCounter();
+
+ private:
+  struct Token {};
+
+ public:
+  RUMCore(Token, RUMDependencies dependencies, std::shared_ptr<DataController> dataController,
+          std::shared_ptr<platform::Scheduler> scheduler, RUMHandles handles);
+
+ private:
+  void start();
+
+  // Observers, on rumQueue.
+  void batchDetected(const std::optional<BatchContext>& batch, const std::optional<BatchContext>& previous);
+  void appStateChanged(AppStateCycle state);
+  void performanceMeasured(const std::optional<DeviceMeasure>& measure);
+  void connectivityChanged(const std::optional<ReachabilityConnection>& connection);
+  void trackedEventArrived(const std::optional<TrackedEvent>& event);
+  void writeTouches(const std::vector<RUMTouchWrapper>& touches);
+
+  // Screen steps.
+  bool writeBatchEvent();
+  void screenStart(const ViewContext& viewContext);
+  void writeScreenEndEvents();
+  void flushTrackedEvents();
+  void placeholderStep();
+  void savePlaceholderImage(const std::string& data, const BatchContext& batch);
+
+  // Writes need a batch and a tracked screen; the crash writes need only a batch. `force` lets the
+  // placeholder events through on a discarded screen.
+  template <typename T>
+  void writeEvent(EventType type, const T& payload, const std::optional<BatchContext>& batch, bool force = false);
+  template <typename T>
+  void writeCrashEvent(EventType type, const T& payload);
+
+  bool isFlutter() const;
+  platform::Date now() const;
+
+  std::shared_ptr<ObserverValue<std::optional<BatchContext>>> batchObserver();
+  std::shared_ptr<ObserverValue<AppStateCycle>> appStateObserver();
+  std::shared_ptr<ObserverValue<std::optional<DeviceMeasure>>> performanceObserver();
+  std::shared_ptr<ObserverValue<std::optional<TrackedEvent>>> trackedEventsObserver();
+  std::shared_ptr<ObserverValue<std::optional<ReachabilityConnection>>> reachabilityObserver();
+
+  RUMDependencies dependencies_;
+  std::shared_ptr<platform::Scheduler> scheduler_;
+  std::optional<BatchContext> batchContext_;
+  std::optional<ViewContext> viewContext_;
+  std::shared_ptr<DataController> dataController_;
+  std::shared_ptr<RUMPlaceholderProviding> imagePlaceholderBuilder_;
+  std::shared_ptr<platform::DispatchQueue> rumQueue_;
+  std::shared_ptr<platform::DispatchQueue> rumMainQueue_;
+  std::unique_ptr<RUMScreenHandle> screenHandle_;
+  std::shared_ptr<RUMScrollHandling> scrollHandle_;
+  std::shared_ptr<RUMFormHandling> formHandle_;
+  std::unique_ptr<RUMConfiguration> rumConfiguration_;
+  std::optional<platform::Date> timeInBackground_;
+  std::atomic<bool> crashScreenStoped_{false};
+  bool currentScreenDiscarded_ = false;
+  std::optional<ImageEvent> currentPlaceholder_;
+  ReadWriteLock<std::vector<TrackedEvent>> trackedEventsToSend_;
+  ReadWriteLock<std::shared_ptr<OBXDelegate>> delegate_;
+
+  std::shared_ptr<ObserverValue<std::optional<BatchContext>>> batchObserver_;
+  std::shared_ptr<ObserverValue<AppStateCycle>> appStateObserver_;
+  std::shared_ptr<ObserverValue<std::optional<DeviceMeasure>>> performanceObserver_;
+  std::shared_ptr<ObserverValue<std::optional<TrackedEvent>>> trackedEventsObserver_;
+  std::shared_ptr<ObserverValue<std::optional<ReachabilityConnection>>> reachabilityObserver_;
+};
+
+}  // namespace obx

@@ -1,0 +1,20 @@
+// RUMPlaceholderProviding: where RUMCore gets the placeholder image of a screen that is not
+// recorded. The answer comes later, on a queue of the provider, and may be absent.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace obx {
+
+enum class PlaceholderReason { noPermissions };
+
+class RUMPlaceholderProviding {
+ public:
+  using Completion = std::function<void(std::optional<std::string> jpegData)>;
+  virtual ~RUMPlaceholderProviding() = default;
+  virtual void placeholderImage(PlaceholderReason reason, Completion completion) = 0;
+};
+
+}  // namespace obx
