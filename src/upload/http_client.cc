@@ -9,8 +9,7 @@ bool verboseLogging() { return static_cast<int>(Logger::level()) >= static_cast<
 
 }  // namespace
 
-HTTPClient::HTTPClient(std::shared_ptr<platform::URLSessionProtocol> session)
-    : session_(std::move(session)) {}
+HTTPClient::HTTPClient(std::shared_ptr<platform::URLSessionProtocol> session) : session_(std::move(session)) {}
 
 const std::set<HTTPCode>& HTTPClient::retryCodes() {
   static const std::set<HTTPCode> codes{HTTPCode::serverErrorInternalServerError, HTTPCode::serverErrorNotImplemented,
@@ -46,19 +45,27 @@ std::optional<RetryPolicyException> HTTPClient::classify(const std::shared_ptr<c
 
 void HTTPClient::send(const platform::URLRequest& request, Completion completion) const {
   if (verboseLogging()) Logger::log("✉️ Send request to: " + request.url.absoluteString(), LogLevel::qa);
-  auto task = session_->dataTaskWithRequest(
-      request, [completion = std::move(completion)](std::optional<platform::Data> data,
-                                                                 std::shared_ptr<const platform::URLResponse> response,
-                                                                 std::optional<platform::URLError> error) {
-        auto failure = classify(response, error);
-        if (!completion) return;
-        if (failure) {
-          completion(SendResult::failure(std::move(*failure)));
-        } else {
-          completion(SendResult::success(data.value_or(platform::Data{})));
-        }
-      });
-  if (task) task->resume();
+  auto shared = std::make_shared<Completion>(std::move(completion));
+  std::shared_ptr<platform::URLSessionDataTask> task;
+  if (session_) {
+    task = session_->dataTaskWithRequest(
+        request, [shared](std::optional<platform::Data> data, std::shared_ptr<const platform::URLResponse> response,
+                          std::optional<platform::URLError> error) {
+          auto failure = classify(response, error);
+          if (!*shared) return;
+          if (failure) {
+            (*shared)(SendResult::failure(std::move(*failure)));
+          } else {
+            (*shared)(SendResult::success(data.value_or(platform::Data{})));
+          }
+        });
+  }
+  if (task) {
+    task->resume();
+  } else if (*shared) {
+    // A session that made no task will never answer: the request counts as unanswered.
+    (*shared)(SendResult::failure(RetryPolicyException{kFailureDescription, RetryPolicy::retry}));
+  }
 }
 
 }  // namespace obx

@@ -39,8 +39,8 @@ std::optional<ReachabilityConnection> HTTPRetrying::connection() const {
 
 void HTTPRetrying::send(const platform::URLRequest& request, int maximumTries, double delay, Completion completion,
                         Semaphore semaphore) {
-  run(state_, std::make_shared<Attempt>(Attempt{request, maximumTries, delay, std::move(completion),
-                                                std::move(semaphore)}));
+  run(state_,
+      std::make_shared<Attempt>(Attempt{request, maximumTries, delay, std::move(completion), std::move(semaphore)}));
 }
 
 void HTTPRetrying::finish(const Attempt& attempt, SendResult result) {
@@ -56,8 +56,7 @@ void HTTPRetrying::run(const std::shared_ptr<State>& state, std::shared_ptr<Atte
     return;
   }
   if (state->counter.load() >= attempt->maximumTries) {
-    finish(*attempt,
-           SendResult::failure(RetryPolicyException{HTTPClient::kFailureDescription, RetryPolicy::stop}));
+    finish(*attempt, SendResult::failure(RetryPolicyException{HTTPClient::kFailureDescription, RetryPolicy::stop}));
     return;
   }
 

@@ -45,8 +45,7 @@ void Uploader::sendNext(std::shared_ptr<Pass> pass) {
   // The next request leaves from the semaphore, that is once this one is finished for good and
   // the shared counter has been settled.
   retrying->send(
-      request, pass->retryingTimes, pass->retryingDelay,
-      [pass](SendResult result) { pass->last = std::move(result); },
+      request, pass->retryingTimes, pass->retryingDelay, [pass](SendResult result) { pass->last = std::move(result); },
       [pass] {
         ++pass->next;
         if (!pass->last.isSuccess() || pass->next >= pass->requests.size()) {

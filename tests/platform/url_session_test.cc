@@ -93,11 +93,11 @@ class URLSessionTest : public ::testing::Test {
   template <typename Make>
   DataOutcome runData(Make make) {
     std::promise<DataOutcome> done;
-    auto task = make([&, queue = session_->delegateQueue()](std::optional<Data> data,
-                                                            std::shared_ptr<const URLResponse> response,
-                                                            std::optional<URLError> error) {
-      done.set_value(DataOutcome{std::move(data), std::move(response), std::move(error), queue->isCurrent()});
-    });
+    auto task =
+        make([&, queue = session_->delegateQueue()](
+                 std::optional<Data> data, std::shared_ptr<const URLResponse> response, std::optional<URLError> error) {
+          done.set_value(DataOutcome{std::move(data), std::move(response), std::move(error), queue->isCurrent()});
+        });
     EXPECT_EQ(task->state(), URLSessionTask::State::suspended);
     task->resume();
     auto future = done.get_future();
@@ -186,8 +186,8 @@ TEST_F(URLSessionTest, UploadsDeliverTheirBytes) {
   }
 
   const Data other = patternBytes(1000, 5);
-  auto fromData = runData(
-      [&](DataTaskCompletion done) { return session_->uploadTaskWithRequestFromData(request, other, done); });
+  auto fromData =
+      runData([&](DataTaskCompletion done) { return session_->uploadTaskWithRequestFromData(request, other, done); });
   EXPECT_FALSE(fromData.error);
   EXPECT_EQ(received(), asString(other));
   EXPECT_TRUE(fromData.onSessionQueue);
@@ -222,8 +222,8 @@ TEST_F(URLSessionTest, DownloadToAFile) {
   bool onQueue = false;
   int status = 0;
   auto task = session_->downloadTaskWithURL(
-      url("/blob"), [&](std::optional<std::string> path, std::shared_ptr<const URLResponse> response,
-                        std::optional<URLError> error) {
+      url("/blob"),
+      [&](std::optional<std::string> path, std::shared_ptr<const URLResponse> response, std::optional<URLError> error) {
         EXPECT_FALSE(error);
         if (path) {
           location = *path;
@@ -265,8 +265,8 @@ TEST_F(URLSessionTest, CancelAndRefusedConnection) {
   std::promise<DataOutcome> done;
   int calls = 0;
   auto task = session_->dataTaskWithURL(
-      url("/slow"), [&](std::optional<Data> data, std::shared_ptr<const URLResponse> response,
-                        std::optional<URLError> error) {
+      url("/slow"),
+      [&](std::optional<Data> data, std::shared_ptr<const URLResponse> response, std::optional<URLError> error) {
         if (++calls == 1) done.set_value(DataOutcome{std::move(data), std::move(response), std::move(error)});
       });
   task->resume();
@@ -283,8 +283,9 @@ TEST_F(URLSessionTest, CancelAndRefusedConnection) {
   EXPECT_EQ(task->error()->code, URLError::kCancelled);
 
   // Port 1 on the loopback is closed on any test machine.
-  auto refused = runData(
-      [&](DataTaskCompletion done) { return session_->dataTaskWithURL(*URL::fromString("http://127.0.0.1:1/"), done); });
+  auto refused = runData([&](DataTaskCompletion done) {
+    return session_->dataTaskWithURL(*URL::fromString("http://127.0.0.1:1/"), done);
+  });
   ASSERT_TRUE(refused.error);
   EXPECT_EQ(refused.error->code, URLError::kCannotConnectToHost);
 }
@@ -294,10 +295,9 @@ TEST_F(URLSessionTest, CancelAndRefusedConnection) {
 TEST_F(URLSessionTest, FactoryOperationIsReplaceableAndRestorable) {
   Class* cls = classFromString("NSURLSession");
   ASSERT_EQ(cls, URLSession::runtimeClass());
-  for (const char* selector :
-       {URLSession::kDataTaskWithRequest, URLSession::kDataTaskWithURL, URLSession::kUploadTaskWithRequestFromData,
-        URLSession::kUploadTaskWithRequestFromFile, URLSession::kDownloadTaskWithRequest,
-        URLSession::kDownloadTaskWithURL}) {
+  for (const char* selector : {URLSession::kDataTaskWithRequest, URLSession::kDataTaskWithURL,
+                               URLSession::kUploadTaskWithRequestFromData, URLSession::kUploadTaskWithRequestFromFile,
+                               URLSession::kDownloadTaskWithRequest, URLSession::kDownloadTaskWithURL}) {
     EXPECT_NE(cls->instanceMethod(selector), nullptr) << selector;
   }
 
@@ -306,19 +306,18 @@ TEST_F(URLSessionTest, FactoryOperationIsReplaceableAndRestorable) {
   std::atomic<int> wrappedCompletions{0};
   IMP previous = methodGetImplementation(method);
   methodSetImplementation(
-      method, Implementation::make<URLSession::DataTaskWithRequestIMP>(
-                  [previous, &seenCalls, &wrappedCompletions](Object& self, const URLRequest& request,
-                                                              DataTaskCompletion completion) {
-                    ++seenCalls;
-                    DataTaskCompletion wrapper = [completion, &wrappedCompletions](auto data, auto response,
-                                                                                   auto error) {
-                      ++wrappedCompletions;
-                      completion(std::move(data), std::move(response), std::move(error));
-                    };
-                    return (*previous->as<URLSession::DataTaskWithRequestIMP>())(self, request, wrapper);
-                  }));
-  auto hooked = runData(
-      [&](DataTaskCompletion done) { return session_->dataTaskWithRequest(URLRequest(url("/hello")), done); });
+      method, Implementation::make<URLSession::DataTaskWithRequestIMP>([previous, &seenCalls, &wrappedCompletions](
+                                                                           Object& self, const URLRequest& request,
+                                                                           DataTaskCompletion completion) {
+        ++seenCalls;
+        DataTaskCompletion wrapper = [completion, &wrappedCompletions](auto data, auto response, auto error) {
+          ++wrappedCompletions;
+          completion(std::move(data), std::move(response), std::move(error));
+        };
+        return (*previous->as<URLSession::DataTaskWithRequestIMP>())(self, request, wrapper);
+      }));
+  auto hooked =
+      runData([&](DataTaskCompletion done) { return session_->dataTaskWithRequest(URLRequest(url("/hello")), done); });
   EXPECT_EQ(seenCalls.load(), 1);
   EXPECT_EQ(wrappedCompletions.load(), 1);
   ASSERT_TRUE(hooked.data);

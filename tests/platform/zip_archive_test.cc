@@ -1,6 +1,7 @@
 #include "platform/zip/zip_archive.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +10,6 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 
 namespace obx::platform {
 namespace {

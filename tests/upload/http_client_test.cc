@@ -116,7 +116,8 @@ TEST_F(HTTPClientTest, SuccessDataAndLogLines) {
   logs_.clear();
   sendWith(Outcome{});
   sendWith(Outcome::status(404));
-  for (const auto& message : logs_.messages()) EXPECT_EQ(message.rfind("Upload failed with error: ", 0), std::string::npos);
+  for (const auto& message : logs_.messages())
+    EXPECT_EQ(message.rfind("Upload failed with error: ", 0), std::string::npos);
 }
 
 // The request line is logged only when the log level admits qa.
@@ -142,6 +143,24 @@ TEST_F(HTTPClientTest, CompletionRunsOnTheSessionQueue) {
   scheduler_->runUntilIdle();
   EXPECT_EQ(calls, 1);
   EXPECT_TRUE(onQueue);
+}
+
+// A session that makes no task (a replaced factory that returned none) still completes the send,
+// as an unanswered request.
+TEST_F(HTTPClientTest, NoTaskCountsAsNoAnswer) {
+  class NoTaskSession final : public platform::URLSessionProtocol {
+   public:
+    std::shared_ptr<platform::URLSessionDataTask> dataTaskWithRequest(const platform::URLRequest&,
+                                                                      platform::DataTaskCompletion) override {
+      return nullptr;
+    }
+  };
+  HTTPClient client(std::make_shared<NoTaskSession>());
+  std::vector<SendResult> results;
+  client.send(request_, [&](SendResult result) { results.push_back(std::move(result)); });
+  ASSERT_EQ(results.size(), 1u);
+  ASSERT_NE(results[0].retryPolicyException(), nullptr);
+  EXPECT_EQ(results[0].retryPolicyException()->policy, RetryPolicy::retry);
 }
 
 }  // namespace

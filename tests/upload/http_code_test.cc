@@ -1,9 +1,9 @@
+#include "upload/http_code.h"
+
 #include <gtest/gtest.h>
 
 #include <utility>
 #include <vector>
-
-#include "upload/http_code.h"
 
 namespace obx {
 namespace {
@@ -91,8 +91,8 @@ TEST(HTTPCodeTest, EveryTableRowRoundTrips) {
 // Numbers outside the table, including gaps between known codes, build no case; and across a wide
 // range exactly the 64 numbers of the table build one.
 TEST(HTTPCodeTest, OtherNumbersBuildNothing) {
-  for (int raw : {-2, 1, 99, 104, 199, 209, 225, 227, 299, 309, 399, 418, 420, 427, 430, 432, 450, 452, 499, 509,
-                  512, 599, 1000}) {
+  for (int raw : {-2,  1,   99,  104, 199, 209, 225, 227, 299, 309, 399, 418,
+                  420, 427, 430, 432, 450, 452, 499, 509, 512, 599, 1000}) {
     EXPECT_FALSE(httpCodeFromRaw(raw).has_value()) << raw;
   }
   int known = 0;

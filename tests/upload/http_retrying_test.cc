@@ -46,8 +46,7 @@ class HTTPRetryingTest : public ::testing::Test {
   std::shared_ptr<platform::DispatchQueue> delegateQueue_ =
       platform::DispatchQueue::makeSerial(scheduler_, "session-delegate");
   std::shared_ptr<FakeURLSession> session_ = std::make_shared<FakeURLSession>(delegateQueue_);
-  std::shared_ptr<ReachabilityStub> reachability_ =
-      std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
+  std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
   std::unique_ptr<HTTPRetrying> retrying_ =
       std::make_unique<HTTPRetrying>(std::make_shared<HTTPClient>(session_), reachability_, scheduler_);
   platform::URLRequest screenA_ = requestFor("https://collect.example.test/asset/?asset=A.zip");

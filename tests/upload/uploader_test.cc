@@ -46,9 +46,9 @@ class UploaderTest : public ::testing::Test {
       Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
       Platform{}, scheduler_);
   std::shared_ptr<UploadAuthorized> authorizer_ = std::make_shared<UploadAuthorized>();
-  std::shared_ptr<HTTPRetrying> retrying_ = std::make_shared<HTTPRetrying>(
-      std::make_shared<HTTPClient>(session_), std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi),
-      scheduler_);
+  std::shared_ptr<HTTPRetrying> retrying_ =
+      std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session_),
+                                     std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi), scheduler_);
   Uploader uploader_{authorizer_, retrying_, configuration_};
 };
 
@@ -69,8 +69,7 @@ TEST_F(UploaderTest, NoRequestIsAFileError) {
   auto results = upload({});
   ASSERT_EQ(results.size(), 1u);
   ASSERT_TRUE(results[0].error && std::holds_alternative<FileError>(*results[0].error));
-  EXPECT_EQ(description(*results[0].error),
-            "Error creating requests. There is no request successfully created.");
+  EXPECT_EQ(description(*results[0].error), "Error creating requests. There is no request successfully created.");
 }
 
 // Requests go one at a time: the second leaves only once the first has succeeded, after its retry.

@@ -124,8 +124,7 @@ std::optional<URLError> Transfer::prepare() {
   } else if (body_) {
     static const char kEmpty[] = "";
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_->size()));
-    curl_easy_setopt(easy_, CURLOPT_POSTFIELDS,
-                     body_->empty() ? kEmpty : reinterpret_cast<const char*>(body_->data()));
+    curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, body_->empty() ? kEmpty : reinterpret_cast<const char*>(body_->data()));
     if (method != "POST") curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, method.c_str());
   } else if (method == "HEAD") {
     curl_easy_setopt(easy_, CURLOPT_NOBODY, 1L);

@@ -33,7 +33,10 @@ class Transfer {
   // Replaces the request's body.
   void setBodyData(Data data) { body_ = std::move(data); }
   void setBodyFile(std::string path) { bodyFile_ = std::move(path); }
-  void setDataCompletion(DataTaskCompletion completion) { dataCompletion_ = std::move(completion); sink_ = Sink::memory; }
+  void setDataCompletion(DataTaskCompletion completion) {
+    dataCompletion_ = std::move(completion);
+    sink_ = Sink::memory;
+  }
   void setDownloadCompletion(DownloadTaskCompletion completion) {
     downloadCompletion_ = std::move(completion);
     sink_ = Sink::file;

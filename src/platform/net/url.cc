@@ -27,8 +27,7 @@ std::optional<URL> URL::fromString(const std::string& text) {
   UrlHandle handle(curl_url());
   if (!handle) return std::nullopt;
   // No default scheme: "example.com/x" is not an absolute URL; text with spaces is refused.
-  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
-      CURLUE_OK) {
+  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
     return std::nullopt;
   }
   URL url;

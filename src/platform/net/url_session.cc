@@ -18,9 +18,8 @@ std::shared_ptr<URLSession> URLSession::make(URLSessionConfiguration configurati
 std::shared_ptr<URLSession> URLSession::shared() {
   static std::once_flag once;
   static std::shared_ptr<URLSession> session;
-  std::call_once(once, [] {
-    session = make(URLSessionConfiguration::defaultSessionConfiguration(), defaultScheduler());
-  });
+  std::call_once(once,
+                 [] { session = make(URLSessionConfiguration::defaultSessionConfiguration(), defaultScheduler()); });
   return session;
 }
 
@@ -68,11 +67,10 @@ URLSession::OriginalMethods& URLSession::originals() {
           [](Object& self, const URLRequest& request, const Data& body, DataTaskCompletion completion) {
             return static_cast<URLSession&>(self).makeUploadTask(request, body, std::nullopt, std::move(completion));
           }),
-      Implementation::make<URLSession::UploadTaskFromFileIMP>(
-          [](Object& self, const URLRequest& request, const URL& file, DataTaskCompletion completion) {
-            return static_cast<URLSession&>(self).makeUploadTask(request, std::nullopt, file.path(),
-                                                                 std::move(completion));
-          }),
+      Implementation::make<URLSession::UploadTaskFromFileIMP>([](Object& self, const URLRequest& request,
+                                                                 const URL& file, DataTaskCompletion completion) {
+        return static_cast<URLSession&>(self).makeUploadTask(request, std::nullopt, file.path(), std::move(completion));
+      }),
       Implementation::make<URLSession::DownloadTaskWithRequestIMP>(
           [](Object& self, const URLRequest& request, DownloadTaskCompletion completion) {
             return static_cast<URLSession&>(self).makeDownloadTask(request, std::move(completion));
@@ -104,8 +102,8 @@ std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest(const URLReq
 }
 
 std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithURL(const URL& url, DataTaskCompletion completionHandler) {
-  return sendMessage<std::shared_ptr<URLSessionDataTask>(const URL&, DataTaskCompletion)>(
-      *this, kDataTaskWithURL, url, std::move(completionHandler));
+  return sendMessage<std::shared_ptr<URLSessionDataTask>(const URL&, DataTaskCompletion)>(*this, kDataTaskWithURL, url,
+                                                                                          std::move(completionHandler));
 }
 
 std::shared_ptr<URLSessionUploadTask> URLSession::uploadTaskWithRequestFromData(const URLRequest& request,

@@ -35,12 +35,12 @@ class URLSession final : public Object, public URLSessionProtocol {
   // Implementation::as. The receiver is always a URLSession.
   using DataTaskWithRequestIMP = std::shared_ptr<URLSessionDataTask>(Object&, const URLRequest&, DataTaskCompletion);
   using DataTaskWithURLIMP = std::shared_ptr<URLSessionDataTask>(Object&, const URL&, DataTaskCompletion);
-  using UploadTaskFromDataIMP =
-      std::shared_ptr<URLSessionUploadTask>(Object&, const URLRequest&, const Data&, DataTaskCompletion);
-  using UploadTaskFromFileIMP =
-      std::shared_ptr<URLSessionUploadTask>(Object&, const URLRequest&, const URL&, DataTaskCompletion);
-  using DownloadTaskWithRequestIMP =
-      std::shared_ptr<URLSessionDownloadTask>(Object&, const URLRequest&, DownloadTaskCompletion);
+  using UploadTaskFromDataIMP = std::shared_ptr<URLSessionUploadTask>(Object&, const URLRequest&, const Data&,
+                                                                      DataTaskCompletion);
+  using UploadTaskFromFileIMP = std::shared_ptr<URLSessionUploadTask>(Object&, const URLRequest&, const URL&,
+                                                                      DataTaskCompletion);
+  using DownloadTaskWithRequestIMP = std::shared_ptr<URLSessionDownloadTask>(Object&, const URLRequest&,
+                                                                             DownloadTaskCompletion);
   using DownloadTaskWithURLIMP = std::shared_ptr<URLSessionDownloadTask>(Object&, const URL&, DownloadTaskCompletion);
 
   // The class "NSURLSession", with the six methods in its table.
@@ -51,8 +51,7 @@ class URLSession final : public Object, public URLSessionProtocol {
 
   // Completion handlers run on `delegateQueue`; without one the session makes its own serial queue
   // on `scheduler`.
-  static std::shared_ptr<URLSession> make(URLSessionConfiguration configuration,
-                                          std::shared_ptr<Scheduler> scheduler,
+  static std::shared_ptr<URLSession> make(URLSessionConfiguration configuration, std::shared_ptr<Scheduler> scheduler,
                                           std::shared_ptr<DispatchQueue> delegateQueue = nullptr);
   // A session with the default configuration on the default scheduler, made on first use.
   static std::shared_ptr<URLSession> shared();
@@ -93,7 +92,6 @@ class URLSession final : public Object, public URLSessionProtocol {
                                                            DownloadTaskCompletion completionHandler);
   URLRequest requestForURL(const URL& url) const;
   std::uint64_t nextTaskIdentifier() { return nextTaskIdentifier_.fetch_add(1) + 1; }
-
 
   const URLSessionConfiguration configuration_;
   const std::shared_ptr<DispatchQueue> delegateQueue_;

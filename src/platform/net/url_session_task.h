@@ -87,12 +87,11 @@ class URLSessionDownloadTask final : public URLSessionTask {
 
 // Completion of data and upload tasks: the body (absent when the transfer failed), the response
 // (absent when none arrived) and the error (absent on success, whatever the status code).
-using DataTaskCompletion =
-    std::function<void(std::optional<Data> data, std::shared_ptr<const URLResponse> response, std::optional<URLError> error)>;
+using DataTaskCompletion = std::function<void(std::optional<Data> data, std::shared_ptr<const URLResponse> response,
+                                              std::optional<URLError> error)>;
 // Completion of download tasks: the path of a temporary file holding the body, removed once the
 // handler returns (move or read it there), or absent when the transfer failed.
-using DownloadTaskCompletion = std::function<void(std::optional<std::string> location,
-                                                  std::shared_ptr<const URLResponse> response,
-                                                  std::optional<URLError> error)>;
+using DownloadTaskCompletion = std::function<void(
+    std::optional<std::string> location, std::shared_ptr<const URLResponse> response, std::optional<URLError> error)>;
 
 }  // namespace obx::platform
