@@ -24,6 +24,7 @@ void Window::setWindowScene(const std::shared_ptr<WindowScene>& scene) { windowS
 void Window::setRootViewController(std::shared_ptr<ViewController> controller) {
   if (controller == rootViewController_) return;
   auto previous = rootViewController_;
+  if (controller) controller->view();  // loaded before any callback
   const bool showing = isVisible();
   if (previous && showing) previous->beginAppearanceTransition(false, false);
   if (controller && showing) controller->beginAppearanceTransition(true, false);
