@@ -1,0 +1,447 @@
+#include "rum/rum_core.h"
+
+#include <gtest/gtest.h>
+
+#include "core/metrics.h"
+#include "core/session_life_cycle_observing.h"
+#include "core/tracked_events.h"
+#include "crash/crash_coordinator.h"
+#include "lifecycle/observing.h"
+#include "lifecycle/reachability_observing.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "platform/ui/application.h"
+#include "rum/rum_feature.h"
+#include "store/data_controller.h"
+#include "store/file_storage.h"
+#include "store/files/security.h"
+#include "store/repository.h"
+#include "store/store_test_support.h"
+#include "testing/log_capture.h"
+
+namespace obx {
+namespace {
+
+// Producers that a test drives by hand, each publishing through a real Notifier.
+template <typename Value, typename Interface>
+class ManualProducer : public Interface {
+ public:
+  ManualProducer(std::shared_ptr<platform::Scheduler> scheduler, Value initial)
+      : notifier_(std::move(scheduler), initial, "Manual") {}
+  void add(std::shared_ptr<ObserverValue<Value>> observer) override { notifier_.observe(std::move(observer)); }
+  void remove(const std::shared_ptr<ObserverValue<Value>>& observer) override { notifier_.remove(observer); }
+  void publish(Value value) {
+    current_ = value;
+    notifier_.notify(std::move(value));
+  }
+  std::size_t observerCount() const { return notifier_.observerCount(); }
+
+ protected:
+  Notifier<Value> notifier_;
+  Value current_{};
+};
+
+class ManualBatches : public ManualProducer<std::optional<BatchContext>, BatchCoordinatorObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+  std::optional<BatchContext> batchContext() const override { return current_; }
+};
+
+class ManualAppCycle : public ManualProducer<AppStateCycle, AppLifeCycleObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+};
+
+class ManualPerformance : public ManualProducer<std::optional<DeviceMeasure>, DevicePerformanceObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+  std::optional<DeviceMeasure> devicePerformance() const override { return current_; }
+};
+
+class ManualReachability : public ManualProducer<std::optional<ReachabilityConnection>, ReachabilityObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+  std::optional<ReachabilityConnection> connection() const override { return current_; }
+};
+
+class FixedSessions : public SessionLifeCycleObserving {
+ public:
+  void add(std::shared_ptr<SessionObserverValue>) override {}
+  void remove(const std::shared_ptr<SessionObserverValue>&) override {}
+  std::optional<SessionContext> sessionContext() const override { return context; }
+  std::optional<SessionContext> context = SessionContext{"SESSION-1|x", "LEAD1", std::nullopt};
+};
+
+class ScriptedPlaceholders : public RUMPlaceholderProviding {
+ public:
+  void placeholderImage(PlaceholderReason, Completion completion) override {
+    ++requests;
+    completion(answer);
+  }
+  int requests = 0;
+  std::optional<std::string> answer = std::string("placeholder-jpeg");
+};
+
+class RecordingScrolls : public RUMScrollHandling {
+ public:
+  void start() override { ++starts; }
+  std::vector<Scroll> takeScrolls() override { return std::exchange(scrolls, {}); }
+  int starts = 0;
+  std::vector<Scroll> scrolls;
+};
+
+class RecordingForms : public RUMFormHandling {
+ public:
+  void start(const ViewContext& context) override { started.push_back(context.name); }
+  void handle(const FormSuccess& result) override { handled.push_back(result); }
+  std::vector<TrackedEvent> takeFormEvents() override { return std::exchange(events, {}); }
+  std::vector<std::string> started;
+  std::vector<FormSuccess> handled;
+  std::vector<TrackedEvent> events;
+};
+
+using Types = std::vector<std::string>;
+
+class RUMCoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override { makeConfiguration(Consent::analyticsAndRecording, Platform::native()); }
+
+  void makeConfiguration(Consent consent, const Platform& platform) {
+    configuration_ = std::make_shared<SDKConfiguration>(
+        Configuration("account", "property", consent, false, true, false, false, false), platform, scheduler_);
+    repository_ = std::make_shared<Repository>(configuration_, FileStorage::make(readWrite_, std::make_shared<Security>()),
+                                               nullptr, 16384.0, scheduler_);
+    dataController_ = std::make_shared<DataController>(repository_);
+  }
+
+  void makeCore(RUMHandles handles = {}) {
+    RUMDependencies dependencies;
+    dependencies.metrics = std::make_shared<Metrics>(configuration_);
+    dependencies.appCycle = appCycle_;
+    dependencies.devicePerformance = performance_;
+    dependencies.trackedEvents = trackedEvents_;
+    dependencies.configuration = configuration_;
+    dependencies.sessions = sessions_;
+    dependencies.reachability = reachability_;
+    dependencies.imagePlaceholderBuilder = placeholders_;
+    dependencies.batchCoordinator = batches_;
+    core_ = RUMCore::make(dependencies, dataController_, scheduler_, std::move(handles));
+    scheduler_->runUntilIdle();
+  }
+
+  // A new screen (fresh screen ID) or a further batch of `screen`, published and run.
+  BatchContext showScreen(const std::string& name, bool discardTracking = false) {
+    ViewContext context{"SCREEN" + std::to_string(++screens_), scheduler_->now(), name, {390, 844}, false,
+                        discardTracking};
+    return publish(context);
+  }
+  BatchContext furtherBatch(const BatchContext& batch) { return publish(batch.viewContext); }
+  BatchContext publish(const ViewContext& context) {
+    BatchContext batch{context.screenID + "_" + std::to_string(++batchNumber_), context};
+    batches_->publish(batch);
+    scheduler_->runUntilIdle();
+    return batch;
+  }
+
+  std::vector<Json> events(const BatchContext& batch) {
+    scheduler_->runUntilIdle();
+    std::vector<Json> list;
+    for (const std::string& block : repository_->events(batch.id)) list.push_back(Json::parse(block));
+    return list;
+  }
+  Types types(const BatchContext& batch) {
+    Types list;
+    for (const Json& event : events(batch)) list.push_back(event["t"].get<std::string>());
+    return list;
+  }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  testing::TemporarySandbox sandbox_;
+  testing::LogCapture logs_;
+  std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
+  std::shared_ptr<platform::DispatchQueue> readWrite_ =
+      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
+  std::shared_ptr<SDKConfiguration> configuration_;
+  std::shared_ptr<Repository> repository_;
+  std::shared_ptr<DataController> dataController_;
+  std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_, std::nullopt);
+  std::shared_ptr<ManualAppCycle> appCycle_ = std::make_shared<ManualAppCycle>(scheduler_, AppStateCycle::active);
+  std::shared_ptr<ManualPerformance> performance_ = std::make_shared<ManualPerformance>(scheduler_, std::nullopt);
+  std::shared_ptr<ManualReachability> reachability_ =
+      std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::none);
+  std::shared_ptr<TrackedEvents> trackedEvents_ = std::make_shared<TrackedEvents>(
+      std::make_shared<TrackedEvents::EventNotifier>(scheduler_, std::nullopt, "TrackedEvent"));
+  std::shared_ptr<FixedSessions> sessions_ = std::make_shared<FixedSessions>();
+  std::shared_ptr<ScriptedPlaceholders> placeholders_ = std::make_shared<ScriptedPlaceholders>();
+  std::shared_ptr<RUMCore> core_;
+  int screens_ = 0;
+  int batchNumber_ = 0;
+};
+
+// The crash path writes the end events before it returns, once; later notifications write nothing.
+TEST_F(RUMCoreTest, CrashWritesEndEventsOnce) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
+
+  CrashCoordinator::shared().crashed(Crash{1, "boom", 6, {}});
+  // Written on this thread before the call returned: the read finds them without the scheduler running.
+  EXPECT_EQ(repository_->events(batch.id).size(), 7u);
+  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+  core_->applicationWillCrash();
+  CrashCoordinator::shared().crashed(Crash{});
+  EXPECT_EQ(types(batch).size(), 7u);
+}
+
+// A screen named in disableScreenTracking is discarded: nothing written, no index used, and its
+// tracked events wait for the next tracked screen.
+TEST_F(RUMCoreTest, DisabledScreenNameIsDiscarded) {
+  configuration_->editLiveConfiguration([](LiveConfiguration& live) { live.disableScreenTracking = StringList{"Secret"}; });
+  configuration_->applyLiveConfiguration();
+  makeCore();
+  const std::int64_t before = RUMCore::screenCounter();
+
+  BatchContext secret = showScreen("Secret");
+  trackedEvents_->sendError("while hidden");
+  scheduler_->advance(1.5);
+  BatchContext secretAgain = furtherBatch(secret);
+  EXPECT_TRUE(events(secret).empty());
+  EXPECT_TRUE(events(secretAgain).empty());
+  EXPECT_EQ(RUMCore::screenCounter(), before);
+
+  // Names match exactly: a different case is tracked.
+  BatchContext next = showScreen("secret");
+  std::vector<Json> written = events(next);
+  ASSERT_EQ(types(next), (Types{"session", "batch", "screen", "aM", "applicationError"}));
+  EXPECT_EQ(written[2]["d"]["sI"], before + 1);
+  EXPECT_EQ(written[4]["d"], Json({{"error", "while hidden"}}));
+  EXPECT_EQ(written[4]["o"], 0);
+}
+
+// Consent analytics: the first batch asks for a placeholder and stores it; further batches repeat
+// the same image event without asking again.
+TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
+  makeConfiguration(Consent::analytics, Platform::native());
+  makeCore();
+  BatchContext first = showScreen("Home");
+  EXPECT_EQ(placeholders_->requests, 1);
+  std::vector<Json> written = events(first);
+  ASSERT_EQ(types(first), (Types{"session", "batch", "screen", "aM", "placeholder", "image"}));
+  EXPECT_EQ(written[4]["d"], true);
+  const Json image = written[5]["d"];
+  EXPECT_EQ(image["index"], 0);
+  EXPECT_EQ(image["name"], "0");
+  EXPECT_EQ(image["width"], 390);
+  EXPECT_EQ(image["height"], 844);
+  EXPECT_EQ(image["timestamp"], static_cast<std::int64_t>(scheduler_->now() * 1000.0));
+  std::vector<Image> stored = repository_->images(first.id);
+  ASSERT_EQ(stored.size(), 1u);
+  EXPECT_EQ(stored[0].data, "placeholder-jpeg");
+  EXPECT_TRUE(logs_.contains("Save placeholder image for screen: " + first.viewContext.screenID, LogLevel::qa));
+
+  scheduler_->advance(5.0);
+  BatchContext second = furtherBatch(first);
+  EXPECT_EQ(placeholders_->requests, 1);
+  written = events(second);
+  ASSERT_EQ(types(second), (Types{"session", "batch", "image"}));
+  EXPECT_EQ(written[2]["d"], image);
+}
+
+// A large screen stores the placeholder's size halved; no answer leaves the next batch to ask again.
+TEST_F(RUMCoreTest, PlaceholderSizeAndMissingAnswer) {
+  makeConfiguration(Consent::analytics, Platform::native());
+  application_->mainScreen()->setBounds(platform::Rect::make(0, 0, 1024.5, 1366.5));
+  placeholders_->answer.reset();
+  makeCore();
+  BatchContext first = showScreen("Tablet");
+  EXPECT_EQ(types(first), (Types{"session", "batch", "screen", "aM"}));
+  placeholders_->answer = "jpeg";
+  BatchContext second = furtherBatch(first);
+  EXPECT_EQ(placeholders_->requests, 2);
+  std::vector<Json> written = events(second);
+  ASSERT_EQ(written.size(), 4u);
+  EXPECT_EQ(written[3]["d"]["width"], 512);
+  EXPECT_EQ(written[3]["d"]["height"], 683);
+}
+
+// On Flutter no placeholder is asked for and a formSuccess is dropped while a batch is open.
+TEST_F(RUMCoreTest, FlutterSkipsPlaceholdersAndFormResults) {
+  makeConfiguration(Consent::analytics, Platform{PlatformType::flutter, "3.0.0", "Dart"});
+  auto forms = std::make_shared<RecordingForms>();
+  makeCore(RUMHandles{nullptr, forms});
+  BatchContext batch = showScreen("Home");
+  trackedEvents_->formSuccess();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(placeholders_->requests, 0);
+  EXPECT_TRUE(forms->handled.empty());
+  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
+}
+
+// A form result goes to the form capture while a screen is open, and is written as an event only
+// when it waited for a screen; the capture's events close the screen between samplingStatus and aE.
+TEST_F(RUMCoreTest, FormsAndScrollsAtScreenEnd) {
+  auto forms = std::make_shared<RecordingForms>();
+  auto scrolls = std::make_shared<RecordingScrolls>();
+  makeCore(RUMHandles{scrolls, forms});
+  trackedEvents_->formError("early", std::nullopt);
+  scheduler_->runUntilIdle();
+
+  BatchContext batch = showScreen("Form");
+  EXPECT_EQ(scrolls->starts, 1);
+  EXPECT_EQ(forms->started, std::vector<std::string>{"Form"});
+  trackedEvents_->formSuccess();
+  scheduler_->runUntilIdle();
+  ASSERT_EQ(forms->handled.size(), 1u);
+  EXPECT_TRUE(forms->handled[0].success);
+
+  scrolls->scrolls = {Scroll{900, 1200, 35.5f}, Scroll{900, 300, 0.0f}};
+  forms->events = {TrackedEvent{EventType::formMeta, FormMeta{"hash", "t", {}, 0, "login", "sel", 0}},
+                   TrackedEvent{EventType::formView, FormView{1, 10, "hash", std::nullopt, std::nullopt}}};
+  scheduler_->advance(1.0);
+  appCycle_->publish(AppStateCycle::background);
+  scheduler_->runUntilIdle();
+
+  std::vector<Json> written = events(batch);
+  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "formSuccess", "samplingStatus", "scroll",
+                                 "form-meta", "form-view", "aE", "bE"}));
+  EXPECT_EQ(written[4]["d"], Json({{"success", false}, {"error", "early"}}));
+  EXPECT_EQ(written[6]["d"], Json::parse(R"([{"sH":900,"fT":1200,"oY":35.5},{"sH":900,"fT":300,"oY":0.0}])"));
+  EXPECT_EQ(written[9]["o"], 1000);
+}
+
+// Under the weighted method a further batch and the end of a screen write weightedSampling before bE.
+TEST_F(RUMCoreTest, WeightedSamplingClosesBatches) {
+  configuration_->editLiveConfiguration(
+      [](LiveConfiguration& live) { live.experienceDataSampleMethod = SamplingMethod::weighted; });
+  configuration_->applyLiveConfiguration();
+  makeCore();
+  BatchContext first = showScreen("Home");
+  BatchContext second = furtherBatch(first);
+  showScreen("Next");
+  EXPECT_EQ(types(first), (Types{"session", "batch", "screen", "aM", "weightedSampling", "bE"}));
+  EXPECT_EQ(types(second), (Types{"session", "batch", "samplingStatus", "aE", "weightedSampling", "bE"}));
+  EXPECT_EQ(events(second)[4]["d"], Json({{"video", true}, {"data", true}, {"sampling", "weighted"}}));
+  EXPECT_EQ(events(second)[2]["d"],
+            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 0}}));
+}
+
+// The end of a screen clears the user's screen flag and reports it in samplingStatus first.
+TEST_F(RUMCoreTest, UserScreenFlagLastsOneScreen) {
+  makeCore();
+  BatchContext first = showScreen("Home");
+  configuration_->editUserConfiguration([](UserConfiguration& user) { user.userScreenFlag = false; });
+  configuration_->applyUserConfiguration();
+  scheduler_->runUntilIdle();
+  BatchContext second = showScreen("Next");
+  showScreen("Third");
+  EXPECT_EQ(events(first)[4]["d"]["analysisDataStatusPage"], 2);
+  EXPECT_FALSE(events(second)[4]["d"].contains("analysisDataStatusPage"));
+  EXPECT_FALSE(configuration_->common().userScreenFlag.has_value());
+}
+
+// Performance records carry the measure and the letter of the first stress kind.
+TEST_F(RUMCoreTest, PerformanceRecordsAndStressLetters) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  const std::pair<std::vector<DeviceStressedType>, std::optional<std::string>> cases[] = {
+      {{}, std::nullopt},
+      {{DeviceStressedType::cpu}, "C"},
+      {{DeviceStressedType::memory, DeviceStressedType::cpu}, "M"},
+      {{DeviceStressedType::battery}, "B"},
+  };
+  for (const auto& [stress, letter] : cases) {
+    performance_->publish(DeviceMeasure{stress, 0.25, 120.5, 0.8, 8, 16384.0});
+    scheduler_->runUntilIdle();
+  }
+  performance_->publish(std::nullopt);
+  std::vector<Json> written = events(batch);
+  ASSERT_EQ(written.size(), 8u);
+  for (std::size_t i = 0; i < 4; ++i) {
+    const Json& data = written[4 + i]["d"];
+    EXPECT_EQ(written[4 + i]["t"], "performance");
+    EXPECT_EQ(data["c"], 0.25);
+    EXPECT_EQ(data["m"], 120.5);
+    EXPECT_EQ(data["b"], 0.8);
+    EXPECT_EQ(data["nC"], 8);
+    EXPECT_EQ(data["mM"], 16384.0);
+    if (cases[i].second) {
+      EXPECT_EQ(data["uS"], *cases[i].second);
+    } else {
+      EXPECT_FALSE(data.contains("uS"));
+    }
+  }
+}
+
+// Touches are grouped by kind into tB, tM and tE in that order; other kinds are dropped.
+TEST_F(RUMCoreTest, TouchesGroupedByKind) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  core_->touchesDetected({{EventType::touchEnded, Touch{5, 6}},
+                          {EventType::touchBegan, Touch{1, 2}},
+                          {EventType::goal, Touch{9, 9}},
+                          {EventType::touchBegan, Touch{3, 4}}});
+  scheduler_->runUntilIdle();
+  std::vector<Json> written = events(batch);
+  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "tB", "tE"}));
+  EXPECT_EQ(written[4]["d"], Json::parse(R"([{"x":1,"y":2},{"x":3,"y":4}])"));
+  EXPECT_EQ(written[5]["d"], Json::parse(R"([{"x":5,"y":6}])"));
+}
+
+// A batch and a measure that exist before the core are handed to it at construction, and the
+// known connection is used at once.
+TEST_F(RUMCoreTest, CurrentValuesAtConstruction) {
+  ViewContext context{"EARLY", scheduler_->now(), "Early", {390, 844}, false, false};
+  batches_->publish(BatchContext{"EARLY_1", context});
+  reachability_->publish(ReachabilityConnection::cellular);
+  scheduler_->runUntilIdle();
+  makeCore();
+  std::vector<Json> written = events(BatchContext{"EARLY_1", context});
+  ASSERT_EQ(types(BatchContext{"EARLY_1", context}), (Types{"session", "batch", "screen", "aM"}));
+  EXPECT_EQ(written[3]["d"]["cT"], "Cellular");
+}
+
+// Without a session, a new screen writes neither session nor batch, and goes on.
+TEST_F(RUMCoreTest, NoSessionSkipsSessionAndBatch) {
+  sessions_->context.reset();
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  EXPECT_EQ(types(batch), (Types{"screen", "aM"}));
+}
+
+// Going away out of sample closes the open screen first and leaves no subscription behind.
+TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  const std::size_t delegatesBefore = CrashCoordinator::shared().delegateCount();
+  configuration_->setConsent(Consent::none);
+  scheduler_->runUntilIdle();
+  core_.reset();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+  EXPECT_EQ(batches_->observerCount(), 0u);
+  EXPECT_EQ(appCycle_->observerCount(), 0u);
+  EXPECT_EQ(performance_->observerCount(), 0u);
+  EXPECT_EQ(reachability_->observerCount(), 0u);
+  EXPECT_EQ(CrashCoordinator::shared().delegateCount(), delegatesBefore - 1);
+}
+
+// Going away in sample writes nothing more; the feature registers under "RUM".
+TEST_F(RUMCoreTest, FeatureKeyAndQuietDestruction) {
+  RUMDependencies dependencies;
+  dependencies.configuration = configuration_;
+  dependencies.batchCoordinator = batches_;
+  dependencies.sessions = sessions_;
+  auto feature = RUMFeature::make(dependencies, dataController_, scheduler_);
+  EXPECT_EQ(feature->key(), "RUM");
+  scheduler_->runUntilIdle();
+  BatchContext batch = showScreen("Home");
+  feature.reset();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
+
+  RUMDependencies missing;
+  EXPECT_THROW(RUMCore::make(missing, dataController_, scheduler_), RUMCoreError);
+  EXPECT_THROW(RUMCore::make(dependencies, nullptr, scheduler_), RUMCoreError);
+}
+
+}  // namespace
+}  // namespace obx
