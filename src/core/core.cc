@@ -4,7 +4,8 @@
 
 #include "core/build_settings.h"
 #include "core/logger.h"
-#include "platform/bundle/bundle.h"
+#include "core/tracked_events.h"
+#include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/scheduler.h"
 
 namespace obx {
@@ -29,12 +30,14 @@ std::shared_ptr<Core> Core::shared() {
   return *instance;
 }
 
-std::shared_ptr<Core> Core::make(std::shared_ptr<platform::Scheduler> scheduler) {
-  return std::make_shared<Core>(std::move(scheduler));
+std::shared_ptr<Core> Core::make(std::shared_ptr<platform::Scheduler> scheduler,
+                                 ReachabilityFactory reachabilityFactory) {
+  return std::make_shared<Core>(std::move(scheduler), std::move(reachabilityFactory));
 }
 
-Core::Core(std::shared_ptr<platform::Scheduler> scheduler)
+Core::Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory reachabilityFactory)
     : scheduler_(std::move(scheduler)),
+      reachabilityFactory_(std::move(reachabilityFactory)),
       queue_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write")),
       queueConfiguration_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.core-configuration")) {
   registerFeatureBuilders();
@@ -51,11 +54,11 @@ std::shared_ptr<SDKConfiguration> Core::configuration() const { return configura
 std::shared_ptr<CacheController> Core::cacheController() const { return cacheController_.get(); }
 
 std::optional<std::string> Core::sdkVersion() {
-  return platform::Bundle::sdk().objectForInfoDictionaryKey(kSDKVersionKey).value_or(build::kSDKVersion);
+  return platform::BundleInfo::sdk().objectForInfoDictionaryKey(kSDKVersionKey).value_or(build::kSDKVersion);
 }
 
 std::optional<std::string> Core::appVersion() {
-  return platform::Bundle::main().objectForInfoDictionaryKey(kAppVersionKey);
+  return platform::BundleInfo::main().objectForInfoDictionaryKey(kAppVersionKey);
 }
 
 // ---- Start-up ----
@@ -394,30 +397,44 @@ std::optional<std::string> Core::webViewProperties() const {
 
 namespace obx {
 
-void Core::sendGoal(const std::string& name, std::optional<float>) {
+void Core::sendGoal(const std::string& name, std::optional<float> value) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.sendGoal(name, value); });
   Logger::log("Save goal " + name, LogLevel::customer);
 }
 
-void Core::sendDimension(const std::string& name, const std::string&) {
+void Core::sendDimension(const std::string& name, const std::string& value) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.sendDimension(name, value); });
   Logger::log("Save Custom Dimension " + name, LogLevel::customer);
 }
 
-void Core::sendDimension(const std::string& name, bool) {
+void Core::sendDimension(const std::string& name, bool value) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.sendDimension(name, value); });
   Logger::log("Save Custom Dimension " + name, LogLevel::customer);
 }
 
-void Core::sendDimension(const std::string& name, double) {
+void Core::sendDimension(const std::string& name, double value) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.sendDimension(name, value); });
   Logger::log("Save Custom Dimension " + name, LogLevel::customer);
 }
 
-void Core::sendError(const std::string& text) { Logger::log("Save App Error: " + text, LogLevel::customer); }
+void Core::sendError(const std::string& text) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.sendError(text); });
+  Logger::log("Save App Error: " + text, LogLevel::customer);
+}
 
 void Core::sendHTTPError(int statusCode) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.sendHTTPError(statusCode); });
   Logger::log("Save HTTP Error: " + std::to_string(statusCode), LogLevel::customer);
 }
 
-void Core::formSuccess() { Logger::log("Save the\u00A0correct submission of the form", LogLevel::customer); }
+void Core::formSuccess() {
+  recordTrackedEvent([](TrackedEvents& events) { events.formSuccess(); });
+  Logger::log("Save the\u00A0correct submission of the form", LogLevel::customer);
+}
 
-void Core::formError(const std::string&) { Logger::log("Save\u00A0an error in the form", LogLevel::customer); }
+void Core::formError(const std::string& error) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.formError(error, std::nullopt); });
+  Logger::log("Save\u00A0an error in the form", LogLevel::customer);
+}
 
 }  // namespace obx

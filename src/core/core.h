@@ -28,6 +28,11 @@ class CacheController;
 class DataController;
 class ReachabilityObserver;
 class ConfigurationAPI;
+class MemoryFootprintProviding;
+class TrackedEvents;
+namespace platform {
+class Reachability;
+}
 
 class Core : public std::enable_shared_from_this<Core> {
  public:
@@ -40,9 +45,16 @@ class Core : public std::enable_shared_from_this<Core> {
   // The process-wide core of the facade, made on first use on platform::defaultScheduler().
   // Making it starts nothing: only the two queues and an empty registry exist until initialize().
   static std::shared_ptr<Core> shared();
-  static std::shared_ptr<Core> make(std::shared_ptr<platform::Scheduler> scheduler);
+  // Makes the platform's connectivity monitor; tests give a fake one.
+  using ReachabilityFactory =
+      std::function<std::shared_ptr<platform::Reachability>(std::shared_ptr<platform::Scheduler>)>;
 
-  explicit Core(std::shared_ptr<platform::Scheduler> scheduler);
+  static std::shared_ptr<Core> make(std::shared_ptr<platform::Scheduler> scheduler,
+                                    ReachabilityFactory reachabilityFactory = {});
+
+  explicit Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory reachabilityFactory = {});
+  // The monitor over the machine's network interfaces, notifying on the main queue.
+  static std::shared_ptr<platform::Reachability> defaultReachability(std::shared_ptr<platform::Scheduler> scheduler);
   ~Core();
   Core(const Core&) = delete;
   Core& operator=(const Core&) = delete;
@@ -99,6 +111,9 @@ class Core : public std::enable_shared_from_this<Core> {
   std::optional<std::string> webViewProperties() const;
   std::shared_ptr<OBXDelegate> delegate() const;
 
+  // The live configuration as a multiplatform host receives it.
+  static LiveConfigurationMultiplatform toMultiplatform(const LiveConfiguration& live);
+
   static std::optional<std::string> sdkVersion();
   static std::optional<std::string> appVersion();
 
@@ -124,14 +139,16 @@ class Core : public std::enable_shared_from_this<Core> {
   void startServices(const CommonDependencies& dependencies);
   void stopServices(const CommonDependencies& dependencies);
   static bool eventBusAvailable();
+  void recordTrackedEvent(const std::function<void(TrackedEvents&)>& record) const;
+  static std::shared_ptr<const MemoryFootprintProviding> memoryFootprint(const CommonDependencies& dependencies);
   static void forceNewScreen(const CommonDependencies& dependencies, const std::string& name, bool disableRecording);
   static void clearScreen(const CommonDependencies& dependencies);
   std::optional<std::string> publicSessionID() const;
   // The session ID and the lead ID of the current session.
   std::optional<std::pair<std::string, std::string>> sessionIdentifiers() const;
-  static LiveConfigurationMultiplatform toMultiplatform(const LiveConfiguration& live);
 
   std::shared_ptr<platform::Scheduler> scheduler_;
+  ReachabilityFactory reachabilityFactory_;
   ReadWriteLock<std::map<std::string, std::shared_ptr<Feature>>> features_;
   ReadWriteLock<std::optional<CommonDependencies>> commonDependencies_;
   ReadWriteLock<std::shared_ptr<SDKConfiguration>> configuration_;

@@ -1,50 +1,193 @@
 // Where each shared service and feature of this build joins Core: construction of the services in
 // their start order, their start and stop on configuration changes, and the feature builders.
+#include "core/configuration_api.h"
 #include "core/core.h"
+#include "core/identifiers.h"
 #include "core/logger.h"
+#include "core/metrics.h"
+#include "core/session_life_cycle.h"
+#include "core/tracked_events.h"
+#include "lifecycle/app_life_cycle.h"
+#include "lifecycle/batch_coordinator.h"
+#include "lifecycle/device_performance.h"
+#include "lifecycle/obx_reachability.h"
+#include "lifecycle/reachability_observer.h"
+#include "lifecycle/screen_detector.h"
+#include "lifecycle/view_life_cycle.h"
+#include "platform/reachability/network_reachability.h"
+#include "platform/ui/application.h"
+#include "platform/process/process_info.h"
+#include "store/cache_controller.h"
+#include "store/data_controller.h"
+#include "store/data_reader.h"
+#include "store/data_writer.h"
+#include "store/file_storage.h"
+#include "store/files/file_reader.h"
+#include "store/files/file_writer.h"
+#include "store/files/security.h"
+#include "store/repository.h"
+#include "upload/http_client.h"
+#include "upload/http_retrying.h"
 
 namespace obx {
 
 void Core::registerFeatureBuilders() {}
 
-std::shared_ptr<CacheController> Core::buildCacheController() { return nullptr; }
+std::shared_ptr<CacheController> Core::buildCacheController() { return CacheController::make(queue_); }
 
-std::shared_ptr<ReachabilityObserver> Core::buildReachability() { return nullptr; }
+std::shared_ptr<platform::Reachability> Core::defaultReachability(std::shared_ptr<platform::Scheduler> scheduler) {
+  auto application = platform::Application::shared();
+  return OBXReachability::make(scheduler, std::make_shared<platform::NetlinkReachability>(),
+                               application->notificationCenter(), scheduler->mainQueue());
+}
 
-std::shared_ptr<ConfigurationAPI> Core::buildConfigurationAPI() { return nullptr; }
+std::shared_ptr<ReachabilityObserver> Core::buildReachability() {
+  auto source = reachabilityFactory_ ? reachabilityFactory_(scheduler_) : defaultReachability(scheduler_);
+  if (!source) return nullptr;
+  auto notifier = std::make_shared<Notifier<std::optional<ReachabilityConnection>>>(
+      scheduler_, ReachabilityConnection::none, "Optional<ReachabilityConnection>");
+  auto observer = ReachabilityObserver::make(source, notifier);
+  observer->start();
+  return observer;
+}
 
-void Core::startConfigurationFetch() {}
+std::shared_ptr<ConfigurationAPI> Core::buildConfigurationAPI() {
+  auto configuration = configuration_.get();
+  auto reachability = reachability_.get();
+  if (!configuration || !reachability) return nullptr;
+  auto client = std::make_shared<HTTPClient>(HTTPClient::makeSession(scheduler_));
+  auto retrying = std::make_shared<HTTPRetrying>(client, reachability, scheduler_);
+  return std::make_shared<ConfigurationAPI>(retrying, configuration, scheduler_);
+}
+
+void Core::startConfigurationFetch() {
+  if (auto api = configurationAPI_.get()) api->fetchConfiguration();
+}
 
 std::optional<CommonDependencies> Core::buildCommonDependencies() {
   auto configuration = configuration_.get();
-  if (!configuration || !cacheController_.get() || !reachability_.get()) return std::nullopt;
+  auto cacheController = cacheController_.get();
+  auto reachability = reachability_.get();
+  if (!configuration || !cacheController || !reachability) return std::nullopt;
+  auto application = platform::Application::shared();
+  auto notificationCenter = application->notificationCenter();
+
+  if (configuration->common().platform.type == PlatformType::flutter) {
+    configuration->editUserConfiguration([](UserConfiguration& user) { user.sessionReplayEnabled = false; });
+    configuration->applyUserConfiguration();
+    configuration->editUserConfiguration([](UserConfiguration& user) { user.manualScreenTracking = true; });
+    configuration->applyUserConfiguration();
+  }
+
   CommonDependencies dependencies;
   dependencies.configuration = configuration;
-  dependencies.reachability = reachability_.get();
+  dependencies.reachability = reachability;
+
+  auto measures = std::make_shared<Notifier<std::optional<DeviceMeasure>>>(scheduler_, std::nullopt,
+                                                                           "Optional<DeviceMeasure>");
+  dependencies.devicePerformance = DevicePerformance::make(scheduler_, platform::ProcessInfo::processInfo(),
+                                                           application->device(), configuration, measures);
+
+  auto viewStates =
+      std::make_shared<Notifier<ViewStateCycle>>(scheduler_, ViewStateCycle::viewDidLoad, "ViewStateCycle");
+  dependencies.screenCycle = std::make_shared<ViewLifeCycle>(viewStates);
+
+  auto appStates = std::make_shared<Notifier<AppStateCycle>>(scheduler_, AppStateCycle::active, "AppStateCycle");
+  dependencies.appCycle = AppLifeCycle::make(notificationCenter, appStates);
+
+  auto screens =
+      std::make_shared<Notifier<std::optional<ViewContext>>>(scheduler_, std::nullopt, "Optional<ViewContext>");
+  dependencies.screenDetector = ScreenDetector::make(scheduler_, notificationCenter, application,
+                                                     dependencies.screenCycle, dependencies.appCycle, configuration,
+                                                     screens);
+
+  auto sessions = std::make_shared<SessionLifeCycle::SessionNotifier>(scheduler_, std::nullopt,
+                                                                      "Optional<SessionContext>");
+  std::weak_ptr<Core> weak = weak_from_this();
+  dependencies.sessionCycle = SessionLifeCycle::make(
+      scheduler_, dependencies.appCycle, sessions, configuration, cacheController,
+      [weak]() -> SessionLifeCycle::SessionURLCallback {
+        auto self = weak.lock();
+        return self ? self->sessionURLCallback_.get() : SessionLifeCycle::SessionURLCallback{};
+      },
+      notificationCenter);
+
+  auto trackedEvents = std::make_shared<TrackedEvents::EventNotifier>(scheduler_, std::nullopt,
+                                                                      "Optional<TrackedEvent>");
+  dependencies.trackedEvents = std::make_shared<TrackedEvents>(trackedEvents);
+  dependencies.metrics = std::make_shared<Metrics>(configuration, 1);
+
+  auto batches =
+      std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler_, std::nullopt, "Optional<BatchContext>");
+  dependencies.batchCoordinator = BatchCoordinator::make(scheduler_, dependencies.screenDetector, configuration,
+                                                         dependencies.appCycle, batches);
+  dependencies.security = std::make_shared<Security>();
   return dependencies;
 }
 
 std::shared_ptr<DataController> Core::buildDataController() {
-  if (!reachability_.get()) {
+  auto configuration = configuration_.get();
+  if (!reachability_.get() || !configuration) {
     Logger::log("Error to build DataController ...", LogLevel::developer);
     return nullptr;
   }
-  return nullptr;
+  auto security = std::make_shared<Security>();
+  auto reader = std::make_shared<DataReader>(queue_, std::make_shared<FileReader>(security));
+  auto writer = std::make_shared<DataWriter>(queue_, std::make_shared<FileWriter>(security));
+  auto storage = std::make_shared<FileStorage>(reader, writer);
+  auto dependencies = commonDependencies_.get();
+  std::shared_ptr<const MemoryFootprintProviding> footprint;
+  if (dependencies) footprint = memoryFootprint(*dependencies);
+  double physicalMiB =
+      static_cast<double>(platform::ProcessInfo::processInfo()->physicalMemory()) / (1024.0 * 1024.0);
+  try {
+    auto repository = std::make_shared<Repository>(configuration, storage, footprint, physicalMiB, scheduler_);
+    return std::make_shared<DataController>(repository);
+  } catch (const FileError& error) {
+    Logger::log("Error to build DataController " + error.description, LogLevel::developer);
+    return nullptr;
+  }
 }
 
-void Core::startServices(const CommonDependencies&) {}
+std::shared_ptr<const MemoryFootprintProviding> Core::memoryFootprint(const CommonDependencies& dependencies) {
+  return dependencies.devicePerformance;
+}
 
-void Core::stopServices(const CommonDependencies&) {}
+void Core::startServices(const CommonDependencies& dependencies) {
+  if (dependencies.batchCoordinator) dependencies.batchCoordinator->start(0);
+}
+
+void Core::stopServices(const CommonDependencies& dependencies) {
+  if (dependencies.devicePerformance) dependencies.devicePerformance->stop();
+  if (dependencies.batchCoordinator) dependencies.batchCoordinator->stop();
+}
 
 bool Core::eventBusAvailable() { return false; }
 
-void Core::forceNewScreen(const CommonDependencies&, const std::string&, bool) {}
+void Core::forceNewScreen(const CommonDependencies& dependencies, const std::string& name, bool disableRecording) {
+  dependencies.screenDetector->forceNewScreen(name, makeUUIDString(), disableRecording);
+}
 
-void Core::clearScreen(const CommonDependencies&) {}
+void Core::clearScreen(const CommonDependencies& dependencies) { dependencies.screenDetector->clearCurrentScreen(); }
 
-std::optional<std::string> Core::publicSessionID() const { return std::nullopt; }
+std::optional<std::pair<std::string, std::string>> Core::sessionIdentifiers() const {
+  auto dependencies = commonDependencies_.get();
+  if (!dependencies || !dependencies->sessionCycle) return std::nullopt;
+  auto session = dependencies->sessionCycle->sessionContext();
+  if (!session) return std::nullopt;
+  return std::make_pair(session->sessionID, session->leadID);
+}
 
-std::optional<std::pair<std::string, std::string>> Core::sessionIdentifiers() const { return std::nullopt; }
+std::optional<std::string> Core::publicSessionID() const {
+  auto identifiers = sessionIdentifiers();
+  if (!identifiers) return std::nullopt;
+  return SessionLifeCycle::publicSessionID(identifiers->first);
+}
+
+void Core::recordTrackedEvent(const std::function<void(TrackedEvents&)>& record) const {
+  auto dependencies = commonDependencies_.get();
+  if (dependencies && dependencies->trackedEvents) record(*dependencies->trackedEvents);
+}
 
 std::optional<std::string> Core::sessionId() const { return publicSessionID(); }
 

@@ -1,7 +1,7 @@
 #include "core/metrics.h"
 
 #include "core/sdk_configuration.h"
-#include "platform/bundle/bundle.h"
+#include "platform/bundle/bundle_info.h"
 
 namespace obx {
 
@@ -9,7 +9,7 @@ Metrics::Metrics(std::shared_ptr<SDKConfiguration> configuration, std::int64_t a
     : configuration_(std::move(configuration)), appLaunchesSessions_(appLaunchesSessions) {}
 
 std::string Metrics::version() const {
-  std::string sdkVersion = platform::Bundle::sdk().objectForInfoDictionaryKey(kSDKVersionKey).value_or("unknown");
+  std::string sdkVersion = platform::BundleInfo::sdk().objectForInfoDictionaryKey(kSDKVersionKey).value_or("unknown");
   if (!configuration_) return sdkVersion;
   Platform platform = configuration_->common().platform;
   if (platform.type == PlatformType::native) return sdkVersion;

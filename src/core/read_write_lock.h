@@ -3,6 +3,7 @@
 // holding it: `mutate` is for plain edits of the value itself.
 #pragma once
 
+#include <mutex>
 #include <shared_mutex>
 #include <utility>
 

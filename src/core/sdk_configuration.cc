@@ -86,6 +86,7 @@ SDKConfiguration::SDKConfiguration(const Configuration& configuration, const Pla
     : common_(Common::from(configuration, platform)),
       notifier_(std::move(scheduler), common_, "Common"),
       cacheController_(std::move(cacheController)) {
+  restoreLiveConfiguration();
   {
     std::lock_guard lock(mutex_);
     userConfiguration_.logLevel = configuration.logLevel;

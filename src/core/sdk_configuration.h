@@ -20,6 +20,7 @@
 namespace obx {
 
 class CacheController;
+struct SessionConfiguration;
 
 using StringList = std::vector<std::string>;
 
@@ -215,6 +216,15 @@ class SDKConfiguration {
   // Once per session: forces the session in (true) or out (false) of sample, with its replay.
   void setRetention(bool value);
 
+  // Stores a received document and applies it; the configuration is then finished. Caches it
+  // under "config" and tells the delegate.
+  void updateLiveConfiguration(const SessionConfiguration& document);
+  // The cached document when it decodes, else an empty one: either way the configuration is finished.
+  void fallBackToCachedConfiguration();
+  // At construction: cached values steer from the first moment, but the configuration is not
+  // finished until the fetch answers.
+  void restoreLiveConfiguration();
+
   bool shouldCollectExperienceData() const;
   bool shouldCollectReplayData() const;
   SamplingFlags webViewSamplingFlag() const;
@@ -230,6 +240,9 @@ class SDKConfiguration {
   static std::string reconcileQualityAndColor(Common& common, const UserConfiguration& user,
                                               const LiveConfiguration& live);
   void applyLogLevel();
+  void applyLogSwitches();
+  std::optional<LiveConfiguration> readCachedLiveConfiguration() const;
+  void saveCachedLiveConfiguration(const LiveConfiguration& live) const;
 
   mutable std::mutex mutex_;
   Common common_;

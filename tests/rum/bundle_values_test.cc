@@ -3,16 +3,16 @@
 #include <optional>
 #include <string>
 
-#include "platform/bundle/bundle.h"
+#include "platform/bundle/bundle_info.h"
 
 namespace obx::rum_testing {
 
 void setMainBundleValue(const std::string& key, std::optional<std::string> value) {
-  platform::Bundle::main().setObject(key, std::move(value));
+  platform::BundleInfo::main().setObject(key, std::move(value));
 }
 
 void setSDKBundleValue(const std::string& key, std::optional<std::string> value) {
-  platform::Bundle::sdk().setObject(key, std::move(value));
+  platform::BundleInfo::sdk().setObject(key, std::move(value));
 }
 
 }  // namespace obx::rum_testing

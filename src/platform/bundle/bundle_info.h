@@ -1,4 +1,4 @@
-// Bundle: the info dictionaries of the host application ("main") and of the SDK itself, which the
+// BundleInfo: the info dictionaries of the host application ("main") and of the SDK itself, which the
 // host fills in at start the way a packaged application carries them. Thread-safe.
 #pragma once
 
@@ -9,11 +9,11 @@
 
 namespace obx::platform {
 
-class Bundle {
+class BundleInfo {
  public:
-  static Bundle& main();
+  static BundleInfo& main();
   // The bundle that holds the SDK; "Ombrix OBX Version" is set from the build.
-  static Bundle& sdk();
+  static BundleInfo& sdk();
 
   std::optional<std::string> objectForInfoDictionaryKey(const std::string& key) const;
   void setObject(const std::string& key, std::optional<std::string> value);

@@ -1,0 +1,86 @@
+// The live layer of SDKConfiguration: a received document, the fallback to the cached one, and the
+// restore at start.
+#include <nlohmann/json.hpp>
+
+#include "core/core.h"
+#include "core/logger.h"
+#include "core/sdk_configuration.h"
+#include "core/session_configuration.h"
+#include "store/cache_controller.h"
+
+namespace obx {
+namespace {
+
+constexpr const char* kCacheName = "config";
+
+std::string boolText(bool value) { return value ? "true" : "false"; }
+
+}  // namespace
+
+std::optional<LiveConfiguration> SDKConfiguration::readCachedLiveConfiguration() const {
+  if (!cacheController_) return std::nullopt;
+  auto data = cacheController_->read(kCacheName);
+  if (!data) return std::nullopt;
+  return decodeLiveConfiguration(*data);
+}
+
+void SDKConfiguration::saveCachedLiveConfiguration(const LiveConfiguration& live) const {
+  if (!cacheController_) return;
+  std::string text = encodeLiveConfiguration(live);
+  cacheController_->save(kCacheName, std::vector<std::uint8_t>(text.begin(), text.end()));
+}
+
+void SDKConfiguration::applyLogSwitches() {
+  Common current = common();
+  Logger::setShowLocalLogs(current.showLocalLogs.value_or(false));
+  Logger::setAllowLogs(current.allowLogs.value_or(false));
+}
+
+void SDKConfiguration::updateLiveConfiguration(const SessionConfiguration& document) {
+  editCommon([](Common& common) { common.isLiveConfigFinished = true; });
+  LiveConfiguration live = document.toLiveConfiguration();
+  editLiveConfiguration([&](LiveConfiguration& stored) { stored = live; });
+  applyLiveConfiguration();
+  applyLogSwitches();
+  if (Logger::showLocalLogs() || Logger::allowLogs()) {
+    try {
+      auto pretty = nlohmann::json::parse(encodeLiveConfiguration(live)).dump(4);
+      Logger::log("OmbrixOBX Live configuration: \n" + pretty + "\n", LogLevel::qa);
+    } catch (...) {
+    }
+  }
+  saveCachedLiveConfiguration(live);
+  Common current = common();
+  Logger::log("Sampling for collect experience data: " + boolText(obx::shouldCollectExperienceData(current)),
+              LogLevel::qa);
+  Logger::log("Sampling for collect analysis data: " + boolText(obx::shouldCollectExperienceData(current)),
+              LogLevel::qa);
+  Logger::log("Sampling for collect replay data: " + boolText(obx::shouldCollectReplayData(current)), LogLevel::qa);
+  applyLogLevel();
+  if (auto delegate = this->delegate()) delegate->liveConfig(Core::toMultiplatform(live));
+}
+
+void SDKConfiguration::fallBackToCachedConfiguration() {
+  if (auto cached = readCachedLiveConfiguration()) {
+    editCommon([](Common& common) { common.isLiveConfigFinished = true; });
+    editLiveConfiguration([&](LiveConfiguration& stored) { stored = *cached; });
+    applyLiveConfiguration();
+    return;
+  }
+  SessionConfiguration empty;
+  empty.showLocalLogs = false;
+  empty.allowLogs = false;
+  empty.keepVideoData = false;
+  empty.enableAnalytics = true;
+  updateLiveConfiguration(empty);
+}
+
+void SDKConfiguration::restoreLiveConfiguration() {
+  auto cached = readCachedLiveConfiguration();
+  if (!cached) return;
+  editLiveConfiguration([&](LiveConfiguration& stored) { stored = *cached; });
+  applyLiveConfiguration();
+  applyLogSwitches();
+}
+
+}  // namespace obx
