@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "obx/facade.h"
-#include "platform/bundle/bundle.h"
+#include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 
@@ -11,7 +11,7 @@ int main() {
   namespace fs = std::filesystem;
   fs::path sandbox = fs::temp_directory_path() / "obx-demo-sandbox";
   obx::platform::setSandboxRoot(sandbox);
-  obx::platform::Bundle::main().setObject("CFBundleShortVersionString", "1.0.0");
+  obx::platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
 
   obx::Configuration configuration("demo-account", "demo-property", obx::Consent::analyticsAndRecording, true, true,
                                    false, true, true);
