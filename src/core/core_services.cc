@@ -16,6 +16,7 @@
 #include "lifecycle/view_life_cycle.h"
 #include "platform/reachability/network_reachability.h"
 #include "platform/ui/application.h"
+#include "rum/rum_feature.h"
 #include "platform/process/process_info.h"
 #include "store/cache_controller.h"
 #include "store/data_controller.h"
@@ -31,7 +32,19 @@
 
 namespace obx {
 
-void Core::registerFeatureBuilders() {}
+void Core::registerFeatureBuilders() {
+  std::weak_ptr<platform::Scheduler> weakScheduler = scheduler_;
+  setFeatureBuilder(FeatureKey::kRUM, [weakScheduler](const CommonDependencies& d,
+                                                      std::shared_ptr<DataController> dataController)
+                                          -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    if (!scheduler) return nullptr;
+    RUMDependencies dependencies{d.metrics,       d.appCycle,     d.screenDetector, d.devicePerformance,
+                                 d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
+                                 nullptr,         d.batchCoordinator};
+    return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
+  });
+}
 
 std::shared_ptr<CacheController> Core::buildCacheController() { return CacheController::make(queue_); }
 
@@ -191,7 +204,11 @@ void Core::recordTrackedEvent(const std::function<void(TrackedEvents&)>& record)
 
 std::optional<std::string> Core::sessionId() const { return publicSessionID(); }
 
-void Core::handOverDelegate() {}
+void Core::handOverDelegate() {
+  auto delegate = delegate_.get();
+  if (!delegate) return;
+  if (auto rum = feature<RUMFeature>(FeatureKey::kRUM)) rum->core->setDelegateIfAbsent(delegate);
+}
 
 
 }  // namespace obx
