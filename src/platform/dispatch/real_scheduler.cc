@@ -11,42 +11,58 @@ std::shared_ptr<RealScheduler> RealScheduler::shared() {
   return *instance;
 }
 
-RealScheduler::RealScheduler() : timerThread_([this] { timerLoop(); }) {}
+RealScheduler::RealScheduler() : state_(std::make_shared<State>()) {
+  auto state = state_;
+  timerThread_ = std::thread([state] { timerLoop(state); });
+}
 
 RealScheduler::~RealScheduler() {
+  std::vector<std::thread> workers;
   {
-    std::lock_guard lock(poolMutex_);
-    stopping_ = true;
+    std::lock_guard lock(state_->poolMutex);
+    state_->stopping = true;
+    workers.swap(state_->workers);
   }
-  {
-    std::lock_guard lock(timerMutex_);
+  { std::lock_guard lock(state_->timerMutex); }
+  state_->poolReady.notify_all();
+  state_->timerChanged.notify_all();
+  // The last reference may be dropped on one of our own threads: that one finishes on its own.
+  const auto self = std::this_thread::get_id();
+  for (auto& worker : workers) {
+    if (worker.get_id() == self) {
+      worker.detach();
+    } else {
+      worker.join();
+    }
   }
-  poolReady_.notify_all();
-  timerChanged_.notify_all();
-  for (auto& worker : workers_) worker.join();
-  timerThread_.join();
+  if (timerThread_.get_id() == self) {
+    timerThread_.detach();
+  } else {
+    timerThread_.join();
+  }
 }
 
 void RealScheduler::execute(Block runnable) {
-  std::lock_guard lock(poolMutex_);
-  if (stopping_) return;
-  work_.push_back(std::move(runnable));
-  if (idle_ < static_cast<int>(work_.size()) && workers_.size() < kMaxWorkers) {
-    workers_.emplace_back([this] { workerLoop(); });
+  std::lock_guard lock(state_->poolMutex);
+  if (state_->stopping) return;
+  state_->work.push_back(std::move(runnable));
+  if (state_->idle < static_cast<int>(state_->work.size()) && state_->workers.size() < kMaxWorkers) {
+    auto state = state_;
+    state_->workers.emplace_back([state] { workerLoop(state); });
   } else {
-    poolReady_.notify_one();
+    state_->poolReady.notify_one();
   }
 }
 
-void RealScheduler::workerLoop() {
-  std::unique_lock lock(poolMutex_);
+void RealScheduler::workerLoop(const std::shared_ptr<State>& state) {
+  std::unique_lock lock(state->poolMutex);
   for (;;) {
-    ++idle_;
-    poolReady_.wait(lock, [this] { return stopping_ || !work_.empty(); });
-    --idle_;
-    if (stopping_) return;
-    Block next = std::move(work_.front());
-    work_.pop_front();
+    ++state->idle;
+    state->poolReady.wait(lock, [&] { return state->stopping || !state->work.empty(); });
+    --state->idle;
+    if (state->stopping) return;
+    Block next = std::move(state->work.front());
+    state->work.pop_front();
     lock.unlock();
     next();
     next = nullptr;
@@ -58,42 +74,44 @@ void RealScheduler::executeAfter(double seconds, Block runnable) {
   auto delay = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
       std::chrono::duration<double>(seconds < 0 ? 0 : seconds));
   {
-    std::lock_guard lock(timerMutex_);
-    timers_.emplace(std::make_pair(std::chrono::steady_clock::now() + delay, sequence_++), std::move(runnable));
+    std::lock_guard lock(state_->timerMutex);
+    state_->timers.emplace(std::make_pair(std::chrono::steady_clock::now() + delay, state_->sequence++),
+                           std::move(runnable));
   }
-  timerChanged_.notify_one();
+  state_->timerChanged.notify_one();
 }
 
-void RealScheduler::timerLoop() {
-  std::unique_lock lock(timerMutex_);
+void RealScheduler::timerLoop(const std::shared_ptr<State>& state) {
+  std::unique_lock lock(state->timerMutex);
   for (;;) {
     {
-      std::lock_guard poolLock(poolMutex_);
-      if (stopping_) return;
+      std::lock_guard poolLock(state->poolMutex);
+      if (state->stopping) return;
     }
-    if (timers_.empty()) {
-      timerChanged_.wait_for(lock, std::chrono::milliseconds(200));
+    if (state->timers.empty()) {
+      state->timerChanged.wait_for(lock, std::chrono::milliseconds(200));
       continue;
     }
-    auto due = timers_.begin()->first.first;
+    auto due = state->timers.begin()->first.first;
     if (std::chrono::steady_clock::now() < due) {
-      timerChanged_.wait_until(lock, due);
+      state->timerChanged.wait_until(lock, due);
       continue;
     }
-    Block fire = std::move(timers_.begin()->second);
-    timers_.erase(timers_.begin());
+    Block fire = std::move(state->timers.begin()->second);
+    state->timers.erase(state->timers.begin());
     lock.unlock();
     fire();
+    fire = nullptr;
     lock.lock();
   }
 }
 
 void RealScheduler::executeOnMain(Block runnable) {
   {
-    std::lock_guard lock(mainMutex_);
-    mainWork_.push_back(std::move(runnable));
+    std::lock_guard lock(state_->mainMutex);
+    state_->mainWork.push_back(std::move(runnable));
   }
-  mainReady_.notify_all();
+  state_->mainReady.notify_all();
 }
 
 std::size_t RealScheduler::drainMain() {
@@ -101,10 +119,10 @@ std::size_t RealScheduler::drainMain() {
   for (;;) {
     Block next;
     {
-      std::lock_guard lock(mainMutex_);
-      if (mainWork_.empty()) return count;
-      next = std::move(mainWork_.front());
-      mainWork_.pop_front();
+      std::lock_guard lock(state_->mainMutex);
+      if (state_->mainWork.empty()) return count;
+      next = std::move(state_->mainWork.front());
+      state_->mainWork.pop_front();
     }
     next();
     ++count;
@@ -118,10 +136,11 @@ bool RealScheduler::runMainLoop(const std::function<bool()>& done, double timeou
   for (;;) {
     drainMain();
     if (done()) return true;
-    std::unique_lock lock(mainMutex_);
+    std::unique_lock lock(state_->mainMutex);
     if (std::chrono::steady_clock::now() >= deadline) return done();
-    mainReady_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(10)),
-                          [this] { return !mainWork_.empty(); });
+    state_->mainReady.wait_until(
+        lock, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(10)),
+        [this] { return !state_->mainWork.empty(); });
   }
 }
 

@@ -40,27 +40,32 @@ class RealScheduler final : public Scheduler {
  private:
   using SteadyTime = std::chrono::steady_clock::time_point;
 
-  void workerLoop();
-  void timerLoop();
+  // Threads share this with the scheduler, so that a scheduler released by one of its own workers
+  // (the last reference dropped inside a block) can stop without that worker touching freed memory.
+  struct State {
+    std::mutex poolMutex;
+    std::condition_variable poolReady;
+    std::deque<Block> work;
+    std::vector<std::thread> workers;
+    int idle = 0;
+    bool stopping = false;
+
+    std::mutex timerMutex;
+    std::condition_variable timerChanged;
+    std::multimap<std::pair<SteadyTime, std::uint64_t>, Block> timers;
+    std::uint64_t sequence = 0;
+
+    std::mutex mainMutex;
+    std::condition_variable mainReady;
+    std::deque<Block> mainWork;
+  };
+
+  static void workerLoop(const std::shared_ptr<State>& state);
+  static void timerLoop(const std::shared_ptr<State>& state);
 
   SystemClock clock_;
-
-  std::mutex poolMutex_;
-  std::condition_variable poolReady_;
-  std::deque<Block> work_;
-  std::vector<std::thread> workers_;
-  int idle_ = 0;
-  bool stopping_ = false;
-
-  std::mutex timerMutex_;
-  std::condition_variable timerChanged_;
-  std::multimap<std::pair<SteadyTime, std::uint64_t>, Block> timers_;
-  std::uint64_t sequence_ = 0;
+  std::shared_ptr<State> state_;
   std::thread timerThread_;
-
-  std::mutex mainMutex_;
-  std::condition_variable mainReady_;
-  std::deque<Block> mainWork_;
 };
 
 }  // namespace obx::platform
