@@ -63,11 +63,15 @@ std::optional<std::string> addContents(zip_t* archive, const std::filesystem::pa
     } else if (child.is_regular_file(error)) {
       Data bytes;
       if (auto failure = readWhole(child.path(), bytes)) return failure;
-      // libzip frees the copy once the archive is written.
-      void* copy = std::malloc(std::max<std::size_t>(bytes.size(), 1));
-      if (copy == nullptr) return std::string("out of memory");
-      if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
-      zip_source_t* source = zip_source_buffer(archive, copy, bytes.size(), 1);
+      // libzip frees the copy once the archive is written; an empty file needs no buffer at all
+      // (libzip would not free a buffer of length zero).
+      void* copy = nullptr;
+      if (!bytes.empty()) {
+        copy = std::malloc(bytes.size());
+        if (copy == nullptr) return std::string("out of memory");
+        std::memcpy(copy, bytes.data(), bytes.size());
+      }
+      zip_source_t* source = zip_source_buffer(archive, copy, bytes.size(), copy != nullptr ? 1 : 0);
       if (source == nullptr) {
         std::free(copy);
         return archiveErrorText(archive);
