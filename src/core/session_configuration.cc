@@ -3,6 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <type_traits>
 
 namespace obx {
 namespace {
@@ -183,99 +184,97 @@ LiveConfiguration SessionConfiguration::toLiveConfiguration() const {
   return live;
 }
 
-std::string encodeLiveConfiguration(const LiveConfiguration& l) {
-  json o = json::object();
-  write(o, "ipHandling", l.ipHandling);
-  o["useLiveConfiguration"] = l.useLiveConfiguration;
-  write(o, "batchTime", l.batchTime);
-  write(o, "maxTimeFileSaved", l.maxTimeFileSaved);
-  writeEnum(o, "experienceDataSampleMethod", l.experienceDataSampleMethod);
-  writeEnum(o, "sessionCookieFlags", l.sessionCookieFlags);
-  writeEnum(o, "leadCookieFlags", l.leadCookieFlags);
-  writeEnum(o, "analysisDataSampleMethod", l.analysisDataSampleMethod);
-  writeEnum(o, "analysisSessionFlags", l.analysisSessionFlags);
-  writeEnum(o, "analysisLeadFlags", l.analysisLeadFlags);
-  writeEnum(o, "replayDataSampleMethod", l.replayDataSampleMethod);
-  writeEnum(o, "replaySessionFlags", l.replaySessionFlags);
-  writeEnum(o, "replayLeadFlags", l.replayLeadFlags);
-  write(o, "disableScreenTracking", l.disableScreenTracking);
-  write(o, "screensMasking", l.screensMasking);
-  write(o, "forceHiFi", l.forceHiFi);
-  write(o, "forceLoFi", l.forceLoFi);
-  writeEnum(o, "imageQualityType", l.imageQualityType);
-  writeEnum(o, "videoQualityType", l.videoQualityType);
-  write(o, "maxScreenDuration", l.maxScreenDuration);
-  write(o, "maxScreenshots", l.maxScreenshots);
-  write(o, "recordVideoInForeground", l.recordVideoInForeground);
-  write(o, "sessionTimeout", l.sessionTimeout);
-  write(o, "maskingColor", l.maskingColor);
-  write(o, "showLocalLogs", l.showLocalLogs);
-  write(o, "allowLogs", l.allowLogs);
-  write(o, "sdkVersionsBlocked", l.sdkVersionsBlocked);
-  write(o, "appVersionsBlocked", l.appVersionsBlocked);
-  write(o, "keepVideoData", l.keepVideoData);
-  write(o, "maxMemoryUsage", l.maxMemoryUsage);
-  write(o, "maxCPUUsage", l.maxCPUUsage);
-  write(o, "enableAnalytics", l.enableAnalytics);
-  write(o, "blockedFlutterSDKVersions", l.blockedFlutterSDKVersions);
-  write(o, "blockedFlutterAppVersions", l.blockedFlutterAppVersions);
-  write(o, "blockedRNSDKVersions", l.blockedRNSDKVersions);
-  write(o, "blockedRNAppVersions", l.blockedRNAppVersions);
-  write(o, "forceWireframe", l.forceWireframe);
-  write(o, "enableRecording", l.enableRecording);
-  write(o, "overrideCollectionURL", l.overrideCollectionURL);
-  write(o, "allowBridgeCommunication", l.allowBridgeCommunication);
-  return o.dump();
+namespace {
+
+// Every optional field of the stored form under its own name, for the encoder and the decoder alike.
+template <typename Live, typename Visit>
+void forEachOptionalField(Live& live, Visit&& visit) {
+  visit("ipHandling", live.ipHandling);
+  visit("batchTime", live.batchTime);
+  visit("maxTimeFileSaved", live.maxTimeFileSaved);
+  visit("experienceDataSampleMethod", live.experienceDataSampleMethod);
+  visit("sessionCookieFlags", live.sessionCookieFlags);
+  visit("leadCookieFlags", live.leadCookieFlags);
+  visit("analysisDataSampleMethod", live.analysisDataSampleMethod);
+  visit("analysisSessionFlags", live.analysisSessionFlags);
+  visit("analysisLeadFlags", live.analysisLeadFlags);
+  visit("replayDataSampleMethod", live.replayDataSampleMethod);
+  visit("replaySessionFlags", live.replaySessionFlags);
+  visit("replayLeadFlags", live.replayLeadFlags);
+  visit("disableScreenTracking", live.disableScreenTracking);
+  visit("screensMasking", live.screensMasking);
+  visit("forceHiFi", live.forceHiFi);
+  visit("forceLoFi", live.forceLoFi);
+  visit("imageQualityType", live.imageQualityType);
+  visit("videoQualityType", live.videoQualityType);
+  visit("maxScreenDuration", live.maxScreenDuration);
+  visit("maxScreenshots", live.maxScreenshots);
+  visit("recordVideoInForeground", live.recordVideoInForeground);
+  visit("sessionTimeout", live.sessionTimeout);
+  visit("maskingColor", live.maskingColor);
+  visit("showLocalLogs", live.showLocalLogs);
+  visit("allowLogs", live.allowLogs);
+  visit("sdkVersionsBlocked", live.sdkVersionsBlocked);
+  visit("appVersionsBlocked", live.appVersionsBlocked);
+  visit("keepVideoData", live.keepVideoData);
+  visit("maxMemoryUsage", live.maxMemoryUsage);
+  visit("maxCPUUsage", live.maxCPUUsage);
+  visit("enableAnalytics", live.enableAnalytics);
+  visit("blockedFlutterSDKVersions", live.blockedFlutterSDKVersions);
+  visit("blockedFlutterAppVersions", live.blockedFlutterAppVersions);
+  visit("blockedRNSDKVersions", live.blockedRNSDKVersions);
+  visit("blockedRNAppVersions", live.blockedRNAppVersions);
+  visit("forceWireframe", live.forceWireframe);
+  visit("enableRecording", live.enableRecording);
+  visit("overrideCollectionURL", live.overrideCollectionURL);
+  visit("allowBridgeCommunication", live.allowBridgeCommunication);
+}
+
+void readField(const json& object, const char* key, std::optional<SamplingMethod>& out) {
+  readEnum(object, key, out, samplingMethodFromRaw);
+}
+void readField(const json& object, const char* key, std::optional<SamplingFlags>& out) {
+  readEnum(object, key, out, samplingFlagsFromRaw);
+}
+void readField(const json& object, const char* key, std::optional<ImageQualityType>& out) {
+  readEnum(object, key, out, imageQualityTypeFromRaw);
+}
+void readField(const json& object, const char* key, std::optional<VideoQualityType>& out) {
+  readEnum(object, key, out, videoQualityTypeFromRaw);
+}
+template <typename T>
+void readField(const json& object, const char* key, std::optional<T>& out) {
+  read(object, key, out);
+}
+
+template <typename T>
+void writeField(json& object, const char* key, const std::optional<T>& value) {
+  if constexpr (std::is_enum_v<T>) {
+    writeEnum(object, key, value);
+  } else {
+    write(object, key, value);
+  }
+}
+
+}  // namespace
+
+std::string encodeLiveConfiguration(const LiveConfiguration& live) {
+  json object = json::object();
+  object["useLiveConfiguration"] = live.useLiveConfiguration;
+  forEachOptionalField(live, [&](const char* key, const auto& field) { writeField(object, key, field); });
+  return object.dump();
 }
 
 std::optional<LiveConfiguration> decodeLiveConfiguration(const std::string& text) {
   try {
-    json o = json::parse(text);
-    if (!o.is_object()) return std::nullopt;
-    LiveConfiguration l;
-    const json* use = find(o, "useLiveConfiguration");
+    json object = json::parse(text);
+    if (!object.is_object()) return std::nullopt;
+    LiveConfiguration live;
+    const json* use = find(object, "useLiveConfiguration");
     if (!use || !use->is_boolean()) return std::nullopt;
-    l.useLiveConfiguration = use->get<bool>();
-    read(o, "ipHandling", l.ipHandling);
-    read(o, "batchTime", l.batchTime);
-    read(o, "maxTimeFileSaved", l.maxTimeFileSaved);
-    readEnum(o, "experienceDataSampleMethod", l.experienceDataSampleMethod, samplingMethodFromRaw);
-    readEnum(o, "sessionCookieFlags", l.sessionCookieFlags, samplingFlagsFromRaw);
-    readEnum(o, "leadCookieFlags", l.leadCookieFlags, samplingFlagsFromRaw);
-    readEnum(o, "analysisDataSampleMethod", l.analysisDataSampleMethod, samplingMethodFromRaw);
-    readEnum(o, "analysisSessionFlags", l.analysisSessionFlags, samplingFlagsFromRaw);
-    readEnum(o, "analysisLeadFlags", l.analysisLeadFlags, samplingFlagsFromRaw);
-    readEnum(o, "replayDataSampleMethod", l.replayDataSampleMethod, samplingMethodFromRaw);
-    readEnum(o, "replaySessionFlags", l.replaySessionFlags, samplingFlagsFromRaw);
-    readEnum(o, "replayLeadFlags", l.replayLeadFlags, samplingFlagsFromRaw);
-    read(o, "disableScreenTracking", l.disableScreenTracking);
-    read(o, "screensMasking", l.screensMasking);
-    read(o, "forceHiFi", l.forceHiFi);
-    read(o, "forceLoFi", l.forceLoFi);
-    readEnum(o, "imageQualityType", l.imageQualityType, imageQualityTypeFromRaw);
-    readEnum(o, "videoQualityType", l.videoQualityType, videoQualityTypeFromRaw);
-    read(o, "maxScreenDuration", l.maxScreenDuration);
-    read(o, "maxScreenshots", l.maxScreenshots);
-    read(o, "recordVideoInForeground", l.recordVideoInForeground);
-    read(o, "sessionTimeout", l.sessionTimeout);
-    read(o, "maskingColor", l.maskingColor);
-    read(o, "showLocalLogs", l.showLocalLogs);
-    read(o, "allowLogs", l.allowLogs);
-    read(o, "sdkVersionsBlocked", l.sdkVersionsBlocked);
-    read(o, "appVersionsBlocked", l.appVersionsBlocked);
-    read(o, "keepVideoData", l.keepVideoData);
-    read(o, "maxMemoryUsage", l.maxMemoryUsage);
-    read(o, "maxCPUUsage", l.maxCPUUsage);
-    read(o, "enableAnalytics", l.enableAnalytics);
-    read(o, "blockedFlutterSDKVersions", l.blockedFlutterSDKVersions);
-    read(o, "blockedFlutterAppVersions", l.blockedFlutterAppVersions);
-    read(o, "blockedRNSDKVersions", l.blockedRNSDKVersions);
-    read(o, "blockedRNAppVersions", l.blockedRNAppVersions);
-    read(o, "forceWireframe", l.forceWireframe);
-    read(o, "enableRecording", l.enableRecording);
-    read(o, "overrideCollectionURL", l.overrideCollectionURL);
-    read(o, "allowBridgeCommunication", l.allowBridgeCommunication);
-    return l;
+    live.useLiveConfiguration = use->get<bool>();
+    forEachOptionalField(live, [&](const char* key, auto& field) { readField(object, key, field); });
+    return live;
   } catch (...) {
     return std::nullopt;
   }
