@@ -1,0 +1,82 @@
+// UploadDecoder: opens one screen upload as the SDK sends it. The query names the property, the
+// screen and the cleaned session and lead IDs; the body is a ZIP of `<id>_zip/raw/data` (the JSON
+// body) and `<id>_zip/raw/<index>` (one image each), every file enciphered with the session's key.
+// The account is not in the request, so the decoder tries each account it serves and, for a
+// cleaned session ID of 34 characters, the raw form with the UUID dashes put back; the key that
+// deciphers "data" into a JSON array is the one. The body must then be an array of events of the
+// known types, each decoding as its typed record, in offset order.
+//
+// Stateless after construction and safe to call from several threads at once.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "store/events/event.h"
+#include "store/events/json_coding.h"
+
+namespace obx::collector {
+
+// The query of "/asset/?type=zip&wid=..&sk=..&sid=..&lid=..&passed=..&asset=..[&dnt=..][&jspsf=..]".
+struct UploadQuery {
+  std::string property;   // wid
+  std::string cScreenID;  // sk
+  std::string sessionID;  // sid, cleaned by the SDK
+  std::string leadID;     // lid, cleaned by the SDK
+  std::int64_t passed = 0;
+  std::string asset;      // "<id>.zip"
+  std::optional<std::int64_t> dnt;
+  std::optional<bool> jspsf;
+
+  // The query read from its parameters, or nothing with `error` telling which one is missing or
+  // malformed. IDs that could not name a folder (empty, "..", a "/") are refused here.
+  static std::optional<UploadQuery> fromParameters(const std::multimap<std::string, std::string>& parameters,
+                                                   std::string* error);
+  // `asset` without its ".zip".
+  std::string assetID() const;
+};
+
+struct DecodedUpload {
+  std::string account;       // the account whose key deciphered the body
+  std::string rawSessionID;  // the session ID the key was derived from
+  std::string key;
+  std::string iv;
+  Json body;                 // the JSON array as it was sent
+  std::vector<AnyEvent> events;
+  std::map<std::int64_t, std::string> images;  // index -> plain image bytes
+  // Anomalies that don't make the upload unusable (an image the body names but the archive lacks).
+  std::vector<std::string> warnings;
+};
+
+class UploadDecoder {
+ public:
+  explicit UploadDecoder(std::vector<std::string> accounts);
+
+  // The deciphered and validated upload, or nothing with `error` saying why it was refused.
+  std::optional<DecodedUpload> decode(const UploadQuery& query, std::string_view body, std::string* error) const;
+
+  // The raw session IDs a cleaned one may come from: itself, and for 34 characters the
+  // 8-4-4-4-(12+2) dashed form.
+  static std::vector<std::string> rawSessionIDCandidates(const std::string& cleanedSessionID);
+
+  // The key and IV texts of a session, derived as `Security` derives them but without its
+  // process-wide table: that table is keyed by session ID alone, so a trial with a wrong account
+  // would be remembered and, in a process that also runs the SDK, poison the SDK's own key.
+  static std::pair<std::string, std::string> uploadKey(const std::string& sessionID, const std::string& leadID,
+                                                       const std::string& property, const std::string& account);
+
+  // Checks a deciphered body: a JSON array of event objects of known types, each decoding as its
+  // typed record, offsets never decreasing. Fills `events` on success.
+  static std::optional<Json> validateBody(std::string_view plain, std::vector<AnyEvent>& events,
+                                          std::string* error);
+
+ private:
+  std::vector<std::string> accounts_;
+};
+
+}  // namespace obx::collector
