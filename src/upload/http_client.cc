@@ -1,13 +1,9 @@
 #include "upload/http_client.h"
 
 #include "core/logger.h"
+#include "upload/verbose_logging.h"
 
 namespace obx {
-namespace {
-
-bool verboseLogging() { return static_cast<int>(Logger::level()) >= static_cast<int>(LogLevel::qa); }
-
-}  // namespace
 
 HTTPClient::HTTPClient(std::shared_ptr<platform::URLSessionProtocol> session) : session_(std::move(session)) {}
 

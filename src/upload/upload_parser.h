@@ -13,7 +13,12 @@
 #include <memory>
 #include <optional>
 
+#include <string>
+#include <vector>
+
 #include "platform/dispatch/dispatch_queue.h"
+#include "store/events/payloads.h"
+#include "store/files/security.h"
 #include "store/screen_batches.h"
 #include "upload/upload_screen.h"
 #include "upload/uploader_configuration.h"
@@ -34,6 +39,10 @@ class UploadParser {
   const std::shared_ptr<UploaderConfiguration>& configuration() const { return configuration_; }
 
  private:
+  // Queues a copy of the enciphered files under Library/Caches/obx.ombrix.zips for inspection.
+  void writeDebugCopy(const std::string& id, const Session& rawSession, const std::string& body,
+                      const std::vector<Image>& images, const Security& security) const;
+
   std::shared_ptr<UploaderConfiguration> configuration_;
   std::filesystem::path root_;
   std::shared_ptr<platform::DispatchQueue> debugQueue_;

@@ -1,0 +1,202 @@
+#include "upload/upload_parser.h"
+
+#include <cmath>
+
+#include "core/logger.h"
+#include "platform/files/file_manager.h"
+#include "platform/files/sandbox.h"
+#include "platform/net/url.h"
+#include "store/events/event.h"
+#include "store/files/security.h"
+#include "upload/upload_body.h"
+#include "upload/upload_zip.h"
+
+namespace obx {
+namespace {
+
+template <typename T>
+std::optional<Event<T>> decodeEvent(const std::string& block, std::string* error = nullptr) {
+  try {
+    return parseJSON(block).get<Event<T>>();
+  } catch (const DecodingError& failure) {
+    if (error) *error = failure.description;
+  } catch (const nlohmann::json::exception& failure) {
+    if (error) *error = failure.what();
+  }
+  return std::nullopt;
+}
+
+template <typename T>
+std::optional<std::size_t> firstDecodingBlock(const std::vector<std::string>& blocks) {
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    if (decodeEvent<T>(blocks[i])) return i;
+  }
+  return std::nullopt;
+}
+
+// The identifier as the server takes it: the text before the first "|", without "+" and "-".
+std::string cleanIdentifier(const std::string& raw) {
+  std::string cleaned = raw.substr(0, raw.find('|'));
+  std::erase_if(cleaned, [](char c) { return c == '+' || c == '-'; });
+  return cleaned;
+}
+
+// The name of a session's debug folder: its first non-empty "|"-part cleaned, or "nil".
+std::string debugSessionName(const std::string& raw) {
+  std::size_t start = 0;
+  while (start < raw.size()) {
+    std::size_t end = raw.find('|', start);
+    if (end == std::string::npos) end = raw.size();
+    if (end > start) return cleanIdentifier(raw.substr(start, end - start));
+    start = end + 1;
+  }
+  return "nil";
+}
+
+bool representable(double seconds) {
+  return std::isfinite(seconds) && std::trunc(seconds) >= -9223372036854775808.0 &&
+         std::trunc(seconds) < 9223372036854775808.0;
+}
+
+struct ScreenIdentity {
+  Session rawSession;
+  std::string sessionID;
+  std::string leadID;
+  std::string cScreenID;
+  std::int64_t startTime = 0;
+};
+
+// Steps that identify the screen: its session, cleaned IDs and its first batch. Logs each failure.
+std::optional<ScreenIdentity> identify(const ScreenToSend& screen) {
+  auto fail = [&]() -> std::optional<ScreenIdentity> {
+    Logger::log("Error parser, screenID: " + screen.id, LogLevel::qa);
+    return std::nullopt;
+  };
+
+  std::optional<Session> session;
+  for (const auto& block : screen.events) {
+    if (auto event = decodeEvent<Session>(block)) {
+      session = std::move(event->data);
+      break;
+    }
+  }
+  if (!session) {
+    Logger::log("Error parsing session is nil", LogLevel::qa);
+    return fail();
+  }
+
+  ScreenIdentity identity;
+  identity.rawSession = *session;
+  if (session->leadID.empty()) {
+    Logger::log("Fail to parse lead ID", LogLevel::qa);
+    return fail();
+  }
+  identity.leadID = cleanIdentifier(session->leadID);
+  if (session->sessionID.empty()) {
+    Logger::log("Fail to parse session ID", LogLevel::qa);
+    return fail();
+  }
+  identity.sessionID = cleanIdentifier(session->sessionID);
+
+  auto batchBlock = firstDecodingBlock<Batch>(screen.events);
+  if (!batchBlock) {
+    Logger::log("Fail to parse Batch event", LogLevel::qa);
+    return fail();
+  }
+  std::string error;
+  auto batch = decodeEvent<Batch>(screen.events[*batchBlock], &error);
+  if (batch && !representable(batch->data.startTime)) {
+    error = "startTime " + std::to_string(batch->data.startTime) + " is not a whole number of seconds in range";
+    batch.reset();
+  }
+  if (!batch) {
+    Logger::log("Error parsing Batch event " + error, LogLevel::qa);
+    return fail();
+  }
+  identity.cScreenID = batch->data.cScreenID;
+  identity.startTime = static_cast<std::int64_t>(batch->data.startTime);
+  return identity;
+}
+
+UploadBodySettings bodySettings(const Common& common) {
+  return UploadBodySettings{common.videoQualityType, common.captureURLParameters};
+}
+
+}  // namespace
+
+UploadParser::UploadParser(std::shared_ptr<UploaderConfiguration> configuration, std::filesystem::path root,
+                           std::shared_ptr<platform::Scheduler> scheduler)
+    : configuration_(std::move(configuration)),
+      root_(std::move(root)),
+      debugQueue_(platform::DispatchQueue::makeSerial(std::move(scheduler), kDebugQueueLabel)) {}
+
+std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) const {
+  if (screen.events.empty()) {
+    Logger::log("Empty events in screen to send, screenID: " + screen.id, LogLevel::qa);
+    return std::nullopt;
+  }
+  auto identity = identify(screen);
+  if (!identity) return std::nullopt;
+
+  const Common common = configuration_ ? configuration_->common() : Common{};
+  const bool keepVideoData = common.keepVideoData.value_or(false);
+  const auto zipDirectory = root_ / screen.id / "zip";
+  const auto archive = zipDirectory / (screen.id + ".zip");
+  static const std::vector<Image> kNoImages;
+  const auto& images = screen.images ? *screen.images : kNoImages;
+  const Security security(identity->rawSession.sessionID, identity->rawSession.leadID, common.property, common.account);
+
+  UploadScreen result;
+  if (auto previous = platform::fileExistsAtPath(archive) ? platform::contentsAtPath(archive) : std::nullopt) {
+    // A screen whose send failed before goes out again with the very same bytes.
+    result.zip.assign(previous->begin(), previous->end());
+  } else {
+    auto body = buildUploadBody(screen.events, bodySettings(common));
+    if (!body) {
+      Logger::log("Error parser, ID: " + screen.id, LogLevel::qa);
+      if (keepVideoData) {
+        if (auto again = buildUploadBody(screen.events, bodySettings(common))) {
+          writeDebugCopy(screen.id, identity->rawSession, *again, images, security);
+        }
+      }
+      return std::nullopt;
+    }
+    auto zip = buildUploadZip(zipDirectory, screen.id, *body, images, security);
+    if (!zip) {
+      Logger::log("Error parser, ID: " + screen.id, LogLevel::qa);
+      if (keepVideoData) writeDebugCopy(screen.id, identity->rawSession, *body, images, security);
+      return std::nullopt;
+    }
+    result.zip = std::move(*zip);
+    if (keepVideoData) writeDebugCopy(screen.id, identity->rawSession, *body, images, security);
+  }
+
+  for (const auto& block : screen.events) {
+    if (auto sampling = decodeEvent<WeightedSampling>(block)) {
+      result.isInSampling = std::move(sampling->data);
+      break;
+    }
+  }
+  result.cScreenID = identity->cScreenID;
+  result.id = screen.id;
+  result.sessionID = identity->sessionID;
+  result.leadID = identity->leadID;
+  result.startTime = identity->startTime;
+  return result;
+}
+
+void UploadParser::writeDebugCopy(const std::string& id, const Session& rawSession, const std::string& body,
+                                  const std::vector<Image>& images, const Security& security) const {
+  const auto folder = platform::cachesDirectory() / "obx.ombrix.zips" /
+                      (debugSessionName(rawSession.sessionID) + "_" + rawSession.leadID) / (id + "_zip") / "raw";
+  debugQueue_->async([folder, id, body, images, security] {
+    if (auto error = writeEncipheredFiles(folder, body, images, security)) {
+      Logger::log("Error when create subdirectory in /Library/Caches/ " + error->description, LogLevel::developer);
+      return;
+    }
+    Logger::log("ZIP Create to DEBUG " + id + " in " + platform::URL::fileURL(folder.string()).absoluteString(),
+                LogLevel::developer);
+  });
+}
+
+}  // namespace obx
