@@ -12,7 +12,6 @@
 #include "lifecycle/reachability_observing.h"
 #include "platform/crypto/crypto.h"
 #include "platform/ui/application.h"
-#include "rum/sampling_status.h"
 #include "store/data_controller.h"
 
 namespace obx {
@@ -69,6 +68,8 @@ RUMCore::RUMCore(Token, RUMDependencies dependencies, std::shared_ptr<DataContro
       screenHandle_(std::make_unique<RUMScreenHandle>(dependencies_.metrics, ReachabilityConnection::none)),
       scrollHandle_(std::move(handles.scrollHandle)),
       formHandle_(std::move(handles.formHandle)),
+      samplingHandle_(std::make_unique<RUMSamplingHandle>(
+          std::make_unique<RUMSamplingHandleConfig>(dependencies_.configuration, rumQueue_))),
       rumConfiguration_(std::make_unique<RUMConfiguration>(dependencies_.configuration, rumQueue_)) {}
 
 void RUMCore::start() {
@@ -183,8 +184,8 @@ void RUMCore::batchDetected(const std::optional<BatchContext>& batch, const std:
   Common common = rumConfiguration_->common();
   if (viewContext_ && batch && viewContext_->screenID == batch->viewContext.screenID) {
     // A further batch of the same screen.
-    if (common.experienceDataSampleMethod == SamplingMethod::weighted) {
-      writeEvent(EventType::weightedSampling, sampling_status::weightedSampling(common), batchContext_);
+    if (auto weighted = samplingHandle_->weightedSampling()) {
+      writeEvent(EventType::weightedSampling, *weighted, batchContext_);
     }
     writeEvent(EventType::batchEnd, std::string(), batchContext_);
     batchContext_ = batch;
@@ -250,8 +251,7 @@ void RUMCore::screenStart(const ViewContext& viewContext) {
 }
 
 void RUMCore::writeScreenEndEvents() {
-  Common common = rumConfiguration_->common();
-  writeEvent(EventType::samplingStatus, sampling_status::sampling(common), batchContext_);
+  writeEvent(EventType::samplingStatus, samplingHandle_->sampling(), batchContext_);
   if (!isFlutter()) {
     if (scrollHandle_) {
       auto scrolls = scrollHandle_->takeScrolls();
@@ -262,8 +262,8 @@ void RUMCore::writeScreenEndEvents() {
     }
   }
   writeEvent(EventType::applicationEnd, std::string(), batchContext_);
-  if (common.experienceDataSampleMethod == SamplingMethod::weighted) {
-    writeEvent(EventType::weightedSampling, sampling_status::weightedSampling(common), batchContext_);
+  if (auto weighted = samplingHandle_->weightedSampling()) {
+    writeEvent(EventType::weightedSampling, *weighted, batchContext_);
   }
   writeEvent(EventType::batchEnd, std::string(), batchContext_);
 
@@ -379,8 +379,7 @@ void RUMCore::crashed(const Crash&) { applicationWillCrash(); }
 
 void RUMCore::applicationWillCrash() {
   if (crashScreenStoped_.exchange(true)) return;
-  Common common = rumConfiguration_->common();
-  writeCrashEvent(EventType::samplingStatus, sampling_status::sampling(common));
+  writeCrashEvent(EventType::samplingStatus, samplingHandle_->sampling());
   if (!isFlutter()) {
     if (scrollHandle_) {
       auto scrolls = scrollHandle_->takeScrolls();
@@ -391,8 +390,9 @@ void RUMCore::applicationWillCrash() {
     }
   }
   writeCrashEvent(EventType::applicationEnd, std::string());
-  if (common.experienceDataSampleMethod == SamplingMethod::weighted) {
-    writeEvent(EventType::weightedSampling, sampling_status::weightedSampling(common), batchContext_);
+  // Through the ordinary write: held back on a discarded screen.
+  if (auto weighted = samplingHandle_->weightedSampling()) {
+    writeEvent(EventType::weightedSampling, *weighted, batchContext_);
   }
   writeCrashEvent(EventType::batchEnd, std::string());
 }

@@ -32,6 +32,7 @@
 #include "rum/rum_dependencies.h"
 #include "rum/rum_form_handling.h"
 #include "rum/rum_placeholder_providing.h"
+#include "rum/rum_sampling_handle.h"
 #include "rum/rum_screen_handle.h"
 #include "rum/rum_scroll_handling.h"
 #include "rum/rum_touch_wrapper.h"
@@ -79,6 +80,9 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
 
   const std::shared_ptr<platform::DispatchQueue>& rumQueue() const { return rumQueue_; }
   RUMScreenHandle& screenHandle() { return *screenHandle_; }
+  // Reports this session's sampling in "samplingStatus" and "weightedSampling"; follows the
+  // configuration on rumQueue.
+  const RUMSamplingHandle& samplingHandle() const { return *samplingHandle_; }
   // The process-wide count of tracked screens; it survives a second core in the same process.
   static std::int64_t screenCounter();
 
@@ -135,6 +139,7 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   std::unique_ptr<RUMScreenHandle> screenHandle_;
   std::shared_ptr<RUMScrollHandling> scrollHandle_;
   std::shared_ptr<RUMFormHandling> formHandle_;
+  std::unique_ptr<RUMSamplingHandle> samplingHandle_;
   std::unique_ptr<RUMConfiguration> rumConfiguration_;
   std::optional<platform::Date> timeInBackground_;
   std::atomic<bool> crashScreenStoped_{false};

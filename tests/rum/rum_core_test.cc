@@ -328,6 +328,60 @@ TEST_F(RUMCoreTest, WeightedSamplingClosesBatches) {
             Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 0}}));
 }
 
+// The sampling records at the end of a screen carry the configuration as it stands then, including
+// a change that arrived while the screen was shown; weightedSampling comes and goes with the method.
+TEST_F(RUMCoreTest, SamplingRecordsFollowAChangeDuringTheScreen) {
+  makeCore();
+  BatchContext first = showScreen("Home");
+  configuration_->editLiveConfiguration([](LiveConfiguration& live) {
+    live.experienceDataSampleMethod = SamplingMethod::weighted;
+    live.sessionCookieFlags = SamplingFlags::collectionOutSample;
+    live.replaySessionFlags = SamplingFlags::appInSample;
+  });
+  configuration_->applyLiveConfiguration();
+  scheduler_->runUntilIdle();
+  BatchContext second = showScreen("Next");
+
+  std::vector<Json> written = events(first);
+  ASSERT_EQ(types(first), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "weightedSampling", "bE"}));
+  EXPECT_EQ(written[4]["d"],
+            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 1}}));
+  EXPECT_EQ(written[6]["d"], Json({{"video", false}, {"data", false}, {"sampling", "weighted"}}));
+
+  configuration_->editLiveConfiguration([](LiveConfiguration& live) {
+    live.experienceDataSampleMethod = SamplingMethod::random;
+    live.sessionCookieFlags = SamplingFlags::appOutSample;
+    live.analysisLeadFlags = SamplingFlags::collectionInSample;
+    live.replaySessionFlags.reset();
+  });
+  configuration_->applyLiveConfiguration();
+  scheduler_->runUntilIdle();
+  showScreen("Third");
+  written = events(second);
+  ASSERT_EQ(types(second), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+  EXPECT_EQ(written[4]["d"],
+            Json({{"experienceDataStatus", 2}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 0}}));
+}
+
+// The crash path reports the sampling the screen ended with, through the same records.
+TEST_F(RUMCoreTest, CrashReportsTheCurrentSampling) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  configuration_->editLiveConfiguration([](LiveConfiguration& live) {
+    live.experienceDataSampleMethod = SamplingMethod::weighted;
+    live.replayLeadFlags = SamplingFlags::collectionOutSample;
+  });
+  configuration_->applyLiveConfiguration();
+  scheduler_->runUntilIdle();
+  core_->applicationWillCrash();
+  std::vector<Json> written = events(batch);
+  // weightedSampling goes through the queued write, so it lands after the crash-time writes.
+  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE", "weightedSampling"}));
+  EXPECT_EQ(written[4]["d"],
+            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 2}}));
+  EXPECT_EQ(written[7]["d"], Json({{"video", true}, {"data", true}, {"sampling", "weighted"}}));
+}
+
 // The end of a screen clears the user's screen flag and reports it in samplingStatus first.
 TEST_F(RUMCoreTest, UserScreenFlagLastsOneScreen) {
   makeCore();
