@@ -1,6 +1,7 @@
 #include "collector/collector.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <chrono>
@@ -234,6 +235,12 @@ bool Collector::start() {
   // it counted.
   server.set_post_routing_handler([&state](const httplib::Request& request, httplib::Response& response) {
     state.logRequest(request, response);
+  });
+  // Address reuse for a quick restart, but not port sharing: the library's default also sets
+  // SO_REUSEPORT, with which a second collector would bind a taken port and take half its traffic.
+  server.set_socket_options([](int socket) {
+    int yes = 1;
+    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
   // One request per connection: stop() then never waits on an idle client's open connection.
   server.set_keep_alive_max_count(1);
