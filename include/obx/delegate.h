@@ -7,12 +7,11 @@
 
 namespace obx {
 
-// The live configuration as a multiplatform host sees it: enumerations as their raw integers.
+// The live configuration as a multiplatform host sees it: enumerations as their raw integers, and
+// without the bridge switch, which concerns only the native SDK.
 struct LiveConfigurationMultiplatform {
   std::optional<int> ipHandling;
   std::optional<bool> useLiveConfiguration;
-  std::optional<double> batchTime;
-  std::optional<double> maxTimeFileSaved;
   std::optional<int> experienceDataSampleMethod;
   std::optional<int> sessionCookieFlags;
   std::optional<int> leadCookieFlags;
@@ -48,7 +47,8 @@ struct LiveConfigurationMultiplatform {
   std::optional<bool> forceWireframe;
   std::optional<bool> enableRecording;
   std::optional<std::string> overrideCollectionURL;
-  std::optional<bool> allowBridgeCommunication;
+  std::optional<double> batchTime;
+  std::optional<double> maxTimeFileSaved;
 };
 
 struct SamplingMultiplatform {

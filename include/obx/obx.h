@@ -53,10 +53,56 @@ typedef struct {
   const char* language;
 } obx_platform;
 
+/* What a multiplatform host is told when this session's sampling decision changes. */
+typedef struct {
+  bool stop_tracking_due_to_sampling;
+  bool stop_recording_due_to_sampling;
+} obx_sampling_multiplatform;
+
+typedef enum {
+  OBX_DEVICE_STRESSED_BATTERY = 0,
+  OBX_DEVICE_STRESSED_MEMORY = 1,
+  OBX_DEVICE_STRESSED_CPU = 2
+} obx_device_stressed_type;
+
+/* One device measure. `is_stressed` holds `is_stressed_count` entries (NULL when 0). */
+typedef struct {
+  const obx_device_stressed_type* is_stressed;
+  int32_t is_stressed_count;
+  double cpu;
+  double memory;
+  double battery;
+  int32_t threads;
+  double max_memory;
+} obx_performance_multiplatform;
+
+/* The delegate of a multiplatform host: each callback may be NULL, and receives `user_data` first.
+ * Calls arrive on the SDK's own threads, never on the host's main thread, and must not block.
+ * Every pointer handed to a callback is owned by the SDK and valid only until the callback returns.
+ * `live_config` receives the live configuration as one JSON object whose keys are the field names
+ * of the multiplatform record (ipHandling, useLiveConfiguration, experienceDataSampleMethod, ...,
+ * batchTime, maxTimeFileSaved); enumerations are their raw integers and absent fields are left out. */
+typedef struct {
+  void* user_data;
+  void (*live_config)(void* user_data, const char* live_configuration_json);
+  void (*performance)(void* user_data, const obx_performance_multiplatform* performance);
+  void (*sampling)(void* user_data, const obx_sampling_multiplatform* sampling);
+} obx_delegate;
+
 /* Initializes for a native host. */
 void obx_initialize(const obx_configuration* configuration);
 /* Initializes for a multiplatform host; `platform` may be NULL for a native one. */
 void obx_initialize_multiplatform(const obx_configuration* configuration, const obx_platform* platform);
+/* As obx_initialize_multiplatform. A `delegate` other than NULL is installed first, as by
+ * obx_set_delegate; NULL keeps the table installed before, if any. Returns
+ * the stored live configuration as the JSON object `live_config` receives (owned by the caller), or
+ * NULL when the configuration was refused. */
+char* obx_initialize_multiplatform_with_delegate(const obx_configuration* configuration, const obx_platform* platform,
+                                                 const obx_delegate* delegate);
+/* Replaces the delegate's callbacks (the table is copied); NULL removes them. May be called before or
+ * after initialization; calls reach hosts initialized with either multiplatform function. A call that
+ * had already begun when this returns may still complete with the previous table. */
+void obx_set_delegate(const obx_delegate* delegate);
 
 void obx_start_new_screen(const char* name, bool disable_recording_on_this_screen);
 void obx_stop_screen(void);

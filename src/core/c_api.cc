@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/c_delegate_adapter.h"
 #include "core/logger.h"
 #include "obx/facade.h"
 
@@ -68,20 +69,36 @@ void obx_initialize(const obx_configuration* configuration) {
 }
 
 void obx_initialize_multiplatform(const obx_configuration* configuration, const obx_platform* platform) {
+  char* live = obx_initialize_multiplatform_with_delegate(configuration, platform, nullptr);
+  std::free(live);
+}
+
+char* obx_initialize_multiplatform_with_delegate(const obx_configuration* configuration, const obx_platform* platform,
+                                                 const obx_delegate* delegate) {
+  // Installed first, so that nothing the SDK tells during start-up is missed.
+  if (delegate) obx::CDelegateAdapter::shared()->setTable(delegate);
   auto built = configurationFrom(configuration);
-  if (!built) return;
+  if (!built) return nullptr;
   obx::Platform host = obx::Platform::native();
   if (platform) {
     if (platform->type < OBX_PLATFORM_NATIVE || platform->type > OBX_PLATFORM_REACT_NATIVE) {
       obx::Logger::log("OmbrixOBX unknown platform type " + std::to_string(platform->type), obx::LogLevel::public_);
-      return;
+      return nullptr;
     }
     host.type = static_cast<obx::PlatformType>(platform->type);
     host.version = text(platform->version);
     host.language = text(platform->language);
   }
-  obx::OBX::initialize(*built, host, nullptr);
+  // The SDK always holds the one adapter; obx_set_delegate changes only what the adapter calls.
+  auto live = obx::OBX::initialize(*built, host, obx::CDelegateAdapter::shared());
+  try {
+    return copyOut(obx::liveConfigurationJSON(live));
+  } catch (...) {
+    return nullptr;
+  }
 }
+
+void obx_set_delegate(const obx_delegate* delegate) { obx::CDelegateAdapter::shared()->setTable(delegate); }
 
 void obx_start_new_screen(const char* name, bool disable) { obx::OBX::startNewScreen(text(name), disable); }
 void obx_stop_screen(void) { obx::OBX::stopScreen(); }

@@ -15,8 +15,6 @@ LiveConfigurationMultiplatform Core::toMultiplatform(const LiveConfiguration& li
   LiveConfigurationMultiplatform out;
   out.ipHandling = live.ipHandling;
   out.useLiveConfiguration = live.useLiveConfiguration;
-  out.batchTime = live.batchTime;
-  out.maxTimeFileSaved = live.maxTimeFileSaved;
   out.experienceDataSampleMethod = raw(live.experienceDataSampleMethod);
   out.sessionCookieFlags = raw(live.sessionCookieFlags);
   out.leadCookieFlags = raw(live.leadCookieFlags);
@@ -52,7 +50,8 @@ LiveConfigurationMultiplatform Core::toMultiplatform(const LiveConfiguration& li
   out.forceWireframe = live.forceWireframe;
   out.enableRecording = live.enableRecording;
   out.overrideCollectionURL = live.overrideCollectionURL;
-  out.allowBridgeCommunication = live.allowBridgeCommunication;
+  out.batchTime = live.batchTime;
+  out.maxTimeFileSaved = live.maxTimeFileSaved;
   return out;
 }
 

@@ -1,0 +1,115 @@
+#include "core/c_delegate_adapter.h"
+
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "core/logger.h"
+
+namespace obx {
+namespace {
+
+using OrderedJson = nlohmann::ordered_json;
+
+template <typename T>
+void put(OrderedJson& object, const char* key, const std::optional<T>& value) {
+  if (value) object[key] = *value;
+}
+
+}  // namespace
+
+std::string liveConfigurationJSON(const LiveConfigurationMultiplatform& c) {
+  OrderedJson object = OrderedJson::object();
+  put(object, "ipHandling", c.ipHandling);
+  put(object, "useLiveConfiguration", c.useLiveConfiguration);
+  put(object, "experienceDataSampleMethod", c.experienceDataSampleMethod);
+  put(object, "sessionCookieFlags", c.sessionCookieFlags);
+  put(object, "leadCookieFlags", c.leadCookieFlags);
+  put(object, "analysisDataSampleMethod", c.analysisDataSampleMethod);
+  put(object, "analysisSessFlags", c.analysisSessFlags);
+  put(object, "analysisLeadFlags", c.analysisLeadFlags);
+  put(object, "replayDataSampleMethod", c.replayDataSampleMethod);
+  put(object, "replaySessFlags", c.replaySessFlags);
+  put(object, "replayLeadFlags", c.replayLeadFlags);
+  put(object, "disableScreenTracking", c.disableScreenTracking);
+  put(object, "screensMasking", c.screensMasking);
+  put(object, "forceHiFi", c.forceHiFi);
+  put(object, "forceLoFi", c.forceLoFi);
+  put(object, "imageQualityType", c.imageQualityType);
+  put(object, "videoQualityType", c.videoQualityType);
+  put(object, "maxScreenDuration", c.maxScreenDuration);
+  put(object, "maxScreenshots", c.maxScreenshots);
+  put(object, "recordVideoInForeground", c.recordVideoInForeground);
+  put(object, "sessionTimeout", c.sessionTimeout);
+  put(object, "maskingColor", c.maskingColor);
+  put(object, "showLocalLogs", c.showLocalLogs);
+  put(object, "allowLogs", c.allowLogs);
+  put(object, "sdkVersionsBlocked", c.sdkVersionsBlocked);
+  put(object, "appVersionsBlocked", c.appVersionsBlocked);
+  put(object, "keepVideoData", c.keepVideoData);
+  put(object, "maxMemoryUsage", c.maxMemoryUsage);
+  put(object, "maxCPUUsage", c.maxCPUUsage);
+  put(object, "enableAnalytics", c.enableAnalytics);
+  put(object, "blockedFlutterSDKVersions", c.blockedFlutterSDKVersions);
+  put(object, "blockedFlutterAppVersions", c.blockedFlutterAppVersions);
+  put(object, "blockedRNSDKVersions", c.blockedRNSDKVersions);
+  put(object, "blockedRNAppVersions", c.blockedRNAppVersions);
+  put(object, "forceWireframe", c.forceWireframe);
+  put(object, "enableRecording", c.enableRecording);
+  put(object, "overrideCollectionURL", c.overrideCollectionURL);
+  put(object, "batchTime", c.batchTime);
+  put(object, "maxTimeFileSaved", c.maxTimeFileSaved);
+  // Texts from the server may hold invalid UTF-8: replace rather than throw.
+  return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+const std::shared_ptr<CDelegateAdapter>& CDelegateAdapter::shared() {
+  // Never destroyed: the SDK's queues may still call it while the process exits.
+  static auto* adapter = new std::shared_ptr<CDelegateAdapter>(std::make_shared<CDelegateAdapter>());
+  return *adapter;
+}
+
+void CDelegateAdapter::setTable(const obx_delegate* table) {
+  table_.set(table ? std::optional<obx_delegate>(*table) : std::nullopt);
+}
+
+bool CDelegateAdapter::hasTable() const { return table_.get().has_value(); }
+
+void CDelegateAdapter::liveConfig(const LiveConfigurationMultiplatform& configuration) {
+  auto table = table_.get();
+  if (!table || !table->live_config) return;
+  std::string text;
+  try {
+    text = liveConfigurationJSON(configuration);
+  } catch (const std::exception& error) {
+    Logger::log(std::string("Live configuration not passed to the delegate: ") + error.what(), LogLevel::developer);
+    return;
+  }
+  table->live_config(table->user_data, text.c_str());
+}
+
+void CDelegateAdapter::performance(const PerformanceMultiplatform& performance) {
+  auto table = table_.get();
+  if (!table || !table->performance) return;
+  std::vector<obx_device_stressed_type> stressed;
+  stressed.reserve(performance.isStressed.size());
+  for (DeviceStressedTypeFlutter type : performance.isStressed) {
+    stressed.push_back(static_cast<obx_device_stressed_type>(static_cast<int>(type)));
+  }
+  obx_performance_multiplatform record{stressed.empty() ? nullptr : stressed.data(),
+                                       static_cast<int32_t>(stressed.size()),
+                                       performance.cpu,
+                                       performance.memory,
+                                       performance.battery,
+                                       static_cast<int32_t>(performance.threads),
+                                       performance.maxMemory};
+  table->performance(table->user_data, &record);
+}
+
+void CDelegateAdapter::sampling(const SamplingMultiplatform& sampling) {
+  auto table = table_.get();
+  if (!table || !table->sampling) return;
+  obx_sampling_multiplatform record{sampling.stopTrackingDueToSampling, sampling.stopRecordingDueToSampling};
+  table->sampling(table->user_data, &record);
+}
+
+}  // namespace obx
