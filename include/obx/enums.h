@@ -39,5 +39,9 @@ std::optional<VideoQualityType> videoQualityTypeFromRaw(int raw);
 std::optional<SamplingMethod> samplingMethodFromRaw(int raw);
 std::optional<SamplingFlags> samplingFlagsFromRaw(int raw);
 std::optional<LogLevel> logLevelFromRaw(int raw);
+// A sampling value the SDK builds from a plain integer (not a received document, which is decoded
+// strictly): out of range gives `unexpected`.
+SamplingMethod samplingMethodOrUnexpected(int raw);
+SamplingFlags samplingFlagsOrUnexpected(int raw);
 
 }  // namespace obx

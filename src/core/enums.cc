@@ -99,6 +99,14 @@ std::optional<SamplingFlags> samplingFlagsFromRaw(int raw) {
   return static_cast<SamplingFlags>(raw);
 }
 
+SamplingMethod samplingMethodOrUnexpected(int raw) {
+  return samplingMethodFromRaw(raw).value_or(SamplingMethod::unexpected);
+}
+
+SamplingFlags samplingFlagsOrUnexpected(int raw) {
+  return samplingFlagsFromRaw(raw).value_or(SamplingFlags::unexpected);
+}
+
 std::optional<LogLevel> logLevelFromRaw(int raw) {
   if (raw < 0 || raw > 3) return std::nullopt;
   return static_cast<LogLevel>(raw);

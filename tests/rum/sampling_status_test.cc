@@ -86,5 +86,54 @@ TEST(SamplingStatus, WeightedSamplingRecord) {
   EXPECT_EQ(sampling_status::weightedSampling(common), (WeightedSampling{false, false, "weighted"}));
 }
 
+// The status number and the collection predicates side by side: they differ on purpose, as the
+// number reports the flags while the predicate reads them through the method.
+TEST(SamplingStatus, StatusNumbersBesideThePredicates) {
+  struct Case {
+    const char* name;
+    std::optional<M> method;
+    std::optional<F> session;
+    std::optional<F> lead;
+    std::optional<bool> user;
+    std::int64_t status;
+    bool experience;
+    bool replay;
+  } cases[] = {
+      {"nothing decided, random", M::random, std::nullopt, std::nullopt, std::nullopt, 0, true, true},
+      {"nothing decided, no method", std::nullopt, std::nullopt, std::nullopt, std::nullopt, 0, true, true},
+      {"lead collectionInSample beats session appOutSample", std::nullopt, F::appOutSample, F::collectionInSample,
+       std::nullopt, 1, true, true},
+      {"purposeful collectionOutSample", M::purposeful, F::collectionOutSample, std::nullopt, std::nullopt, 2, true,
+       true},
+      {"purposeful appOutSample", M::purposeful, F::appOutSample, std::nullopt, std::nullopt, 2, false, false},
+      {"random collectionOutSample", M::random, F::collectionOutSample, std::nullopt, std::nullopt, 2, false, false},
+      {"unexpected method", M::unexpected, F::appInSample, F::collectionInSample, std::nullopt, 1, false, false},
+      {"unexpected method, user in", M::unexpected, F::appOutSample, std::nullopt, true, 1, true, true},
+      {"user out", M::random, F::appInSample, std::nullopt, false, 2, false, false},
+  };
+  for (const auto& c : cases) {
+    Common common;
+    common.experienceDataSampleMethod = c.method;
+    common.sessionCookieFlags = c.session;
+    common.leadCookieFlags = c.lead;
+    common.userSessionCookieFlag = c.user;
+    EXPECT_EQ(sampling_status::experienceStatus(common), c.status) << c.name;
+    EXPECT_EQ(shouldCollectExperienceData(common), c.experience) << c.name;
+    EXPECT_EQ(shouldCollectReplayData(common), c.replay) << c.name;
+  }
+
+  // Under weighted with no user override both reported statuses are 1, whatever the server's flags.
+  for (F flag : {F::unexpected, F::processing, F::appOutSample, F::collectionOutSample}) {
+    Common common;
+    common.experienceDataSampleMethod = M::weighted;
+    common.sessionCookieFlags = flag;
+    common.leadCookieFlags = flag;
+    common.analysisSessionFlags = flag;
+    Sampling record = sampling_status::sampling(common);
+    EXPECT_EQ(record.experienceDataStatus, 1) << toString(flag);
+    EXPECT_EQ(record.analysisDataStatusSession, 1) << toString(flag);
+  }
+}
+
 }  // namespace
 }  // namespace obx
