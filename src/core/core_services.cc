@@ -29,6 +29,7 @@
 #include "store/repository.h"
 #include "upload/http_client.h"
 #include "upload/http_retrying.h"
+#include "upload/upload_feature.h"
 
 namespace obx {
 
@@ -43,6 +44,18 @@ void Core::registerFeatureBuilders() {
                                  d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
                                  nullptr,         d.batchCoordinator};
     return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
+  });
+  setFeatureBuilder(FeatureKey::kUpload, [weakScheduler](const CommonDependencies& d,
+                                                         std::shared_ptr<DataController> dataController)
+                                             -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    if (!scheduler || !dataController) return nullptr;
+    auto client = std::make_shared<HTTPClient>(HTTPClient::makeSession(scheduler));
+    auto retrying = std::make_shared<HTTPRetrying>(client, d.reachability, scheduler);
+    auto uploader = std::make_shared<Uploader>(std::make_shared<UploadAuthorized>(), retrying, d.configuration);
+    UploadDependencies dependencies{d.batchCoordinator, d.configuration, d.reachability};
+    return std::make_shared<UploadFeature>(
+        std::make_shared<UploadCore>(std::move(dependencies), std::move(dataController), uploader, scheduler));
   });
 }
 

@@ -163,7 +163,12 @@ std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optio
   const double maxTimeFileSaved = configuration_ ? configuration_->common().maxTimeFileSaved : 1296000.0;
   const platform::Date date = now();
   std::vector<DirectoryDate> ready;
-  for (auto& directory : storage_->reader().subdirectories(root_)) {
+  // The platform lists folders in no fixed order; by name, a screen's batches come in the order
+  // they were opened, as their IDs end with the opening time.
+  auto directories = storage_->reader().subdirectories(root_);
+  std::sort(directories.begin(), directories.end(),
+            [](const Directory& a, const Directory& b) { return a.name() < b.name(); });
+  for (auto& directory : directories) {
     if (currentBatchID && directory.name() == *currentBatchID) continue;
     const platform::Date created = readDateFile(directory.url).value_or(date - kUndatedAge);
     const double age = date - created;

@@ -1,0 +1,222 @@
+#include "upload/upload_worker.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/dispatch/manual_scheduler.h"
+#include "reachability_stub.h"
+#include "store/file_storage.h"
+#include "store/files/security.h"
+#include "testing/fake_url_session.h"
+#include "testing/log_capture.h"
+#include "upload/upload_core.h"
+#include "upload_fixture.h"
+#include "../store/store_test_support.h"
+
+namespace obx {
+namespace {
+
+using testing::FakeURLSession;
+using upload_testing::BatchStub;
+using upload_testing::ReachabilityStub;
+using upload_testing::ScreenWriter;
+using Outcome = FakeURLSession::Outcome;
+
+class UploadWorkerTest : public ::testing::Test {
+ protected:
+  UploadWorkerTest() {
+    configuration_->editCommon([](Common& common) {
+      common.isLiveConfigFinished = true;
+      common.endpoint = Endpoint::custom("http://collector.test", "http://collector.test/");
+    });
+  }
+
+  void startCore() {
+    auto retrying = std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session_), reachability_, scheduler_);
+    auto uploader = std::make_shared<Uploader>(std::make_shared<UploadAuthorized>(), retrying, configuration_);
+    core_ = std::make_unique<UploadCore>(UploadDependencies{batches_, configuration_, reachability_}, controller_,
+                                         uploader, scheduler_);
+    scheduler_->runUntilIdle();
+  }
+
+  // Writes batches dated now, then lets them age past the resting time.
+  void writeScreens(const std::vector<std::string>& batchIDs) {
+    for (const auto& id : batchIDs) writer_.write(id, scheduler_->now());
+    scheduler_->runUntilIdle();
+    scheduler_->advance(2.5);
+  }
+
+  bool onDisk(const std::string& batchID) const { return std::filesystem::exists(sandbox_.storeRoot() / batchID); }
+
+  std::vector<std::string> sentAssets() const {
+    std::vector<std::string> assets;
+    for (const auto& request : session_->sentRequests()) {
+      const std::string url = request.url.absoluteString();
+      assets.push_back(url.substr(url.find("asset=") + 6));
+    }
+    return assets;
+  }
+
+  UploadWorker& worker() { return core_->uploaderWorker(); }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  testing::TemporarySandbox sandbox_;
+  testing::LogCapture logs_;
+  std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
+      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
+      Platform{}, scheduler_);
+  std::shared_ptr<DataController> controller_ = std::make_shared<DataController>(std::make_shared<Repository>(
+      configuration_,
+      FileStorage::make(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write"),
+                        std::make_shared<Security>()),
+      nullptr, 0.0, scheduler_));
+  ScreenWriter writer_{controller_};
+  std::shared_ptr<BatchStub> batches_ = std::make_shared<BatchStub>();
+  std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
+  std::shared_ptr<FakeURLSession> session_ =
+      std::make_shared<FakeURLSession>(platform::DispatchQueue::makeSerial(scheduler_, "session-delegate"));
+  std::unique_ptr<UploadCore> core_;
+};
+
+// Until the configuration is finished the cycle only reschedules itself, every 2.0 seconds; once it
+// is, an empty spool gives an empty pass each cycle.
+TEST_F(UploadWorkerTest, WaitsForTheConfigurationThenCyclesEveryTwoSeconds) {
+  configuration_->editCommon([](Common& common) { common.isLiveConfigFinished = false; });
+  writeScreens({"A_1"});
+  startCore();
+  scheduler_->advance(10.0);
+  EXPECT_EQ(session_->sendCount(), 0u);
+  EXPECT_EQ(logs_.count("📬 Start worker to send"), 0u);
+  EXPECT_EQ(logs_.count("⏳ delay worker 2.0 seconds"), 6u);  // at construction and after each of 5 cycles
+
+  configuration_->editCommon([](Common& common) { common.isLiveConfigFinished = true; });
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets(), std::vector<std::string>{"A_1.zip"});
+  scheduler_->advance(4.0);
+  EXPECT_EQ(logs_.count("✉️ 0 to send"), 2u);
+}
+
+// The connectivity gates: which connections start a pass, with and without mobile data.
+TEST_F(UploadWorkerTest, ConnectivityGates) {
+  struct Case {
+    ReachabilityConnection connection;
+    bool mobileDataEnable;
+    bool sends;
+    const char* line;
+  };
+  const std::vector<Case> cases = {
+      {ReachabilityConnection::wifi, false, true, "📬 Start worker to send"},
+      {ReachabilityConnection::cellular, true, true, "📬 Start worker to send"},
+      {ReachabilityConnection::cellular, false, false, "Cannot send data over cellular data"},
+      {ReachabilityConnection::none, true, false, "Not connection to start worker to send"},
+  };
+  startCore();
+  int batch = 0;
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.line);
+    logs_.clear();
+    const auto before = session_->sendCount();
+    configuration_->editCommon([&](Common& common) { common.mobileDataEnable = testCase.mobileDataEnable; });
+    reachability_->set(testCase.connection);
+    writeScreens({"S" + std::to_string(++batch) + "_1"});
+    scheduler_->advance(4.0);
+    EXPECT_EQ(session_->sendCount() > before, testCase.sends);
+    EXPECT_GE(logs_.count(testCase.line), 1u);
+    // Whatever was held back leaves as soon as the gate opens, so the next case starts clean.
+    reachability_->set(ReachabilityConnection::wifi);
+    configuration_->editCommon([](Common& common) { common.mobileDataEnable = true; });
+    scheduler_->advance(4.0);
+  }
+}
+
+// A 200 deletes every batch of the screen; the batch being written is never sent.
+TEST_F(UploadWorkerTest, AcceptedScreenIsDeletedAndTheCurrentBatchStays) {
+  for (const char* id : {"A_1", "A_2", "B_1"}) {
+    writeScreens({id});
+    scheduler_->advance(0.5);
+  }
+  batches_->current = ScreenWriter::batch("B_1", scheduler_->now());
+  startCore();
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets(), std::vector<std::string>{"A_2.zip"});
+  EXPECT_FALSE(onDisk("A_1"));
+  EXPECT_FALSE(onDisk("A_2"));
+  EXPECT_TRUE(onDisk("B_1"));
+  EXPECT_TRUE(logs_.contains("✅ - Finish send screen, proceed to delete directory with id A_2"));
+  EXPECT_EQ(worker().screenToSendCount(), 0);
+}
+
+// What each outcome leaves on the disk, in the worker's state and in the log.
+TEST_F(UploadWorkerTest, OutcomeTable) {
+  struct Case {
+    const char* name;
+    std::vector<Outcome> script;
+    bool kept;
+    bool online;
+    int count;
+  };
+  const std::vector<Case> cases = {
+      {"200", {Outcome::status(200)}, false, true, 0},
+      {"404 drops", {Outcome::status(404)}, false, true, 0},
+      {"401 drops", {Outcome::status(401)}, false, true, 0},
+      {"503 once, then 200", {Outcome::status(503), Outcome::status(200)}, false, true, 0},
+      {"503 five times stops",
+       {Outcome::status(503), Outcome::status(503), Outcome::status(503), Outcome::status(503),
+        Outcome::status(503)},
+       true, false, 1},
+  };
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
+    core_.reset();
+    std::filesystem::remove_all(sandbox_.storeRoot() / "S_1");
+    for (const auto& outcome : testCase.script) session_->enqueue(outcome);
+    writeScreens({"S_1"});
+    startCore();
+    scheduler_->advance(2.0 + 5 * 3.0);
+    EXPECT_EQ(onDisk("S_1"), testCase.kept);
+    EXPECT_EQ(worker().isServiceOnline(), testCase.online);
+    EXPECT_EQ(worker().screenToSendCount(), testCase.count);
+  }
+  EXPECT_TRUE(logs_.contains("❌ Unable to send screens: The service is currently offline"));
+}
+
+// In a pass of five screens whose third exhausts its tries, the fourth and fifth are still taken in
+// turn but go out no more, and no later pass starts.
+TEST_F(UploadWorkerTest, StopInTheMiddleOfAPassEndsTheWorker) {
+  session_->enqueue(Outcome::status(200));
+  session_->enqueue(Outcome::status(200));
+  for (int i = 0; i < 5; ++i) session_->enqueue(Outcome::status(503));
+  for (const char* id : {"S1_1", "S2_1", "S3_1", "S4_1", "S5_1"}) {
+    writeScreens({id});
+    scheduler_->advance(0.5);  // distinct folder dates give the pass its order
+  }
+  startCore();
+  scheduler_->advance(2.0 + 5 * 3.0);
+  EXPECT_EQ(sentAssets(), (std::vector<std::string>{"S1_1.zip", "S2_1.zip", "S3_1.zip", "S3_1.zip", "S3_1.zip",
+                                                    "S3_1.zip", "S3_1.zip"}));
+  EXPECT_FALSE(onDisk("S1_1"));
+  EXPECT_FALSE(onDisk("S2_1"));
+  for (const char* id : {"S3_1", "S4_1", "S5_1"}) EXPECT_TRUE(onDisk(id)) << id;
+  EXPECT_FALSE(worker().isServiceOnline());
+
+  scheduler_->advance(60.0);
+  EXPECT_EQ(session_->sendCount(), 7u);
+}
+
+// A screen that can never be parsed (no session event) is deleted without a request.
+TEST_F(UploadWorkerTest, UnparseableScreenIsDeleted) {
+  const auto context = ScreenWriter::batch("X_1", scheduler_->now());
+  controller_->saveEventNow(EventType::goal, scheduler_->now(), Goal{"orphan", "EUR", 1.0f}, context);
+  scheduler_->advance(2.5);
+  startCore();
+  scheduler_->advance(2.0);
+  EXPECT_EQ(session_->sendCount(), 0u);
+  EXPECT_FALSE(onDisk("X_1"));
+  EXPECT_EQ(worker().screenToSendCount(), 0);
+}
+
+}  // namespace
+}  // namespace obx
