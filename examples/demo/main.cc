@@ -1,82 +1,119 @@
-// obx-demo: a host application with three screens (a list, a detail, settings) that runs a scripted
-// journey with the SDK: pushes, pops, a modal, a trip to the background, goals, dimensions, errors.
-// It prints where the SDK's spool lies; `obx-inspect <that path>` shows the events.
+// obx-demo: a host application that runs a scripted journey with the SDK pointed at a local
+// obx-collector. It starts the collector on 127.0.0.1 with a free port, runs the journey, waits until
+// the SDK's spool is empty, prints what arrived (sessions, screens, events by type, images, bytes)
+// with the path of the replay page, and exits non-zero if anything the SDK sent did not arrive.
 #include <cstdio>
 #include <filesystem>
+#include <mutex>
+#include <set>
+#include <string>
 
+#include "collector_process.h"
+#include "core/logger.h"
+#include "journey.h"
 #include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
-#include "platform/ui/application.h"
-#include "platform/ui/navigation_controller.h"
-#include "platform/ui/window.h"
+#include "summary.h"
 
-namespace demo {
+namespace fs = std::filesystem;
 
-class ListScreen : public obx::platform::ViewController {};
-class DetailScreen : public obx::platform::ViewController {};
-class SettingsScreen : public obx::platform::ViewController {};
+namespace {
+
+constexpr const char* kAccount = "demo-account";
+constexpr const char* kProperty = "demo-property";
+constexpr const char* kSentLine = "✅ - Finish send screen, proceed to delete directory with id ";
+constexpr double kDrainTimeout = 60.0;
 
 // Lets the SDK's queues and the main loop run for `seconds` of wall time.
-void run(double seconds) {
-  obx::platform::RealScheduler::shared()->runMainLoop([] { return false; }, seconds);
+void run(double seconds) { obx::platform::RealScheduler::shared()->runMainLoop([] { return false; }, seconds); }
+
+// The batch folders left in the spool.
+int batchFolders(const fs::path& spool) {
+  int count = 0;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(spool, error)) {
+    if (entry.is_directory() && entry.path().filename().string().find('_') != std::string::npos) ++count;
+  }
+  return count;
 }
 
-}  // namespace demo
+// The screens the SDK reports as accepted by the server, from its log.
+class SentScreens {
+ public:
+  void observe() {
+    obx::Logger::setLineObserver([this](const std::string& line, obx::LogLevel) {
+      auto at = line.find(kSentLine);
+      if (at == std::string::npos) return;
+      std::lock_guard lock(mutex_);
+      ids_.insert(line.substr(at + std::string(kSentLine).size()));
+    });
+  }
+  std::size_t count() const {
+    std::lock_guard lock(mutex_);
+    return ids_.size();
+  }
 
-int main() {
-  namespace fs = std::filesystem;
+ private:
+  mutable std::mutex mutex_;
+  std::set<std::string> ids_;
+};
+
+fs::path collectorExecutable(int argc, char** argv) {
+  if (argc > 1) return argv[1];
+  return OBX_COLLECTOR_PATH;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   using obx::OBX;
-  fs::path sandbox = fs::temp_directory_path() / "obx-demo-sandbox";
+  const fs::path sandbox = fs::temp_directory_path() / "obx-demo-sandbox";
+  const fs::path received = fs::temp_directory_path() / "obx-demo-collector";
   fs::remove_all(sandbox);
+  fs::remove_all(received);
   obx::platform::setSandboxRoot(sandbox);
   obx::platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
 
-  obx::Configuration configuration("demo-account", "demo-property", obx::Consent::analyticsAndRecording, true, true,
-                                   false, true, true);
-  configuration.endpoint = obx::Endpoint::custom("http://127.0.0.1:9", "http://127.0.0.1:9/replay/");
+  demo::CollectorProcess collector(collectorExecutable(argc, argv), received, kAccount);
+  if (collector.baseURL().empty()) {
+    std::fprintf(stderr, "obx-demo: %s\n", collector.error().c_str());
+    return 2;
+  }
+  std::printf("obx-demo: collector at %s, storing into %s\n", collector.baseURL().c_str(), received.c_str());
+
+  SentScreens sent;
+  sent.observe();
+  obx::Configuration configuration(kAccount, kProperty, obx::Consent::analyticsAndRecording, true, true, false, true,
+                                   true);
+  configuration.endpoint = obx::Endpoint::custom(collector.baseURL(), collector.baseURL() + "/replay/");
   OBX::send("opened before start");
   OBX::initialize(configuration);
+  demo::runJourney(run);
 
-  auto application = obx::platform::Application::shared();
-  auto list = std::make_shared<demo::ListScreen>();
-  auto navigation = obx::platform::NavigationController::make(list);
-  auto window = std::make_shared<obx::platform::Window>();
-  window->setRootViewController(navigation);
-  window->makeKeyAndVisible();
-  demo::run(6.0);  // longer than one batch: the list screen gets a second batch
-
-  navigation->pushViewController(std::make_shared<demo::DetailScreen>(), true);
-  demo::run(1.0);
-  OBX::send("viewed detail", 4.5f);
-  OBX::send("plan", std::string("premium"));
-  OBX::send("returning", true);
-  OBX::sendHTTPError(503);
-  demo::run(2.0);
-  navigation->popViewController(true);
-  demo::run(1.0);
-
-  navigation->present(std::make_shared<demo::SettingsScreen>(), true);
-  demo::run(1.0);
-  OBX::sendError("settings could not load");
-  application->resignActive();
-  application->enterBackground();
-  demo::run(1.5);
-  application->becomeActive();
-  demo::run(2.0);
-  navigation->dismiss(true);
-  demo::run(3.0);
-
-  fs::path spool = sandbox / "Library" / "Application Support" / "obx.ombrix";
-  int batches = 0;
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(spool, error)) {
-    if (entry.is_directory() && entry.path().filename().string().find('_') != std::string::npos) ++batches;
+  const fs::path spool = sandbox / "Library" / "Application Support" / "obx.ombrix";
+  double waited = 0;
+  while (batchFolders(spool) > 0 && waited < kDrainTimeout) {
+    run(0.5);
+    waited += 0.5;
   }
+  const int left = batchFolders(spool);
+  const demo::Summary summary = demo::readSummary(received);
   std::printf("obx-demo: SDK %s, session %s\n", OBX::sdkVersion().value_or("?").c_str(),
               OBX::sessionId().value_or("-").c_str());
-  std::printf("obx-demo: %d batch folders in the spool under %s\n", batches, spool.c_str());
-  std::printf("obx-demo: read them with: obx-inspect '%s'\n", spool.c_str());
-  return batches > 0 ? 0 : 1;
+  std::printf("%s", demo::describe(summary, demo::bytesReceived(collector.lines())).c_str());
+
+  bool ok = true;
+  if (left > 0) {
+    std::printf("obx-demo: %d batch folders were still in the spool after %.0f s\n", left, kDrainTimeout);
+    ok = false;
+  }
+  if (sent.count() == 0 || static_cast<std::size_t>(summary.screens) != sent.count()) {
+    std::printf("obx-demo: the SDK sent %zu screens, the collector stored %d\n", sent.count(), summary.screens);
+    ok = false;
+  }
+  obx::Logger::setLineObserver({});
+  std::printf("obx-demo: %s\n", ok ? "every screen arrived" : "FAILED");
+  return ok ? 0 : 1;
 }
