@@ -110,8 +110,11 @@ int main(int argc, char** argv) {
               << " is not a directory yet; documents are empty until it is\n";
   }
 
-  // Blocked before any thread starts, so that every thread inherits the mask and the signals wait
-  // for sigwait below.
+  // A parent that starts us in the background may have left SIGINT ignored, and an ignored signal
+  // never reaches sigwait: take the default disposition back first. The signals are then blocked
+  // before any thread starts, so that every thread inherits the mask and they wait for sigwait.
+  signal(SIGINT, SIG_DFL);
+  signal(SIGTERM, SIG_DFL);
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
