@@ -78,6 +78,7 @@ void UploadWorker::reschedule() {
 }
 
 void UploadWorker::cycle() {
+  recoverServiceIfDue();
   const Common common = configuration_->common();
   if (!common.isLiveConfigFinished || screenToSendCount_.load() >= 1) {
     reschedule();
@@ -112,6 +113,7 @@ void UploadWorker::cycle() {
     for (const auto& screen : pass->screens) Logger::log("- " + screen.id, LogLevel::developer);
   }
   const bool empty = pass->screens.empty();
+  passRunning_ = true;
   sendNext(std::move(pass));
   if (verbose && empty) Logger::log("📭 Not screens to send", LogLevel::developer);
   reschedule();
@@ -128,8 +130,22 @@ std::vector<ScreenToSend> UploadWorker::screensToSend(const Common& common) {
   return result;
 }
 
+void UploadWorker::recoverServiceIfDue() {
+  if (isServiceOnline_.load() || passRunning_ || !stoppedAt_) return;
+  const double elapsed = queue_->now() - *stoppedAt_;
+  if (elapsed < kServiceRecoveryDelay) return;
+  stoppedAt_.reset();
+  // The stopped pass has ended: the screens it kept count for nothing now.
+  screenToSendCount_.store(0);
+  isServiceOnline_.store(true);
+  Logger::log("Collection service tried again after " + secondsText(elapsed) + " seconds", LogLevel::qa);
+}
+
 void UploadWorker::sendNext(std::shared_ptr<Pass> pass) {
-  if (pass->next >= pass->screens.size()) return;
+  if (pass->next >= pass->screens.size()) {
+    passRunning_ = false;
+    return;
+  }
   const ScreenToSend& screen = pass->screens[pass->next];
   std::weak_ptr<UploadWorker> weak = weak_from_this();
   sendScreen(screen, [weak, pass] {
@@ -215,6 +231,7 @@ void UploadWorker::finishScreen(const ScreenToSend& screen, const SendResult& re
       break;
     case RetryPolicy::stop:
       if (isServiceOnline_.exchange(false)) {
+        stoppedAt_ = queue_->now();
         Logger::log("❌ Unable to send screens: The service is currently offline", LogLevel::developer);
       }
       break;

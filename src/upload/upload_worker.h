@@ -6,13 +6,16 @@
 // that failed for a passing reason stays for a later pass.
 //
 // A pass is running while `screenToSendCount` is above 0. After a `stop` outcome the service is
-// considered offline and the loop ends for the life of the worker. The work item lives in
+// considered offline and no pass starts; once the stopped pass has ended and kServiceRecoveryDelay
+// has passed, the service is tried again with a fresh pass, so that an outage of the collection
+// server doesn't hold the spool back until the next start of the application. The work item lives in
 // `_uploadWork` from construction to destruction; destruction cancels it. Connectivity is written
 // from the reachability observer's queue; everything else runs on `queue`.
 #pragma once
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +33,9 @@ namespace obx {
 
 class UploadWorker : public std::enable_shared_from_this<UploadWorker> {
  public:
+  // Seconds after a `stop` before the service is tried again.
+  static constexpr double kServiceRecoveryDelay = 300.0;
+
   // Builds the worker and schedules its first cycle `sendBatchDelay` seconds from now.
   static std::shared_ptr<UploadWorker> make(std::shared_ptr<platform::DispatchQueue> queue,
                                             std::shared_ptr<UploadParser> uploadParser,
@@ -64,6 +70,8 @@ class UploadWorker : public std::enable_shared_from_this<UploadWorker> {
   void finishScreen(const ScreenToSend& screen, const SendResult& result);
   void deleteBatches(const ScreenToSend& screen);
   void finishScreenUnsent();
+  // Brings an offline service back once the delay since its stop has passed and no pass runs.
+  void recoverServiceIfDue();
 
   std::shared_ptr<platform::DispatchQueue> queue_;
   ReadWriteLock<std::shared_ptr<platform::DispatchWorkItem>> uploadWork_;
@@ -75,6 +83,9 @@ class UploadWorker : public std::enable_shared_from_this<UploadWorker> {
   std::atomic<ReachabilityConnection> currentConnectivity_{ReachabilityConnection::none};
   std::atomic<bool> isServiceOnline_{true};
   std::atomic<int> screenToSendCount_{0};
+  // Queue-only: whether a pass's screens are still being taken in turn, and when the service stopped.
+  bool passRunning_ = false;
+  std::optional<platform::Date> stoppedAt_;
 };
 
 }  // namespace obx

@@ -184,7 +184,7 @@ TEST_F(UploadWorkerTest, OutcomeTable) {
 }
 
 // In a pass of five screens whose third exhausts its tries, the fourth and fifth are still taken in
-// turn but go out no more, and no later pass starts.
+// turn but go out no more, and no pass starts until the service is tried again.
 TEST_F(UploadWorkerTest, StopInTheMiddleOfAPassEndsTheWorker) {
   session_->enqueue(Outcome::status(200));
   session_->enqueue(Outcome::status(200));
@@ -204,6 +204,13 @@ TEST_F(UploadWorkerTest, StopInTheMiddleOfAPassEndsTheWorker) {
 
   scheduler_->advance(60.0);
   EXPECT_EQ(session_->sendCount(), 7u);
+
+  // Once the recovery delay has passed, a fresh pass takes the kept screens, oldest first.
+  scheduler_->advance(UploadWorker::kServiceRecoveryDelay);
+  EXPECT_TRUE(worker().isServiceOnline());
+  EXPECT_EQ(session_->sendCount(), 10u);
+  for (const char* id : {"S3_1", "S4_1", "S5_1"}) EXPECT_FALSE(onDisk(id)) << id;
+  EXPECT_EQ(worker().screenToSendCount(), 0);
 }
 
 // A screen that can never be parsed (no session event) is deleted without a request.
