@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "core/c_delegate_adapter.h"
 #include "core/logger.h"
@@ -19,7 +20,17 @@ char* copyOut(const std::optional<std::string>& value) {
   return out;
 }
 
-std::optional<obx::Consent> consentFrom(obx_consent consent) {
+// The integer a C host stored in an enumeration field. A C host may store any integer there, and
+// loading a value outside the enumeration's range as the enumeration is undefined in C++: it is
+// read as its underlying integer instead.
+template <typename Enumeration>
+long long rawValue(const Enumeration& value) {
+  std::underlying_type_t<Enumeration> raw;
+  std::memcpy(&raw, &value, sizeof raw);
+  return static_cast<long long>(raw);
+}
+
+std::optional<obx::Consent> consentFrom(long long consent) {
   switch (consent) {
     case OBX_CONSENT_ANALYTICS_AND_RECORDING: return obx::Consent::analyticsAndRecording;
     case OBX_CONSENT_ANALYTICS: return obx::Consent::analytics;
@@ -31,11 +42,12 @@ std::optional<obx::Consent> consentFrom(obx_consent consent) {
 std::vector<obx::MaskAutomatic> masksFrom(const obx_mask_automatic* list, int32_t count) {
   std::vector<obx::MaskAutomatic> masks;
   for (int32_t i = 0; list && i < count; ++i) {
-    if (list[i] < OBX_MASK_LABELS || list[i] > OBX_MASK_ALL) {
-      obx::Logger::log("Ignored unknown masking category " + std::to_string(list[i]), obx::LogLevel::customer);
+    const long long raw = rawValue(list[i]);
+    if (raw < OBX_MASK_LABELS || raw > OBX_MASK_ALL) {
+      obx::Logger::log("Ignored unknown masking category " + std::to_string(raw), obx::LogLevel::customer);
       continue;
     }
-    masks.push_back(static_cast<obx::MaskAutomatic>(list[i]));
+    masks.push_back(static_cast<obx::MaskAutomatic>(raw));
   }
   return masks;
 }
@@ -45,9 +57,9 @@ std::optional<obx::Configuration> configurationFrom(const obx_configuration* c) 
     obx::Logger::log("OmbrixOBX cannot initialize without an account and a property", obx::LogLevel::public_);
     return std::nullopt;
   }
-  auto consent = consentFrom(c->consent);
+  auto consent = consentFrom(rawValue(c->consent));
   if (!consent) {
-    obx::Logger::log("OmbrixOBX cannot initialize with an unknown consent " + std::to_string(c->consent),
+    obx::Logger::log("OmbrixOBX cannot initialize with an unknown consent " + std::to_string(rawValue(c->consent)),
                      obx::LogLevel::public_);
     return std::nullopt;
   }
@@ -81,11 +93,12 @@ char* obx_initialize_multiplatform_with_delegate(const obx_configuration* config
   if (!built) return nullptr;
   obx::Platform host = obx::Platform::native();
   if (platform) {
-    if (platform->type < OBX_PLATFORM_NATIVE || platform->type > OBX_PLATFORM_REACT_NATIVE) {
-      obx::Logger::log("OmbrixOBX unknown platform type " + std::to_string(platform->type), obx::LogLevel::public_);
+    const long long rawType = rawValue(platform->type);
+    if (rawType < OBX_PLATFORM_NATIVE || rawType > OBX_PLATFORM_REACT_NATIVE) {
+      obx::Logger::log("OmbrixOBX unknown platform type " + std::to_string(rawType), obx::LogLevel::public_);
       return nullptr;
     }
-    host.type = static_cast<obx::PlatformType>(platform->type);
+    host.type = static_cast<obx::PlatformType>(rawType);
     host.version = text(platform->version);
     host.language = text(platform->language);
   }
@@ -115,10 +128,10 @@ void obx_form_success(void) { obx::OBX::formSuccess(); }
 void obx_form_error(const char* error) { obx::OBX::formError(text(error)); }
 
 void obx_set_consent(obx_consent consent) {
-  if (auto value = consentFrom(consent)) {
+  if (auto value = consentFrom(rawValue(consent))) {
     obx::OBX::setConsent(*value);
   } else {
-    obx::Logger::log("Ignored unknown consent " + std::to_string(consent), obx::LogLevel::customer);
+    obx::Logger::log("Ignored unknown consent " + std::to_string(rawValue(consent)), obx::LogLevel::customer);
   }
 }
 
