@@ -15,6 +15,7 @@
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
+#include "store/directory.h"
 #include "summary.h"
 
 namespace fs = std::filesystem;
@@ -92,7 +93,7 @@ int main(int argc, char** argv) {
   OBX::initialize(configuration);
   demo::runJourney(run);
 
-  const fs::path spool = sandbox / "Library" / "Application Support" / "obx.ombrix";
+  const fs::path spool = obx::platform::applicationSupportDirectory() / obx::Directory::kRootPath;
   double waited = 0;
   while (batchFolders(spool) > 0 && waited < kDrainTimeout) {
     run(0.5);

@@ -8,7 +8,7 @@ std::vector<platform::URLRequest> makeEventsRequests(const EventsRequest& reques
   std::string text = formatWithArguments(
       common.uploadURLString, {common.endpoint.collectionHost(), request.property, request.cScreenID, request.sessionID,
                                request.leadID, std::to_string(request.screenPassed), request.fileName});
-  if (request.ipHandling && *request.ipHandling == 1) text += "&dnt=" + std::to_string(*request.ipHandling);
+  if (request.ipHandling == 1) text += "&dnt=1";
   if (request.isInSampling) text += std::string("&jspsf=") + (*request.isInSampling ? "1" : "0");
 
   auto url = platform::URL::fromString(text);

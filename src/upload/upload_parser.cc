@@ -15,21 +15,20 @@ namespace obx {
 namespace {
 
 template <typename T>
-std::optional<Event<T>> decodeEvent(const std::string& block, std::string* error = nullptr) {
+std::optional<Event<T>> decodeEvent(const std::string& block) {
   try {
     return parseJSON(block).get<Event<T>>();
-  } catch (const DecodingError& failure) {
-    if (error) *error = failure.description;
-  } catch (const nlohmann::json::exception& failure) {
-    if (error) *error = failure.what();
+  } catch (const DecodingError&) {
+  } catch (const nlohmann::json::exception&) {
   }
   return std::nullopt;
 }
 
+// The first block, in order, that decodes as Event<T>; blocks of other kinds are passed over.
 template <typename T>
-std::optional<std::size_t> firstDecodingBlock(const std::vector<std::string>& blocks) {
-  for (std::size_t i = 0; i < blocks.size(); ++i) {
-    if (decodeEvent<T>(blocks[i])) return i;
+std::optional<Event<T>> firstEvent(const std::vector<std::string>& blocks) {
+  for (const auto& block : blocks) {
+    if (auto event = decodeEvent<T>(block)) return event;
   }
   return std::nullopt;
 }
@@ -73,18 +72,13 @@ std::optional<ScreenIdentity> identify(const ScreenToSend& screen) {
     return std::nullopt;
   };
 
-  std::optional<Session> session;
-  for (const auto& block : screen.events) {
-    if (auto event = decodeEvent<Session>(block)) {
-      session = std::move(event->data);
-      break;
-    }
-  }
-  if (!session) {
+  auto sessionEvent = firstEvent<Session>(screen.events);
+  if (!sessionEvent) {
     Logger::log("Error parsing session is nil", LogLevel::qa);
     return fail();
   }
 
+  const Session* session = &sessionEvent->data;
   ScreenIdentity identity;
   identity.rawSession = *session;
   if (session->leadID.empty()) {
@@ -98,19 +92,15 @@ std::optional<ScreenIdentity> identify(const ScreenToSend& screen) {
   }
   identity.sessionID = cleanIdentifier(session->sessionID);
 
-  auto batchBlock = firstDecodingBlock<Batch>(screen.events);
-  if (!batchBlock) {
+  auto batch = firstEvent<Batch>(screen.events);
+  if (!batch) {
     Logger::log("Fail to parse Batch event", LogLevel::qa);
     return fail();
   }
-  std::string error;
-  auto batch = decodeEvent<Batch>(screen.events[*batchBlock], &error);
-  if (batch && !representable(batch->data.startTime)) {
-    error = "startTime " + std::to_string(batch->data.startTime) + " is not a whole number of seconds in range";
-    batch.reset();
-  }
-  if (!batch) {
-    Logger::log("Error parsing Batch event " + error, LogLevel::qa);
+  if (!representable(batch->data.startTime)) {
+    Logger::log("Error parsing Batch event startTime " + std::to_string(batch->data.startTime) +
+                    " is not a whole number of seconds in range",
+                LogLevel::qa);
     return fail();
   }
   identity.cScreenID = batch->data.cScreenID;
@@ -142,25 +132,23 @@ std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) cons
   const bool keepVideoData = common.keepVideoData.value_or(false);
   const auto zipDirectory = root_ / screen.id / "zip";
   const auto archive = zipDirectory / (screen.id + ".zip");
-  static const std::vector<Image> kNoImages;
-  const auto& images = screen.images ? *screen.images : kNoImages;
-  const Security security(identity->rawSession.sessionID, identity->rawSession.leadID, common.property, common.account);
 
   UploadScreen result;
-  if (auto previous = platform::fileExistsAtPath(archive) ? platform::contentsAtPath(archive) : std::nullopt) {
+  if (auto previous = platform::contentsAtPath(archive)) {
     // A screen whose send failed before goes out again with the very same bytes.
     result.zip.assign(previous->begin(), previous->end());
   } else {
+    // Building the body has no side effect: one that failed fails again, so there is nothing to
+    // retry for a debug copy.
     auto body = buildUploadBody(screen.events, bodySettings(common));
     if (!body) {
       Logger::log("Error parser, ID: " + screen.id, LogLevel::qa);
-      if (keepVideoData) {
-        if (auto again = buildUploadBody(screen.events, bodySettings(common))) {
-          writeDebugCopy(screen.id, identity->rawSession, *again, images, security);
-        }
-      }
       return std::nullopt;
     }
+    const std::vector<Image> noImages;
+    const auto& images = screen.images ? *screen.images : noImages;
+    const Security security(identity->rawSession.sessionID, identity->rawSession.leadID, common.property,
+                            common.account);
     auto zip = buildUploadZip(zipDirectory, screen.id, *body, images, security);
     if (!zip) {
       Logger::log("Error parser, ID: " + screen.id, LogLevel::qa);
@@ -171,12 +159,7 @@ std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) cons
     if (keepVideoData) writeDebugCopy(screen.id, identity->rawSession, *body, images, security);
   }
 
-  for (const auto& block : screen.events) {
-    if (auto sampling = decodeEvent<WeightedSampling>(block)) {
-      result.isInSampling = std::move(sampling->data);
-      break;
-    }
-  }
+  if (auto sampling = firstEvent<WeightedSampling>(screen.events)) result.isInSampling = std::move(sampling->data);
   result.cScreenID = identity->cScreenID;
   result.id = screen.id;
   result.sessionID = identity->sessionID;

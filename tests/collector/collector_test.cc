@@ -149,6 +149,11 @@ class CollectorTest : public ::testing::Test {
     return log_;
   }
 
+  void clearLog() {
+    std::lock_guard lock(logMutex_);
+    log_.clear();
+  }
+
   bool logContains(const std::string& text) {
     for (const auto& line : logLines()) {
       if (line.find(text) != std::string::npos) return true;
@@ -298,6 +303,7 @@ TEST_F(CollectorTest, FaultyUploadsAreRejected) {
        zipWith("[]"), "lies outside \"OTHER_zip/\""},
   };
   for (const Case& c : cases) {
+    clearLog();
     auto answer = post(collector, c.query, c.body);
     ASSERT_TRUE(answer) << c.what;
     EXPECT_EQ(answer->status, 400) << c.what;

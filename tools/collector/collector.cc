@@ -303,11 +303,6 @@ void Collector::setForcedStatus(std::optional<int> status) {
   state_->forcedStatus = status;
 }
 
-void Collector::failNextUploads(std::size_t count) {
-  std::lock_guard lock(state_->mutex);
-  state_->failFirstRemaining = count;
-}
-
 std::vector<Collector::ReceivedScreen> Collector::screens() const {
   std::lock_guard lock(state_->mutex);
   return state_->screens;
@@ -342,10 +337,6 @@ bool Collector::waitUntil(const std::function<bool(const Statistics&)>& predicat
   std::unique_lock lock(state_->mutex);
   return state_->changed.wait_for(lock, std::chrono::duration<double>(timeoutSeconds),
                                   [&] { return predicate(state_->statistics); });
-}
-
-bool Collector::waitForScreens(std::size_t count, double timeoutSeconds) const {
-  return waitUntil([count](const Statistics& statistics) { return statistics.accepted >= count; }, timeoutSeconds);
 }
 
 }  // namespace obx::collector

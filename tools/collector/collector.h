@@ -100,9 +100,8 @@ class Collector {
   void setConfiguration(const std::string& account, const std::string& property, std::string json);
   void removeConfiguration(const std::string& account, const std::string& property);
 
-  // Failure options changed while running.
+  // The forced status changed while running.
   void setForcedStatus(std::optional<int> status);
-  void failNextUploads(std::size_t count);
 
   std::vector<ReceivedScreen> screens() const;
   std::vector<ReceivedScreen> screensOfSession(const std::string& sessionID) const;
@@ -114,7 +113,6 @@ class Collector {
   // Blocks until `predicate` holds for the statistics or `timeoutSeconds` pass; false on timeout.
   // For tests that drive a client on other threads.
   bool waitUntil(const std::function<bool(const Statistics&)>& predicate, double timeoutSeconds) const;
-  bool waitForScreens(std::size_t count, double timeoutSeconds) const;
 
  private:
   struct State;

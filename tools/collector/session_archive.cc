@@ -73,6 +73,21 @@ std::vector<fs::path> screenFolders(const fs::path& sessionFolder) {
   return folders;
 }
 
+// A stored screen as the replay page shows it; a damaged events.json shows as a screen without events.
+ReplayScreen replayScreenOf(const fs::path& folder) {
+  ReplayScreen screen;
+  screen.folderName = folder.filename().string();
+  screen.cScreenID = screen.folderName.substr(screen.folderName.find('_') + 1);
+  screen.events = Json::array();
+  if (auto events = readFile(folder / "events.json")) {
+    try {
+      screen.events = Json::parse(*events);
+    } catch (const nlohmann::json::exception&) {
+    }
+  }
+  return screen;
+}
+
 }  // namespace
 
 SessionArchive::SessionArchive(fs::path root) : root_(std::move(root)) {}
@@ -80,9 +95,12 @@ SessionArchive::SessionArchive(fs::path root) : root_(std::move(root)) {}
 SessionArchive::SessionState& SessionArchive::stateOf(const std::string& sessionID) {
   auto found = sessions_.find(sessionID);
   if (found != sessions_.end()) return found->second;
+  // A session met for the first time in this run may have screens from an earlier run: they are read
+  // once here, and later uploads only add to what is kept.
   SessionState state;
   for (const fs::path& folder : screenFolders(root_ / sessionID)) {
     state.lastNumber = std::max(state.lastNumber, *screenNumber(folder.filename().string()));
+    state.replayScreens.push_back(replayScreenOf(folder));
     if (auto meta = readFile(folder / "upload.json")) {
       try {
         Json json = Json::parse(*meta);
@@ -142,29 +160,15 @@ std::optional<SessionArchive::Stored> SessionArchive::store(const UploadQuery& q
 
   ++state.lastNumber;
   state.assets.emplace(query.asset, folder);
+  const std::string folderName = folder.filename().string();
+  state.replayScreens.push_back(ReplayScreen{folderName, query.cScreenID, upload.body});
   Stored stored{folder, false, {}};
   std::string pageError;
-  if (!writeReplayPage(query.sessionID, &pageError)) stored.warning = "replay page not written: " + pageError;
-  return stored;
-}
-
-bool SessionArchive::writeReplayPage(const std::string& sessionID, std::string* error) const {
-  std::vector<ReplayScreen> screens;
-  for (const fs::path& folder : screenFolders(root_ / sessionID)) {
-    ReplayScreen screen;
-    screen.folderName = folder.filename().string();
-    screen.cScreenID = screen.folderName.substr(screen.folderName.find('_') + 1);
-    screen.events = Json::array();
-    if (auto events = readFile(folder / "events.json")) {
-      try {
-        screen.events = Json::parse(*events);
-      } catch (const nlohmann::json::exception&) {
-        // Shown as a screen without events rather than dropping the whole page.
-      }
-    }
-    screens.push_back(std::move(screen));
+  if (!writeFile(root_ / query.sessionID / "index.html", ReplayPage::render(query.sessionID, state.replayScreens),
+                 &pageError)) {
+    stored.warning = "replay page not written: " + pageError;
   }
-  return writeFile(root_ / sessionID / "index.html", ReplayPage::render(sessionID, screens), error);
+  return stored;
 }
 
 }  // namespace obx::collector

@@ -17,7 +17,9 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "collector/replay_page.h"
 #include "collector/upload_decoder.h"
 
 namespace obx::collector {
@@ -35,15 +37,11 @@ class SessionArchive {
   // Writes the screen, or reports a duplicate. Nothing with `error` set when the disk refuses.
   std::optional<Stored> store(const UploadQuery& query, const DecodedUpload& upload, std::string* error);
 
-  // Writes `<root>/<sessionID>/index.html` again from the session's folders; false on a disk error.
-  bool writeReplayPage(const std::string& sessionID, std::string* error) const;
-
-  const std::filesystem::path& root() const { return root_; }
-
  private:
   struct SessionState {
     int lastNumber = 0;
     std::map<std::string, std::filesystem::path> assets;  // asset name -> screen folder
+    std::vector<ReplayScreen> replayScreens;               // in number order, for the replay page
   };
   SessionState& stateOf(const std::string& sessionID);
 

@@ -105,24 +105,27 @@ std::vector<std::string> UploadDecoder::rawSessionIDCandidates(const std::string
 std::pair<std::string, std::string> UploadDecoder::uploadKey(const std::string& sessionID, const std::string& leadID,
                                                              const std::string& property,
                                                              const std::string& account) {
-  const std::string joined = Security::keyPiece(sessionID, 0, 8) + Security::keyPiece(leadID, 5, 13) +
-                             Security::keyPiece(property, 1, 4) + Security::keyPiece(account, 2, 6);
-  const std::string digest = platform::hexString(platform::ccMD5(joined));
+  const std::string digest = Security::computeDigest(sessionID, leadID, property, account);
   return {digest.substr(0, 16), digest.substr(16, 16)};
 }
 
 std::optional<Json> UploadDecoder::validateBody(std::string_view plain, std::vector<AnyEvent>& events,
                                                 std::string* error) {
-  auto fail = [&](std::string why) -> std::optional<Json> {
-    if (error) *error = std::move(why);
-    return std::nullopt;
-  };
   Json body;
   try {
     body = parseJSON(plain);
   } catch (const DecodingError& decoding) {
-    return fail("body is not JSON: " + decoding.description);
+    if (error) *error = "body is not JSON: " + decoding.description;
+    return std::nullopt;
   }
+  return validateBody(std::move(body), events, error);
+}
+
+std::optional<Json> UploadDecoder::validateBody(Json body, std::vector<AnyEvent>& events, std::string* error) {
+  auto fail = [&](std::string why) -> std::optional<Json> {
+    if (error) *error = std::move(why);
+    return std::nullopt;
+  };
   if (!body.is_array()) return fail(std::string("body is a JSON ") + body.type_name() + ", not an array of events");
 
   std::vector<AnyEvent> decoded;
@@ -193,7 +196,8 @@ std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std
   const std::string cipherBody = asString(dataEntry->bytes);
   std::set<std::pair<std::string, std::string>> tried;
   std::optional<DecodedUpload> result;
-  std::string plainBody;
+  std::optional<AES> cipher;
+  Json plainBody;
   for (const std::string& account : accounts_) {
     for (const std::string& sessionID : rawSessionIDCandidates(query.sessionID)) {
       auto keys = uploadKey(sessionID, query.leadID, query.property, account);
@@ -203,16 +207,15 @@ std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std
       auto plain = aes->decrypt(cipherBody);
       if (!plain) continue;
       try {
-        if (!parseJSON(*plain).is_array()) continue;
+        plainBody = parseJSON(*plain);
       } catch (const DecodingError&) {
         continue;
       }
+      if (!plainBody.is_array()) continue;
       result = DecodedUpload{};
       result->account = account;
       result->rawSessionID = sessionID;
-      result->key = keys.first;
-      result->iv = keys.second;
-      plainBody = std::move(*plain);
+      cipher = std::move(aes);
       break;
     }
     if (result) break;
@@ -223,14 +226,13 @@ std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std
   }
 
   std::string bodyError;
-  auto json = validateBody(plainBody, result->events, &bodyError);
+  auto json = validateBody(std::move(plainBody), result->events, &bodyError);
   if (!json) return fail(bodyError);
   result->body = std::move(*json);
 
-  auto aes = AES::make(result->key, result->iv);
   for (const platform::ZipEntry* entry : imageEntries) {
     const std::string name = entry->name.substr(raw.size());
-    auto plain = aes->decrypt(asString(entry->bytes));
+    auto plain = cipher->decrypt(asString(entry->bytes));
     if (!plain) return fail("image \"" + name + "\" does not decipher with the body's key");
     result->images[*parseInteger(name)] = std::move(*plain);
   }

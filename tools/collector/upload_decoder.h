@@ -44,8 +44,6 @@ struct UploadQuery {
 struct DecodedUpload {
   std::string account;       // the account whose key deciphered the body
   std::string rawSessionID;  // the session ID the key was derived from
-  std::string key;
-  std::string iv;
   Json body;                 // the JSON array as it was sent
   std::vector<AnyEvent> events;
   std::map<std::int64_t, std::string> images;  // index -> plain image bytes
@@ -74,6 +72,8 @@ class UploadDecoder {
   // typed record, offsets never decreasing. Fills `events` on success.
   static std::optional<Json> validateBody(std::string_view plain, std::vector<AnyEvent>& events,
                                           std::string* error);
+  // The same for a body already parsed.
+  static std::optional<Json> validateBody(Json body, std::vector<AnyEvent>& events, std::string* error);
 
  private:
   std::vector<std::string> accounts_;

@@ -57,6 +57,13 @@ std::string Security::keyPiece(std::string_view text, std::size_t lower, std::si
   return piece;
 }
 
+std::string Security::computeDigest(const std::string& sessionID, const std::string& leadID,
+                                    const std::string& property, const std::string& account) {
+  const std::string joined =
+      keyPiece(sessionID, 0, 8) + keyPiece(leadID, 5, 13) + keyPiece(property, 1, 4) + keyPiece(account, 2, 6);
+  return platform::hexString(platform::ccMD5(joined));
+}
+
 std::string Security::sessionDigest(const std::string& sessionID, const std::string& leadID,
                                     const std::string& property, const std::string& account) {
   auto& table = digestTable();
@@ -66,9 +73,7 @@ std::string Security::sessionDigest(const std::string& sessionID, const std::str
   });
   if (!known.empty()) return known;
 
-  const std::string joined =
-      keyPiece(sessionID, 0, 8) + keyPiece(leadID, 5, 13) + keyPiece(property, 1, 4) + keyPiece(account, 2, 6);
-  std::string digest = platform::hexString(platform::ccMD5(joined));
+  std::string digest = computeDigest(sessionID, leadID, property, account);
   // Another thread may have stored the same session meanwhile; the first entry stays.
   return table.mutate([&](auto& map) { return map.emplace(sessionID, digest).first->second; });
 }

@@ -33,6 +33,10 @@ class Security final : public SecurityManager {
   // Characters `lower` up to `upper` of `text`, positions clamped to its length, followed by one
   // "x" for each position that the text falls short of `upper`.
   static std::string keyPiece(std::string_view text, std::size_t lower, std::size_t upper);
+  // The 32 hex characters of the session's key, computed afresh; the table is neither read nor
+  // written (a server trying keys must not replace the one a session uses).
+  static std::string computeDigest(const std::string& sessionID, const std::string& leadID,
+                                   const std::string& property, const std::string& account);
   // The 32 hex characters of the session's key, computed or taken from the table.
   static std::string sessionDigest(const std::string& sessionID, const std::string& leadID,
                                    const std::string& property, const std::string& account);
