@@ -16,6 +16,7 @@
 #include "platform/ui/application.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "../store/store_test_support.h"
 
 namespace obx {
 namespace {
@@ -176,9 +177,14 @@ TEST(CAPITest, SetterAndRefusedInitialization) {
 TEST(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
   auto scheduler = platform::ManualScheduler::make();
   testing::LogCapture logs;
-  const auto root = std::filesystem::temp_directory_path() / ("obx-capi-" + std::to_string(::getpid()));
-  std::filesystem::remove_all(root);
-  platform::setSandboxRoot(root);
+  testing::TemporarySandbox sandbox;
+  // Whatever assertion ends the test, the process-wide scheduler and callbacks are put back.
+  struct Restore {
+    ~Restore() {
+      obx_set_delegate(nullptr);
+      platform::setDefaultScheduler(nullptr);
+    }
+  } restore;
   platform::setDefaultScheduler(scheduler);
   platform::Application::resetShared(scheduler);
   platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
@@ -212,11 +218,8 @@ TEST(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
     ASSERT_EQ(host.liveConfigs.size(), 1u);
     EXPECT_EQ(host.liveConfigs[0],
               R"({"useLiveConfiguration":false,"replaySessFlags":3,"videoQualityType":1,"maxTimeFileSaved":1296000.0})");
-    obx_set_delegate(nullptr);
   }
   scheduler->runUntilIdle();
-  platform::setDefaultScheduler(nullptr);
-  std::filesystem::remove_all(root);
 }
 
 }  // namespace

@@ -11,8 +11,12 @@
 #include <sstream>
 #include <string>
 
+#include "testing/run_command.h"
+
 namespace obx::platform {
 namespace {
+
+using testing::runCommand;
 
 namespace fs = std::filesystem;
 
@@ -34,17 +38,6 @@ void writeFile(const fs::path& path, const Data& bytes) {
 Data readFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
   return Data(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-std::string runCommand(const std::string& command) {
-  std::string output;
-  if (FILE* pipe = ::popen(command.c_str(), "r")) {
-    char buffer[4096];
-    std::size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, read);
-    ::pclose(pipe);
-  }
-  return output;
 }
 
 class ZipArchiveTest : public ::testing::Test {

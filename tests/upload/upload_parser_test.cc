@@ -20,9 +20,12 @@
 #include "store/files/aes.h"
 #include "store/files/security.h"
 #include "testing/log_capture.h"
+#include "testing/run_command.h"
 
 namespace obx {
 namespace {
+
+using testing::runCommand;
 
 using testing::readBytes;
 using testing::writeBytes;
@@ -441,16 +444,6 @@ TEST_F(UploadParserTest, DebugCopy) {
   }
   EXPECT_EQ(files.size(), 2u);
   EXPECT_TRUE(logs_.contains("ZIP Create to DEBUG D_2 in file://" + raw.string(), LogLevel::developer));
-}
-
-std::string runCommand(const std::string& command) {
-  std::string out;
-  FILE* pipe = ::popen(command.c_str(), "r");
-  if (!pipe) return out;
-  char buffer[4096];
-  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
-  ::pclose(pipe);
-  return out;
 }
 
 // The archive's files decipher with the openssl command line under the key derived by hand: MD5 of
