@@ -2,8 +2,8 @@
 // a log call whose level hides the line (the line is still formatted, as every line is).
 #include <benchmark/benchmark.h>
 
-#include "core/logger.h"
-#include "core/notifier.h"
+#include "base/logger.h"
+#include "base/notifier.h"
 #include "platform/dispatch/real_scheduler.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/logger.h"
 #include "core/core.h"
-#include "core/logger.h"
 #include "obx/facade.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"

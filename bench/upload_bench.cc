@@ -13,7 +13,7 @@
 #include <random>
 #include <string>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"

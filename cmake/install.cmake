@@ -1,11 +1,12 @@
-# Installation: the public headers, the two static libraries with a CMake package (find_package(obx),
-# target obx::obx) and a pkg-config file (obx.pc). The libraries are static, so their dependencies
-# travel with them: the package finds them again, the .pc file requires them.
+# Installation: the public headers, the static library of each layer with a CMake package
+# (find_package(obx), target obx::obx) and a pkg-config file (obx.pc). The libraries are static, so
+# their dependencies travel with them: the package finds them again, the .pc file requires them.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/obx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS obx obx_platform EXPORT obxTargets
+get_property(OBX_LAYER_TARGETS GLOBAL PROPERTY OBX_LAYER_TARGETS)
+install(TARGETS obx ${OBX_LAYER_TARGETS} EXPORT obxTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT obxTargets NAMESPACE obx:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/obx)
@@ -18,5 +19,11 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/obxConfigVersion.cm
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/obxConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/obxConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/obx)
 
+# A static link names the libraries top layer first, so each finds what it uses in the ones after it.
+set(OBX_PC_LIBS "")
+foreach(target ${OBX_LAYER_TARGETS})
+  set(OBX_PC_LIBS "-l${target} ${OBX_PC_LIBS}")
+endforeach()
+string(STRIP "${OBX_PC_LIBS}" OBX_PC_LIBS)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/obx.pc.in ${CMAKE_CURRENT_BINARY_DIR}/obx.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/obx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(
-  build-essential cmake ninja-build pkg-config
+  build-essential cmake ninja-build pkg-config python3
   libssl-dev libcurl4-openssl-dev nlohmann-json3-dev libzip-dev libturbojpeg0-dev
   libcairo2-dev libpango1.0-dev fonts-dejavu-core libcpp-httplib-dev
   libgtest-dev libgmock-dev libbenchmark-dev

@@ -8,8 +8,8 @@
 #include <set>
 #include <string>
 
+#include "base/logger.h"
 #include "collector_process.h"
-#include "core/logger.h"
 #include "journey.h"
 #include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"

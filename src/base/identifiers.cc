@@ -1,4 +1,4 @@
-#include "core/identifiers.h"
+#include "base/identifiers.h"
 
 #include <array>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "core/logger.h"
+#include "base/logger.h"
 
 #include <atomic>
 #include <cstdio>

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "core/observer_value.h"
-#include "core/read_write_lock.h"
+#include "base/observer_value.h"
+#include "base/read_write_lock.h"
 #include "platform/dispatch/dispatch_queue.h"
 
 namespace obx {

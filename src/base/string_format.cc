@@ -1,4 +1,4 @@
-#include "core/string_format.h"
+#include "base/string_format.h"
 
 namespace obx {
 

@@ -1,4 +1,4 @@
-#include "core/build_settings.h"
+#include "config/build_settings.h"
 #include "obx/configuration.h"
 
 namespace obx {

@@ -1,4 +1,4 @@
-#include "core/core.h"
+#include "config/live_configuration_multiplatform.h"
 
 namespace obx {
 namespace {
@@ -11,7 +11,7 @@ std::optional<int> raw(const std::optional<Enum>& value) {
 
 }  // namespace
 
-LiveConfigurationMultiplatform Core::toMultiplatform(const LiveConfiguration& live) {
+LiveConfigurationMultiplatform toMultiplatform(const LiveConfiguration& live) {
   LiveConfigurationMultiplatform out;
   out.ipHandling = live.ipHandling;
   out.useLiveConfiguration = live.useLiveConfiguration;

@@ -2,11 +2,10 @@
 // restore at start.
 #include <nlohmann/json.hpp>
 
-#include "core/core.h"
-#include "core/logger.h"
-#include "core/sdk_configuration.h"
-#include "core/session_configuration.h"
-#include "store/cache_controller.h"
+#include "base/logger.h"
+#include "config/sdk_configuration.h"
+#include "config/live_configuration_multiplatform.h"
+#include "config/session_configuration.h"
 
 namespace obx {
 namespace {
@@ -18,16 +17,16 @@ std::string boolText(bool value) { return value ? "true" : "false"; }
 }  // namespace
 
 std::optional<LiveConfiguration> SDKConfiguration::readCachedLiveConfiguration() const {
-  if (!cacheController_) return std::nullopt;
-  auto data = cacheController_->read(kCacheName);
+  if (!cache_) return std::nullopt;
+  auto data = cache_->read(kCacheName);
   if (!data) return std::nullopt;
   return decodeLiveConfiguration(*data);
 }
 
 void SDKConfiguration::saveCachedLiveConfiguration(const LiveConfiguration& live) const {
-  if (!cacheController_) return;
+  if (!cache_) return;
   std::string text = encodeLiveConfiguration(live);
-  cacheController_->save(kCacheName, std::vector<std::uint8_t>(text.begin(), text.end()));
+  cache_->save(kCacheName, std::vector<std::uint8_t>(text.begin(), text.end()));
 }
 
 void SDKConfiguration::applyLogSwitches() {
@@ -57,7 +56,7 @@ void SDKConfiguration::updateLiveConfiguration(const SessionConfiguration& docum
               LogLevel::qa);
   Logger::log("Sampling for collect replay data: " + boolText(obx::shouldCollectReplayData(current)), LogLevel::qa);
   applyLogLevel();
-  if (auto delegate = this->delegate()) delegate->liveConfig(Core::toMultiplatform(live));
+  if (auto delegate = this->delegate()) delegate->liveConfig(toMultiplatform(live));
 }
 
 void SDKConfiguration::fallBackToCachedConfiguration() {

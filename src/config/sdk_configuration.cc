@@ -1,8 +1,8 @@
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 
 #include <algorithm>
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 namespace {
@@ -82,10 +82,10 @@ int sessionLengthFromTimeout(int minutes) {
 
 SDKConfiguration::SDKConfiguration(const Configuration& configuration, const Platform& platform,
                                    std::shared_ptr<platform::Scheduler> scheduler,
-                                   std::shared_ptr<CacheController> cacheController)
+                                   std::shared_ptr<ConfigurationCache> cache)
     : common_(Common::from(configuration, platform)),
       notifier_(std::move(scheduler), common_, "Common"),
-      cacheController_(std::move(cacheController)) {
+      cache_(std::move(cache)) {
   restoreLiveConfiguration();
   {
     std::lock_guard lock(mutex_);

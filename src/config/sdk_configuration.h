@@ -11,7 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "core/notifier.h"
+#include "base/notifier.h"
+#include "config/configuration_cache.h"
 #include "obx/color.h"
 #include "obx/configuration.h"
 #include "obx/delegate.h"
@@ -19,7 +20,6 @@
 
 namespace obx {
 
-class CacheController;
 struct SessionConfiguration;
 
 using StringList = std::vector<std::string>;
@@ -176,11 +176,10 @@ int sessionLengthFromTimeout(int minutes);
 
 class SDKConfiguration {
  public:
-  // Fills the three records, restores the cached live values through `cacheController` (when
-  // given), sets the process-wide log level and logs the configuration block. Publishes nothing.
+  // Fills the three records, restores the cached live values through `cache` (when given), sets
+  // the process-wide log level and logs the configuration block. Publishes nothing.
   SDKConfiguration(const Configuration& configuration, const Platform& platform,
-                   std::shared_ptr<platform::Scheduler> scheduler,
-                   std::shared_ptr<CacheController> cacheController = nullptr);
+                   std::shared_ptr<platform::Scheduler> scheduler, std::shared_ptr<ConfigurationCache> cache = nullptr);
   SDKConfiguration(const SDKConfiguration&) = delete;
   SDKConfiguration& operator=(const SDKConfiguration&) = delete;
 
@@ -229,7 +228,6 @@ class SDKConfiguration {
   bool shouldCollectReplayData() const;
   SamplingFlags webViewSamplingFlag() const;
 
-  std::shared_ptr<CacheController> cacheController() const { return cacheController_; }
   std::shared_ptr<OBXDelegate> delegate() const;
   void setDelegate(std::shared_ptr<OBXDelegate> delegate);
   // Tells the delegate, if any, whether this session is sampled out of tracking and recording.
@@ -249,7 +247,7 @@ class SDKConfiguration {
   UserConfiguration userConfiguration_;
   LiveConfiguration liveConfiguration_;
   Notifier<Common> notifier_;
-  std::shared_ptr<CacheController> cacheController_;
+  std::shared_ptr<ConfigurationCache> cache_;
   std::shared_ptr<OBXDelegate> delegate_;
 };
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 
 namespace obx {
 

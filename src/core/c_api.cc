@@ -4,8 +4,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "base/logger.h"
 #include "core/c_delegate_adapter.h"
-#include "core/logger.h"
 #include "obx/facade.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 namespace {

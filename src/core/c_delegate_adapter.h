@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "core/read_write_lock.h"
+#include "base/read_write_lock.h"
 #include "obx/delegate.h"
 #include "obx/obx.h"
 

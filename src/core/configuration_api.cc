@@ -1,8 +1,8 @@
 #include "core/configuration_api.h"
 
-#include "core/logger.h"
-#include "core/session_configuration.h"
-#include "core/string_format.h"
+#include "base/logger.h"
+#include "base/string_format.h"
+#include "config/session_configuration.h"
 #include "upload/http_retrying.h"
 
 namespace obx {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/dispatch_queue.h"
 #include "platform/net/url_request.h"
 

@@ -2,17 +2,15 @@
 
 #include <algorithm>
 
-#include "core/build_settings.h"
-#include "core/logger.h"
-#include "core/tracked_events.h"
-#include "platform/bundle/bundle_info.h"
+#include "base/logger.h"
+#include "config/bundle_versions.h"
+#include "config/live_configuration_multiplatform.h"
 #include "platform/dispatch/scheduler.h"
+#include "session/tracked_events.h"
+#include "store/cache_controller.h"
 
 namespace obx {
 namespace {
-
-constexpr const char* kSDKVersionKey = "Ombrix OBX Version";
-constexpr const char* kAppVersionKey = "CFBundleShortVersionString";
 
 bool listHolds(const std::optional<StringList>& list, const std::optional<std::string>& version) {
   if (!list || !version) return false;
@@ -53,13 +51,9 @@ Core::~Core() {
 std::shared_ptr<SDKConfiguration> Core::configuration() const { return configuration_.get(); }
 std::shared_ptr<CacheController> Core::cacheController() const { return cacheController_.get(); }
 
-std::optional<std::string> Core::sdkVersion() {
-  return platform::BundleInfo::sdk().objectForInfoDictionaryKey(kSDKVersionKey).value_or(build::kSDKVersion);
-}
+std::optional<std::string> Core::sdkVersion() { return bundleSDKVersion(); }
 
-std::optional<std::string> Core::appVersion() {
-  return platform::BundleInfo::main().objectForInfoDictionaryKey(kAppVersionKey);
-}
+std::optional<std::string> Core::appVersion() { return bundleAppVersion(); }
 
 // ---- Start-up ----
 

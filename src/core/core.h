@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "base/feature.h"
+#include "base/observer_value.h"
+#include "base/read_write_lock.h"
+#include "config/sdk_configuration.h"
 #include "core/common_dependencies.h"
-#include "core/feature.h"
-#include "core/observer_value.h"
-#include "core/read_write_lock.h"
-#include "core/sdk_configuration.h"
 #include "obx/configuration.h"
 #include "obx/delegate.h"
 #include "platform/dispatch/dispatch_queue.h"
@@ -110,9 +110,6 @@ class Core : public std::enable_shared_from_this<Core> {
   std::optional<std::string> sessionURL() const;
   std::optional<std::string> webViewProperties() const;
   std::shared_ptr<OBXDelegate> delegate() const;
-
-  // The live configuration as a multiplatform host receives it.
-  static LiveConfigurationMultiplatform toMultiplatform(const LiveConfiguration& live);
 
   static std::optional<std::string> sdkVersion();
   static std::optional<std::string> appVersion();

@@ -1,7 +1,7 @@
 #include "obx/facade.h"
 
+#include "base/logger.h"
 #include "core/core.h"
-#include "core/logger.h"
 
 namespace obx {
 namespace {

@@ -1,6 +1,6 @@
 #include "lifecycle/app_life_cycle.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/ui/notification_names.h"
 
 namespace obx {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include "core/notifier.h"
+#include "base/notifier.h"
 #include "lifecycle/observing.h"
 #include "platform/ui/notification_center.h"
 

@@ -1,6 +1,6 @@
 #include "lifecycle/batch_coordinator.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/text/date_format.h"
 
 namespace obx {

@@ -9,8 +9,8 @@
 #include <mutex>
 #include <optional>
 
-#include "core/notifier.h"
-#include "core/sdk_configuration.h"
+#include "base/notifier.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/observing.h"
 #include "platform/dispatch/dispatch_queue.h"
 

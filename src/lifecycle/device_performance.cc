@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 namespace {

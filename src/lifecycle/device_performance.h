@@ -8,9 +8,9 @@
 #include <memory>
 #include <optional>
 
-#include "core/notifier.h"
-#include "core/read_write_lock.h"
-#include "core/sdk_configuration.h"
+#include "base/notifier.h"
+#include "base/read_write_lock.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/memory_footprint_providing.h"
 #include "lifecycle/observing.h"
 #include "platform/dispatch/dispatch_queue.h"

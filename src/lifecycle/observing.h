@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/observer_value.h"
+#include "base/observer_value.h"
 #include "lifecycle/app_state_cycle.h"
 #include "lifecycle/batch_context.h"
 #include "lifecycle/device_measure.h"

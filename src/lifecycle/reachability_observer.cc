@@ -1,6 +1,6 @@
 #include "lifecycle/reachability_observer.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <optional>
 
-#include "core/notifier.h"
+#include "base/notifier.h"
 #include "lifecycle/reachability_observing.h"
 #include "platform/reachability/reachability.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/observer_value.h"
+#include "base/observer_value.h"
 #include "lifecycle/app_state_cycle.h"
 
 namespace obx {

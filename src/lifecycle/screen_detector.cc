@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/identifiers.h"
-#include "core/logger.h"
+#include "base/identifiers.h"
+#include "base/logger.h"
 #include "lifecycle/view_properties.h"
 #include "platform/runtime/runtime.h"
 #include "platform/ui/navigation_controller.h"

@@ -9,9 +9,9 @@
 #include <optional>
 #include <string>
 
-#include "core/notifier.h"
-#include "core/read_write_lock.h"
-#include "core/sdk_configuration.h"
+#include "base/notifier.h"
+#include "base/read_write_lock.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/observing.h"
 #include "platform/ui/application.h"
 #include "platform/ui/view_controller.h"

@@ -8,7 +8,7 @@
 #include <atomic>
 #include <memory>
 
-#include "core/notifier.h"
+#include "base/notifier.h"
 #include "lifecycle/observing.h"
 #include "lifecycle/swizzler.h"
 

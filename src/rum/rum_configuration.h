@@ -5,8 +5,8 @@
 #include <memory>
 #include <mutex>  // read_write_lock.h uses std::unique_lock without including it
 
-#include "core/read_write_lock.h"
-#include "core/sdk_configuration.h"
+#include "base/read_write_lock.h"
+#include "config/sdk_configuration.h"
 
 namespace obx {
 

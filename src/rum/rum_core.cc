@@ -3,15 +3,15 @@
 #include <cmath>
 #include <variant>
 
-#include "core/logger.h"
-#include "core/metrics.h"
-#include "core/session_life_cycle_observing.h"
-#include "core/tracked_events_observing.h"
-#include "crash/crash_coordinator.h"
+#include "base/logger.h"
 #include "lifecycle/observing.h"
 #include "lifecycle/reachability_observing.h"
 #include "platform/crypto/crypto.h"
 #include "platform/ui/application.h"
+#include "session/crash_coordinator.h"
+#include "session/metrics.h"
+#include "session/session_life_cycle_observing.h"
+#include "session/tracked_events_observing.h"
 #include "store/data_controller.h"
 
 namespace obx {

@@ -18,11 +18,9 @@
 #include <string>
 #include <vector>
 
-#include "core/observer_value.h"
-#include "core/read_write_lock.h"
-#include "core/sdk_configuration.h"
-#include "core/session_context.h"
-#include "crash/crash_coordinator_delegate.h"
+#include "base/observer_value.h"
+#include "base/read_write_lock.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/app_state_cycle.h"
 #include "lifecycle/batch_context.h"
 #include "lifecycle/device_measure.h"
@@ -31,11 +29,13 @@
 #include "rum/rum_configuration.h"
 #include "rum/rum_dependencies.h"
 #include "rum/rum_form_handling.h"
-#include "rum/rum_placeholder_providing.h"
 #include "rum/rum_sampling_handle.h"
 #include "rum/rum_screen_handle.h"
 #include "rum/rum_scroll_handling.h"
 #include "rum/rum_touch_wrapper.h"
+#include "session/crash_coordinator_delegate.h"
+#include "session/rum_placeholder_providing.h"
+#include "session/session_context.h"
 #include "store/events/tracked_event.h"
 
 namespace obx {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "core/feature.h"
+#include "base/feature.h"
 #include "rum/rum_core.h"
 
 namespace obx {

@@ -6,9 +6,9 @@
 #include <memory>
 #include <mutex>  // read_write_lock.h uses std::unique_lock without including it
 
-#include "core/observer_value.h"
-#include "core/read_write_lock.h"
-#include "core/sdk_configuration.h"
+#include "base/observer_value.h"
+#include "base/read_write_lock.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/dispatch_queue.h"
 
 namespace obx {

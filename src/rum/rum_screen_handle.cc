@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "core/core.h"
-#include "core/metrics.h"
+#include "config/bundle_versions.h"
 #include "platform/system/system_info.h"
 #include "platform/ui/application.h"
+#include "session/metrics.h"
 
 namespace obx {
 namespace {
@@ -137,7 +137,7 @@ AppMiscellaneous RUMScreenHandle::appMiscellaneous() const {
 
   AppMiscellaneous record;
   record.appLaunches = metrics_ ? metrics_->appLaunchesSessions() : 1;
-  record.appVersionNumber = Core::appVersion().value_or("unknown");
+  record.appVersionNumber = bundleAppVersion().value_or("unknown");
   record.version = metrics_ ? metrics_->version() : "unknown";
   record.connectivity = connectivityText(currentConnectivity());
   record.systemType = systemType(idiom);

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "store/events/payloads.h"
 
 namespace obx::sampling_status {

@@ -1,4 +1,4 @@
-#include "crash/crash_coordinator.h"
+#include "session/crash_coordinator.h"
 
 namespace obx {
 

@@ -5,8 +5,8 @@
 
 #include <memory>
 
-#include "core/multicast_delegate.h"
-#include "crash/crash_coordinator_delegate.h"
+#include "base/multicast_delegate.h"
+#include "session/crash_coordinator_delegate.h"
 
 namespace obx {
 

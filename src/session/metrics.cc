@@ -1,6 +1,6 @@
-#include "core/metrics.h"
+#include "session/metrics.h"
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/bundle/bundle_info.h"
 
 namespace obx {

@@ -1,8 +1,8 @@
-#include "core/session_life_cycle.h"
+#include "session/session_life_cycle.h"
 
-#include "core/identifiers.h"
-#include "core/logger.h"
-#include "core/sdk_configuration.h"
+#include "base/identifiers.h"
+#include "base/logger.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/observing.h"
 #include "platform/ui/notification_center.h"
 #include "store/cache_controller.h"

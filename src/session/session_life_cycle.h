@@ -11,11 +11,11 @@
 #include <optional>
 #include <string>
 
-#include "core/notifier.h"
-#include "core/read_write_lock.h"
-#include "core/session_life_cycle_observing.h"
+#include "base/notifier.h"
+#include "base/read_write_lock.h"
 #include "lifecycle/app_state_cycle.h"
 #include "platform/dispatch/dispatch_queue.h"
+#include "session/session_life_cycle_observing.h"
 
 namespace obx {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "core/observer_value.h"
-#include "core/session_context.h"
+#include "base/observer_value.h"
+#include "session/session_context.h"
 
 namespace obx {
 

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "core/notifier.h"
-#include "core/read_write_lock.h"
-#include "core/tracked_events_observing.h"
+#include "base/notifier.h"
+#include "base/read_write_lock.h"
+#include "session/tracked_events_observing.h"
 
 namespace obx {
 

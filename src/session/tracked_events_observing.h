@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/observer_value.h"
+#include "base/observer_value.h"
 #include "store/events/tracked_event.h"
 
 namespace obx {

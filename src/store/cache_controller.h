@@ -10,12 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "config/configuration_cache.h"
 #include "platform/dispatch/dispatch_queue.h"
 #include "store/cache_repository.h"
 
 namespace obx {
 
-class CacheController {
+class CacheController : public ConfigurationCache {
  public:
   explicit CacheController(std::shared_ptr<CacheRepository> repository);
 
@@ -24,12 +25,12 @@ class CacheController {
   static std::shared_ptr<CacheController> make(const std::shared_ptr<platform::DispatchQueue>& queue);
 
   // The entry's bytes, or nothing.
-  std::optional<std::string> read(const std::string& key);
+  std::optional<std::string> read(const std::string& key) override;
   void saveConfiguration(const Json& value, const std::string& key);
   void saveLeadID(const std::optional<std::string>& value, const std::string& key);
   void saveImage(std::string bytes, const std::string& key);
   // Raw bytes under `key` (an already encoded configuration, an image).
-  void save(const std::string& key, const std::vector<std::uint8_t>& bytes);
+  void save(const std::string& key, const std::vector<std::uint8_t>& bytes) override;
 
   CacheRepository& repository() { return *repository_; }
 

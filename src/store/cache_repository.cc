@@ -1,6 +1,6 @@
 #include "store/cache_repository.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/files/file_manager.h"
 #include "store/files/file_error.h"
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 

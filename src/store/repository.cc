@@ -4,7 +4,7 @@
 #include <cmath>
 #include <map>
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/files/file_manager.h"
 
 namespace obx {

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/batch_context.h"
 #include "lifecycle/memory_footprint_providing.h"
 #include "platform/dispatch/scheduler.h"

@@ -1,6 +1,6 @@
 #include "upload/events_request.h"
 
-#include "core/string_format.h"
+#include "base/string_format.h"
 
 namespace obx {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/net/url_request.h"
 
 namespace obx {

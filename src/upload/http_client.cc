@@ -1,6 +1,6 @@
 #include "upload/http_client.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "upload/verbose_logging.h"
 
 namespace obx {

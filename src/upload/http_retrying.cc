@@ -1,6 +1,6 @@
 #include "upload/http_retrying.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "upload/verbose_logging.h"
 
 namespace obx {

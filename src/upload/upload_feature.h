@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "core/feature.h"
+#include "base/feature.h"
 #include "upload/upload_core.h"
 
 namespace obx {

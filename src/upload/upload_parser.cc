@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/files/file_manager.h"
 #include "platform/files/sandbox.h"
 #include "platform/net/url.h"

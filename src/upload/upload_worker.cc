@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "upload/events_request.h"
 #include "upload/verbose_logging.h"
 

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "core/read_write_lock.h"
+#include "base/read_write_lock.h"
 #include "lifecycle/app_state_cycle.h"
 #include "lifecycle/observing.h"
 #include "platform/dispatch/dispatch_queue.h"

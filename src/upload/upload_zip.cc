@@ -2,7 +2,7 @@
 
 #include <system_error>
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/files/file_manager.h"
 #include "platform/zip/zip_archive.h"
 #include "store/files/aes.h"

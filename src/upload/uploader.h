@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "upload/http_retrying.h"
 #include "upload/upload_authorized.h"
 

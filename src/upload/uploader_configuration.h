@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 
 namespace obx {
 

@@ -3,7 +3,7 @@
 // for texts nobody prints. Any thread.
 #pragma once
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx {
 

@@ -4,9 +4,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/logger.h"
-#include "core/multicast_delegate.h"
-#include "core/notifier.h"
+#include "base/logger.h"
+#include "base/multicast_delegate.h"
+#include "base/notifier.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "testing/log_capture.h"

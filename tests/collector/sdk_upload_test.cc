@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "collector/collector.h"
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "upload/events_request.h"
 #include "upload/upload_parser.h"

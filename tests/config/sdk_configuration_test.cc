@@ -1,4 +1,4 @@
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "core/session_configuration.h"
+#include "config/session_configuration.h"
 
 #include <gtest/gtest.h>
 

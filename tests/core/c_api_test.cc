@@ -7,16 +7,16 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "../store/store_test_support.h"
+#include "config/session_configuration.h"
 #include "core/c_delegate_adapter.h"
 #include "core/core.h"
-#include "core/session_configuration.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
-#include "../store/store_test_support.h"
 
 namespace obx {
 namespace {

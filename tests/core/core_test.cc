@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <unistd.h>
 
-#include "core/session_configuration.h"
+#include "config/session_configuration.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"

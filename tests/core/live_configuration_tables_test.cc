@@ -4,8 +4,8 @@
 
 #include <climits>
 
+#include "config/session_configuration.h"
 #include "core/configuration_api.h"
-#include "core/session_configuration.h"
 #include "lifecycle/reachability_observing.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "store/cache_controller.h"

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "../upload/upload_fixture.h"
-#include "core/logger.h"
+#include "base/logger.h"
 #include "e2e_fixture.h"
 #include "platform/ui/navigation_controller.h"
 #include "platform/ui/window.h"

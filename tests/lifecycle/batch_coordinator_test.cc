@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/batch_coordinator.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "testing/log_capture.h"

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/device_performance.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "testing/log_capture.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/app_life_cycle.h"
 #include "lifecycle/screen_detector.h"
 #include "lifecycle/view_life_cycle.h"

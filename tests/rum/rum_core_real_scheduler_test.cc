@@ -5,10 +5,10 @@
 #include <atomic>
 #include <set>
 
-#include "core/tracked_events.h"
 #include "lifecycle/observing.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "rum/rum_core.h"
+#include "session/tracked_events.h"
 #include "store/data_controller.h"
 #include "store/file_storage.h"
 #include "store/files/security.h"

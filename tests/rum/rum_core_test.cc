@@ -4,15 +4,15 @@
 
 #include <filesystem>
 
-#include "core/metrics.h"
-#include "core/session_life_cycle_observing.h"
-#include "core/tracked_events.h"
-#include "crash/crash_coordinator.h"
 #include "lifecycle/observing.h"
 #include "lifecycle/reachability_observing.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/ui/application.h"
 #include "rum/rum_feature.h"
+#include "session/crash_coordinator.h"
+#include "session/metrics.h"
+#include "session/session_life_cycle_observing.h"
+#include "session/tracked_events.h"
 #include "store/data_controller.h"
 #include "store/file_storage.h"
 #include "store/files/security.h"

@@ -6,10 +6,7 @@
 #include <filesystem>
 #include <map>
 
-#include "core/metrics.h"
-#include "core/sdk_configuration.h"
-#include "core/session_life_cycle.h"
-#include "core/tracked_events.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/app_life_cycle.h"
 #include "lifecycle/batch_coordinator.h"
 #include "lifecycle/device_performance.h"
@@ -22,6 +19,9 @@
 #include "platform/ui/navigation_controller.h"
 #include "platform/ui/window.h"
 #include "rum/rum_feature.h"
+#include "session/metrics.h"
+#include "session/session_life_cycle.h"
+#include "session/tracked_events.h"
 #include "store/cache_controller.h"
 #include "store/data_controller.h"
 #include "store/file_storage.h"

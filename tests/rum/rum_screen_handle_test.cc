@@ -4,11 +4,11 @@
 
 #include <map>
 
-#include "core/metrics.h"
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/ui/application.h"
 #include "rum/bundle_values.h"
+#include "session/metrics.h"
 
 namespace obx {
 namespace {

@@ -1,12 +1,12 @@
-#include "core/session_life_cycle.h"
+#include "session/session_life_cycle.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <regex>
 
-#include "core/logger.h"
-#include "core/sdk_configuration.h"
+#include "base/logger.h"
+#include "config/sdk_configuration.h"
 #include "lifecycle/app_life_cycle.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/ui/application.h"

@@ -1,4 +1,4 @@
-#include "core/tracked_events.h"
+#include "session/tracked_events.h"
 
 #include <gtest/gtest.h>
 

@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "core/sdk_configuration.h"
-#include "testing/log_capture.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "store/file_storage.h"
 #include "store/files/file_reader.h"
 #include "store/files/security.h"
 #include "store_test_support.h"
+#include "testing/log_capture.h"
 
 namespace obx {
 namespace {

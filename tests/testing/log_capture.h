@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/logger.h"
+#include "base/logger.h"
 
 namespace obx::testing {
 

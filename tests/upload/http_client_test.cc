@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "testing/fake_url_session.h"
 #include "testing/log_capture.h"

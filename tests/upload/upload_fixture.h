@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/observer_value.h"
+#include "base/observer_value.h"
 #include "lifecycle/observing.h"
 #include "store/data_controller.h"
 

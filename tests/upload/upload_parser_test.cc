@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "../store/store_test_support.h"
-#include "core/sdk_configuration.h"
+#include "config/sdk_configuration.h"
 #include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/zip/zip_archive.h"

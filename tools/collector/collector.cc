@@ -14,7 +14,7 @@
 #include "collector/configuration_store.h"
 #include "collector/session_archive.h"
 #include "collector/upload_decoder.h"
-#include "core/session_configuration.h"
+#include "config/session_configuration.h"
 
 namespace obx::collector {
 namespace {

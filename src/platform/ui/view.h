@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "obx/color.h"
 #include "platform/runtime/object.h"
+#include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
 
 namespace obx::platform {

@@ -1,6 +1,6 @@
 #include "store/files/file_reader.h"
 
-#include "core/logger.h"
+#include "base/logger.h"
 #include "platform/files/file_manager.h"
 #include "store/files/aes.h"
 #include "store/files/block_reader.h"

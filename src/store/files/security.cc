@@ -3,7 +3,7 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "core/read_write_lock.h"
+#include "base/read_write_lock.h"
 #include "platform/crypto/crypto.h"
 
 namespace obx {
