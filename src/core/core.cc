@@ -58,8 +58,16 @@ std::optional<std::string> Core::appVersion() { return bundleAppVersion(); }
 // ---- Start-up ----
 
 void Core::initialize(const Configuration& configuration, const Platform& platform) {
+  if (initializing_.exchange(true)) {
+    Logger::log("OmbrixSDK is already initialized", LogLevel::public_);
+    return;
+  }
+  struct EndOfStartUp {
+    std::atomic<bool>& flag;
+    ~EndOfStartUp() { flag.store(false); }
+  } endOfStartUp{initializing_};
   try {
-    if (commonDependencies_.get()) {
+    if (commonDependencies_.get() || configurationSubscribed_.load()) {
       Logger::log("OmbrixSDK is already initialized", LogLevel::public_);
       return;
     }
@@ -93,6 +101,7 @@ void Core::initialize(const Configuration& configuration, const Platform& platfo
     Common current = sdkConfiguration->common();
     update->deliver(current, current);
     sdkConfiguration->addObserver(update);
+    configurationSubscribed_.store(true);
 
     startConfigurationFetch();
     Logger::log("OmbrixOBX dependencies loaded", LogLevel::developer);

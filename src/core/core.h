@@ -6,6 +6,7 @@
 // the SDK's queues. initialize() runs on the caller's thread.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -156,6 +157,11 @@ class Core : public std::enable_shared_from_this<Core> {
   std::shared_ptr<platform::DispatchQueue> queueConfiguration_;
   bool isSessionURLNotified_ = false;  // only touched on queueConfiguration_
   std::once_flag configurationUpdateOnce_;
+  // Start-up runs once at a time: a second caller meanwhile is told the SDK is initialized.
+  std::atomic<bool> initializing_{false};
+  // Set once the configuration observer is subscribed: a later initialize (while blocked, when
+  // the dependencies are absent) neither rebuilds the services nor subscribes it again.
+  std::atomic<bool> configurationSubscribed_{false};
   std::shared_ptr<ObserverValue<Common>> configurationUpdate_;
   std::once_flag multiplatformOnce_;
   std::shared_ptr<ObserverValue<Common>> multiplatformUpdate_;

@@ -4,12 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <unistd.h>
 
 #include "config/session_configuration.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
+#include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
 #include "store/cache_controller.h"
@@ -223,6 +225,67 @@ TEST_F(CoreTest, SecondInitializeChangesNothing) {
   EXPECT_TRUE(logs_.contains("OmbrixSDK is already initialized", LogLevel::public_));
   EXPECT_EQ(core_->configuration()->common().account, "acc");
   EXPECT_EQ(core_->configuration()->common().platform.type, PlatformType::native);
+}
+
+// An application that calls initialize at every foreground while its version is blocked: the
+// repeats rebuild nothing and subscribe nothing, so each later publication is decided once, and a
+// document that lifts the block starts the features once.
+TEST_F(CoreTest, RepeatedInitializeWhileBlockedAddsNoObserver) {
+  start();
+  take();
+  serverSends(R"({"vc_blockediOSAppVersions": ["1.0.0"]})");
+  take();
+  for (int i = 0; i < 3; ++i) start();
+  EXPECT_FALSE(core_->commonDependencies().has_value());
+  EXPECT_EQ(logs_.count("OmbrixSDK is already initialized"), 3u);
+  EXPECT_EQ(logs_.count("OmbrixOBX initializing . . ."), 1u);
+
+  const std::size_t blockedBefore = logs_.count("This version of the app has been blocked");
+  core_->configuration()->publish();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(logs_.count("This version of the app has been blocked"), blockedBefore + 1);
+
+  serverSends(R"({"vc_blockediOSAppVersions": ["0.9.0"]})");
+  EXPECT_EQ(take(), (Journal{"+Upload", "+Network", "+CrashReport", "+RUM", "+SVR"}));
+}
+
+// Two threads calling initialize at once build one configuration and one set of services.
+TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
+  auto scheduler = std::make_shared<platform::RealScheduler>();
+  const auto root = std::filesystem::temp_directory_path() / ("obx-core-race-" + std::to_string(::getpid()));
+  std::filesystem::remove_all(root);
+  platform::setSandboxRoot(root);
+  testing::LogCapture logs;
+  {
+    auto core = Core::make(scheduler, [](std::shared_ptr<platform::Scheduler>) {
+      return std::make_shared<testing::FakeReachability>();
+    });
+    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
+                            FeatureKey::kSVR, FeatureKey::kBridge}) {
+      core->setFeatureBuilder(key, [](const CommonDependencies&, std::shared_ptr<DataController>) {
+        return std::shared_ptr<Feature>();
+      });
+    }
+    Configuration configuration("acc", "prop", Consent::analyticsAndRecording, true, true, false, false, true);
+    configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
+    std::atomic<bool> go{false};
+    std::atomic<int> finished{0};
+    for (int i = 0; i < 2; ++i) {
+      platform::DispatchQueue::makeSerial(scheduler, "test.host." + std::to_string(i))->async([&] {
+        while (!go.load()) {
+        }
+        core->initialize(configuration, Platform::native());
+        ++finished;
+      });
+    }
+    go.store(true);
+    ASSERT_TRUE(scheduler->runMainLoop([&] { return finished.load() == 2; }, 30.0));
+    EXPECT_EQ(logs.count("OmbrixOBX initializing . . ."), 1u);
+    EXPECT_EQ(logs.count("OmbrixSDK is already initialized"), 1u);
+    EXPECT_TRUE(core->commonDependencies().has_value());
+  }
+  scheduler->runMainLoop([] { return false; }, 0.2);
+  std::filesystem::remove_all(root);
 }
 
 // Before initialize every operation is harmless: sends only log, manual screens are refused,
