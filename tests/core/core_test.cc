@@ -255,6 +255,8 @@ TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
   const auto root = std::filesystem::temp_directory_path() / ("obx-core-race-" + std::to_string(::getpid()));
   std::filesystem::remove_all(root);
   platform::setSandboxRoot(root);
+  platform::setDefaultScheduler(scheduler);
+  platform::Application::resetShared(scheduler);
   testing::LogCapture logs;
   {
     auto core = Core::make(scheduler, [](std::shared_ptr<platform::Scheduler>) {
@@ -285,6 +287,7 @@ TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
     EXPECT_TRUE(core->commonDependencies().has_value());
   }
   scheduler->runMainLoop([] { return false; }, 0.2);
+  platform::setDefaultScheduler(nullptr);
   std::filesystem::remove_all(root);
 }
 
