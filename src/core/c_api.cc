@@ -115,13 +115,13 @@ void obx_set_delegate(const obx_delegate* delegate) { obx::CDelegateAdapter::sha
 
 void obx_start_new_screen(const char* name, bool disable) { obx::OBX::startNewScreen(text(name), disable); }
 void obx_stop_screen(void) { obx::OBX::stopScreen(); }
-void obx_send_goal(const char* name) { obx::OBX::send(text(name)); }
-void obx_send_goal_value(const char* name, float value) { obx::OBX::send(text(name), std::optional<float>(value)); }
+void obx_send_goal(const char* name) { obx::OBX::sendGoal(text(name)); }
+void obx_send_goal_value(const char* name, float value) { obx::OBX::sendGoal(text(name), value); }
 void obx_send_dimension_string(const char* name, const char* value) {
-  obx::OBX::send(text(name), text(value));
+  obx::OBX::sendDimension(text(name), text(value));
 }
-void obx_send_dimension_bool(const char* name, bool value) { obx::OBX::send(text(name), value); }
-void obx_send_dimension_double(const char* name, double value) { obx::OBX::send(text(name), value); }
+void obx_send_dimension_bool(const char* name, bool value) { obx::OBX::sendDimension(text(name), value); }
+void obx_send_dimension_double(const char* name, double value) { obx::OBX::sendDimension(text(name), value); }
 void obx_send_error(const char* error) { obx::OBX::sendError(text(error)); }
 void obx_send_http_error(int32_t status_code) { obx::OBX::sendHTTPError(status_code); }
 void obx_form_success(void) { obx::OBX::formSuccess(); }

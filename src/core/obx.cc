@@ -44,23 +44,23 @@ void OBX::stopScreen() noexcept {
   guarded([] { Core::shared()->stopScreen(); });
 }
 
-void OBX::send(const std::string& goal, std::optional<float> value) noexcept {
+void OBX::sendGoal(const std::string& goal, std::optional<float> value) noexcept {
   guarded([&] { Core::shared()->sendGoal(goal, value); });
 }
 
-void OBX::send(const std::string& dimension, const std::string& value) noexcept {
+void OBX::sendDimension(const std::string& dimension, const std::string& value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, value); });
 }
 
-void OBX::send(const std::string& dimension, const char* value) noexcept {
+void OBX::sendDimension(const std::string& dimension, const char* value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, std::string(value ? value : "")); });
 }
 
-void OBX::send(const std::string& dimension, bool value) noexcept {
+void OBX::sendDimension(const std::string& dimension, bool value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, value); });
 }
 
-void OBX::send(const std::string& dimension, double value) noexcept {
+void OBX::sendDimension(const std::string& dimension, double value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, value); });
 }
 

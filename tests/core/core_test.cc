@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "config/session_configuration.h"
+#include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/dispatch/real_scheduler.h"
@@ -289,6 +290,23 @@ TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
   scheduler->runMainLoop([] { return false; }, 0.2);
   platform::setDefaultScheduler(nullptr);
   std::filesystem::remove_all(root);
+}
+
+// The facade's goal call takes a float, a double or an integer literal as the goal's value, and a
+// dimension has its own call: neither is taken for the other.
+TEST(Facade, GoalAndDimensionSpellings) {
+  testing::LogCapture logs;
+  OBX::sendGoal("float goal", 4.5f);
+  OBX::sendGoal("double goal", 4.5);
+  OBX::sendGoal("integer goal", 4);
+  OBX::sendGoal("plain goal");
+  OBX::sendDimension("number", 4.5);
+  OBX::sendDimension("flag", true);
+  OBX::sendDimension("text", "gold");
+  EXPECT_EQ(logs.messages(), (std::vector<std::string>{"Save goal float goal", "Save goal double goal",
+                                                       "Save goal integer goal", "Save goal plain goal",
+                                                       "Save Custom Dimension number", "Save Custom Dimension flag",
+                                                       "Save Custom Dimension text"}));
 }
 
 // Before initialize every operation is harmless: sends only log, manual screens are refused,
