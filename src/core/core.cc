@@ -38,6 +38,7 @@ Core::Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory r
       reachabilityFactory_(std::move(reachabilityFactory)),
       queue_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write")),
       queueConfiguration_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.core-configuration")) {
+  registerSDKBundleVersion();
   registerFeatureBuilders();
 }
 

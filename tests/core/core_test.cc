@@ -8,7 +8,10 @@
 #include <filesystem>
 #include <unistd.h>
 
+#include "config/build_settings.h"
+#include "config/bundle_versions.h"
 #include "config/session_configuration.h"
+#include "session/metrics.h"
 #include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
@@ -290,6 +293,19 @@ TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
   scheduler->runMainLoop([] { return false; }, 0.2);
   platform::setDefaultScheduler(nullptr);
   std::filesystem::remove_all(root);
+}
+
+// The SDK's own bundle carries the version the SDK was built as, so the "aM" records name it; a
+// version the bundle already holds is kept.
+TEST_F(CoreTest, MetricsCarryTheSDKVersion) {
+  start();
+  ASSERT_TRUE(core_->commonDependencies().has_value());
+  EXPECT_EQ(core_->commonDependencies()->metrics->version(), build::kSDKVersion);
+  EXPECT_NE(std::string(build::kSDKVersion), "unknown");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", "7.7.7");
+  registerSDKBundleVersion();
+  EXPECT_EQ(core_->commonDependencies()->metrics->version(), "7.7.7");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", std::nullopt);
 }
 
 // The facade's goal call takes a float, a double or an integer literal as the goal's value, and a
