@@ -48,6 +48,7 @@ DevicePerformance::DevicePerformance(std::shared_ptr<platform::Scheduler> schedu
 DevicePerformance::~DevicePerformance() { stop(); }
 
 void DevicePerformance::stop() {
+  std::lock_guard lock(stopMutex_);
   if (auto work = performanceWork_.get()) work->cancel();
 }
 
@@ -125,6 +126,9 @@ void DevicePerformance::measure() {
   measure.appBatteryUsage = battery;
   measure.numberOfThreads = processInfo_ ? processInfo_->processorCount() : 0;
   measure.maxMemory = processInfo_ ? static_cast<double>(processInfo_->physicalMemory()) * kBytesToMiB : 0.0;
+  std::lock_guard lock(stopMutex_);
+  auto work = performanceWork_.get();
+  if (work && work->isCancelled()) return;
   devicePerformance_.set(measure);
   notifier_->notify(std::move(measure));
 }

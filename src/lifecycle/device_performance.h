@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <optional>
 
 #include "base/notifier.h"
@@ -58,6 +59,9 @@ class DevicePerformance : public DevicePerformanceObserving,
   std::shared_ptr<platform::Device> device_;
   std::shared_ptr<SDKConfiguration> configuration_;
   ReadWriteLock<std::shared_ptr<platform::DispatchWorkItem>> performanceWork_;
+  // Held by stop() and by the publication of a measure, so that a measurement running when stop()
+  // comes publishes nothing afterwards.
+  std::mutex stopMutex_;
   std::shared_ptr<Notifier<std::optional<DeviceMeasure>>> notifier_;
   ReadWriteLock<std::optional<DeviceMeasure>> devicePerformance_;
   std::shared_ptr<platform::DispatchQueue> queue_;
