@@ -181,8 +181,9 @@ TEST(BatchCoordinatorRace, NoCycleOutlivesAStop) {
       30.0));
   // Screen changes still queued may start a cycle again, as a new screen does: wait for the last one.
   scheduler->runMainLoop([] { return false; }, 0.05);
+  const std::size_t beforeStop = count();
   coordinator->stop();
-  ASSERT_TRUE(scheduler->runMainLoop([&] { return last() == "-"; }, 10.0));
+  ASSERT_TRUE(scheduler->runMainLoop([&] { return count() > beforeStop && last() == "-"; }, 10.0));
   const std::size_t afterStop = count();
   // Some hundred cycles' worth of time: a cycle that outlived the stop would publish here.
   scheduler->runMainLoop([] { return false; }, 0.3);
