@@ -62,6 +62,7 @@ void DevicePerformance::schedule(double delay) {
 }
 
 double DevicePerformance::memoryFootprintMiB() const {
+  if (auto cached = appMemoryUsageCache_.get()) return *cached;
   if (!processInfo_) return 0.0;
   return processInfo_->memoryFootprintMiB().value_or(0.0);
 }
@@ -75,9 +76,9 @@ double DevicePerformance::cpuUsage() {
 }
 
 double DevicePerformance::memoryUsage() {
-  if (appMemoryUsageCache_) return *appMemoryUsageCache_;
+  if (auto cached = appMemoryUsageCache_.get()) return *cached;
   double usage = processInfo_ ? processInfo_->memoryFootprintMiB().value_or(0.0) : 0.0;
-  appMemoryUsageCache_ = usage;
+  appMemoryUsageCache_.set(usage);
   return usage;
 }
 
@@ -108,7 +109,7 @@ std::vector<DeviceStressedType> DevicePerformance::evaluateStress() {
 
 void DevicePerformance::measure() {
   appCPUUsageCache_.reset();
-  appMemoryUsageCache_.reset();
+  appMemoryUsageCache_.set(std::nullopt);
   appBatteryUsageCache_.reset();
 
   DeviceMeasure measure;

@@ -41,7 +41,8 @@ class DevicePerformance : public DevicePerformanceObserving,
   void remove(const std::shared_ptr<DeviceMeasureObserverValue>& observer) override { notifier_->remove(observer); }
   std::optional<DeviceMeasure> devicePerformance() const override { return devicePerformance_.get(); }
 
-  // Physical footprint now, in MiB; 0.0 when it cannot be read.
+  // The footprint of the last measure while it is kept (appMemoryUsageCache), else the physical
+  // footprint now, in MiB; 0.0 when it cannot be read. Any thread.
   double memoryFootprintMiB() const override;
 
   // Cancels the work item for good.
@@ -67,8 +68,9 @@ class DevicePerformance : public DevicePerformanceObserving,
   std::shared_ptr<platform::DispatchQueue> queue_;
   // Touched only on the queue.
   std::optional<double> appCPUUsageCache_;
-  std::optional<double> appMemoryUsageCache_;
   std::optional<double> appBatteryUsageCache_;
+  // Written on the queue, read by the store's image reading on "obx.ombrix.read-write".
+  ReadWriteLock<std::optional<double>> appMemoryUsageCache_;
 };
 
 }  // namespace obx

@@ -134,6 +134,20 @@ TEST_F(DevicePerformanceTest, StopDuringAMeasurementPublishesNothing) {
   EXPECT_EQ(measures_.size(), 1u);
 }
 
+// The footprint that the image reading weighs against its ceiling is the last measure's, as the
+// measure keeps it, and the platform's own reading only before any measure.
+TEST_F(DevicePerformanceTest, FootprintForTheImageCeilingUsesTheMeasuredValue) {
+  auto info = std::make_shared<FakeProcessInfo>();
+  info->memory = 100.0;
+  auto performance = make(info);
+  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
+  scheduler_->runUntilIdle();
+  info->memory = 5000.0;
+  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
+  scheduler_->advance(5.0);
+  EXPECT_EQ(performance->memoryFootprintMiB(), 5000.0);
+}
+
 // An unknown battery level (-1) is published as 0.0.
 TEST_F(DevicePerformanceTest, UnknownBatteryIsFlooredAtZero) {
   device_->setBatteryLevelSource([] { return platform::Device::kUnknownBatteryLevel; });
