@@ -16,6 +16,10 @@
 
 namespace obx {
 
+namespace platform {
+class View;
+}  // namespace platform
+
 class OBX {
  public:
   OBX() = delete;
@@ -39,7 +43,8 @@ class OBX {
   static void sendError(const std::string& text) noexcept;
   static void sendHTTPError(int statusCode) noexcept;
   static void formSuccess() noexcept;
-  static void formError(const std::string& error) noexcept;
+  // A failed submission; `field`, when given, is the view at fault, whose obxStringTag names it.
+  static void formError(const std::string& error, const platform::View* field = nullptr) noexcept;
 
   static void setConsent(Consent consent) noexcept;
   static void setRetention(bool value) noexcept;

@@ -436,8 +436,8 @@ void Core::formSuccess() {
   Logger::log("Save the\u00A0correct submission of the form", LogLevel::customer);
 }
 
-void Core::formError(const std::string& error) {
-  recordTrackedEvent([&](TrackedEvents& events) { events.formError(error, std::nullopt); });
+void Core::formError(const std::string& error, std::optional<std::string> selector) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.formError(error, std::move(selector)); });
   Logger::log("Save\u00A0an error in the form", LogLevel::customer);
 }
 

@@ -93,7 +93,8 @@ class Core : public std::enable_shared_from_this<Core> {
   void sendError(const std::string& text);
   void sendHTTPError(int statusCode);
   void formSuccess();
-  void formError(const std::string& error);
+  // `selector`: the string tag of the field at fault, if any.
+  void formError(const std::string& error, std::optional<std::string> selector = std::nullopt);
   void setConsent(Consent consent);
   void setRetention(bool value);
   void setImageQuality(ImageQualityType quality);

@@ -2,6 +2,7 @@
 
 #include "base/logger.h"
 #include "core/core.h"
+#include "lifecycle/view_properties.h"
 
 namespace obx {
 namespace {
@@ -76,8 +77,8 @@ void OBX::formSuccess() noexcept {
   guarded([] { Core::shared()->formSuccess(); });
 }
 
-void OBX::formError(const std::string& error) noexcept {
-  guarded([&] { Core::shared()->formError(error); });
+void OBX::formError(const std::string& error, const platform::View* field) noexcept {
+  guarded([&] { Core::shared()->formError(error, field ? obxStringTag(*field) : std::nullopt); });
 }
 
 void OBX::setConsent(Consent consent) noexcept {

@@ -12,6 +12,7 @@
 #include "config/bundle_versions.h"
 #include "config/session_configuration.h"
 #include "session/metrics.h"
+#include "session/tracked_events.h"
 #include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
@@ -306,6 +307,18 @@ TEST_F(CoreTest, MetricsCarryTheSDKVersion) {
   registerSDKBundleVersion();
   EXPECT_EQ(core_->commonDependencies()->metrics->version(), "7.7.7");
   platform::BundleInfo::sdk().setObject("Ombrix OBX Version", std::nullopt);
+}
+
+// A form error carries the tag of the field at fault as its selector, or none.
+TEST_F(CoreTest, FormErrorCarriesTheFieldTag) {
+  start();
+  auto trackedEvents = core_->commonDependencies()->trackedEvents;
+  core_->formError("bad email", std::string("emailField"));
+  ASSERT_TRUE(trackedEvents->event().has_value());
+  EXPECT_EQ(trackedEvents->event()->data, Payload(FormSuccess{false, "bad email", "emailField"}));
+  core_->formError("bad card");
+  EXPECT_EQ(trackedEvents->event()->data, Payload(FormSuccess{false, "bad card", std::nullopt}));
+  EXPECT_EQ(logs_.count("Save\u00A0an error in the form"), 2u);
 }
 
 // The facade's goal call takes a float, a double or an integer literal as the goal's value, and a
