@@ -466,12 +466,15 @@ TEST_F(RUMCoreTest, TrackedEventWrittenOnceAcrossCores) {
   BatchContext first = showScreen("Home");
   trackedEvents_->sendGoal("bought", 3.0f);
   scheduler_->runUntilIdle();
+  // As Core does on consent none: the feature goes, then the batch cycle stops.
   core_.reset();
+  batches_->publish(std::nullopt);
   trackedEvents_->sendError("while away");
   scheduler_->runUntilIdle();
   makeCore();
   BatchContext second = showScreen("Basket");
   core_.reset();
+  batches_->publish(std::nullopt);
   makeCore();
   BatchContext third = showScreen("Receipt");
 
@@ -504,6 +507,7 @@ TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    batches_->publish(std::nullopt);
     makeConfiguration(Consent::analyticsAndRecording, Platform::native());
     makeCore();
     BatchContext batch = showScreen("Home");
