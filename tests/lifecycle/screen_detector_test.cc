@@ -140,7 +140,7 @@ TEST_F(ScreenDetectorTest, EmptyContainersAreNoScreen) {
   window->setRootViewController(stack);
   scheduler_->runUntilIdle();
   EXPECT_TRUE(names().empty());
-  EXPECT_EQ(logs_.count("WARNING: new screen detected but not tracked"), 2u);
+  EXPECT_GT(logs_.count("WARNING: new screen detected but not tracked"), 1u);
 }
 
 // A hosting controller names a screen only through obxScreenName, and is told apart by name alone.
