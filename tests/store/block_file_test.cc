@@ -8,6 +8,7 @@
 
 #include "testing/log_capture.h"
 #include "platform/crypto/crypto.h"
+#include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "store/directory.h"
 #include "store/files/aes.h"
