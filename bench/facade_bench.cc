@@ -57,9 +57,9 @@ void BM_FacadeFourThreads(benchmark::State& state) {
         for (int i = 0; i < perThread; ++i) {
           auto callStart = std::chrono::steady_clock::now();
           if (i % 2 == 0) {
-            obx::OBX::send("goal-" + std::to_string(t), 1.0f);
+            obx::OBX::sendGoal("goal-" + std::to_string(t), 1.0f);
           } else {
-            obx::OBX::send("dimension-" + std::to_string(t), static_cast<double>(i));
+            obx::OBX::sendDimension("dimension-" + std::to_string(t), static_cast<double>(i));
           }
           long long took = std::chrono::duration_cast<std::chrono::nanoseconds>(
                                std::chrono::steady_clock::now() - callStart).count();

@@ -26,9 +26,9 @@ void runJourney(const std::function<void(double seconds)>& run) {
 
   navigation->pushViewController(std::make_shared<DetailScreen>(), true);
   run(1.0);
-  OBX::send("viewed detail", 4.5f);
-  OBX::send("plan", std::string("premium"));
-  OBX::send("returning", true);
+  OBX::sendGoal("viewed detail", 4.5f);
+  OBX::sendDimension("plan", std::string("premium"));
+  OBX::sendDimension("returning", true);
   OBX::sendHTTPError(503);
   run(2.0);
   navigation->popViewController(true);

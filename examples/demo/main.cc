@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
   obx::Configuration configuration(kAccount, kProperty, obx::Consent::analyticsAndRecording, true, true, false, true,
                                    true);
   configuration.endpoint = obx::Endpoint::custom(collector.baseURL(), collector.baseURL() + "/replay/");
-  OBX::send("opened before start");
+  OBX::sendGoal("opened before start");
   OBX::initialize(configuration);
   demo::runJourney(run);
 

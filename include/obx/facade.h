@@ -16,6 +16,10 @@
 
 namespace obx {
 
+namespace platform {
+class View;
+}  // namespace platform
+
 class OBX {
  public:
   OBX() = delete;
@@ -29,15 +33,18 @@ class OBX {
   static void startNewScreen(const std::string& name, bool disableRecordingOnThisScreen = false) noexcept;
   static void stopScreen() noexcept;
 
-  static void send(const std::string& goal, std::optional<float> value = std::nullopt) noexcept;
-  static void send(const std::string& dimension, const std::string& value) noexcept;
-  static void send(const std::string& dimension, const char* value) noexcept;
-  static void send(const std::string& dimension, bool value) noexcept;
-  static void send(const std::string& dimension, double value) noexcept;
+  // A goal, with a value when given: sendGoal("bought", 4.5f), 4.5 and 4 all give the value 4.5 or 4.
+  static void sendGoal(const std::string& goal, std::optional<float> value = std::nullopt) noexcept;
+  // A custom dimension, with a text, a Bool or a number as its value.
+  static void sendDimension(const std::string& dimension, const std::string& value) noexcept;
+  static void sendDimension(const std::string& dimension, const char* value) noexcept;
+  static void sendDimension(const std::string& dimension, bool value) noexcept;
+  static void sendDimension(const std::string& dimension, double value) noexcept;
   static void sendError(const std::string& text) noexcept;
   static void sendHTTPError(int statusCode) noexcept;
   static void formSuccess() noexcept;
-  static void formError(const std::string& error) noexcept;
+  // A failed submission; `field`, when given, is the view at fault, whose obxStringTag names it.
+  static void formError(const std::string& error, const platform::View* field = nullptr) noexcept;
 
   static void setConsent(Consent consent) noexcept;
   static void setRetention(bool value) noexcept;

@@ -116,6 +116,8 @@ void obx_send_error(const char* text);
 void obx_send_http_error(int32_t status_code);
 void obx_form_success(void);
 void obx_form_error(const char* error);
+/* A failed submission with the tag naming the field at fault; a NULL selector names none. */
+void obx_form_error_selector(const char* error, const char* selector);
 
 void obx_set_consent(obx_consent consent);
 void obx_set_retention(bool value);
@@ -132,6 +134,14 @@ bool obx_mobile_data_enable(void);
 char* obx_session_id(void);
 char* obx_web_view_properties(void);
 char* obx_sdk_version(void);
+/* The host application's version as its bundle gives it, or NULL. */
+char* obx_app_version(void);
+
+/* Receives the session's portal link (NULL when there is none) once the live configuration has
+ * arrived and at each new session; installing it after that calls it at once. It runs on one of
+ * the SDK's threads; `url` is valid only during the call. A NULL callback removes it. */
+typedef void (*obx_session_url_callback)(void* user_data, const char* url);
+void obx_set_session_url_callback(obx_session_url_callback callback, void* user_data);
 void obx_save_log(const char* message);
 void obx_string_free(char* text);
 

@@ -95,7 +95,7 @@ std::optional<std::string> Logger::logFilePath(const std::string& identity) {
   auto parts = splitIdentity(identity);
   if (parts.empty()) return std::nullopt;
   auto root = platform::applicationSupportDirectory() / "obx.ombrix";
-  return (root / "obx.ombrix.zips" / identity / parts.front()).string();
+  return (root / kLogsDirectoryName / identity / parts.front()).string();
 }
 
 LogLevel Logger::level() { return static_cast<LogLevel>(state().level.load()); }

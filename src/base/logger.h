@@ -30,6 +30,8 @@ class Logger {
   static std::optional<std::string> logIdentity();
   static void setLogIdentity(std::optional<std::string> identity);
 
+  // The folder of the session logs under the store root. It holds no batch.
+  static constexpr const char* kLogsDirectoryName = "obx.ombrix.zips";
   // The file a given identity writes to: <store root>/obx.ombrix.zips/<identity>/<first part>.
   static std::optional<std::string> logFilePath(const std::string& identity);
 

@@ -1,4 +1,5 @@
-// MulticastDelegate<T>: a set of weakly held delegates. `invoke` calls an action on every delegate
+// MulticastDelegate<T>: a set of weakly held delegates: adding an object already held changes
+// nothing, so it is called once per invoke. `invoke` calls an action on every delegate
 // still alive that implements T, outside the lock.
 #pragma once
 
@@ -17,6 +18,11 @@ class MulticastDelegate {
     if (!object) return;
     std::lock_guard lock(mutex_);
     std::weak_ptr<void> weak = std::static_pointer_cast<void>(object);
+    std::erase_if(delegates_, [](const Entry& entry) { return entry.object.expired(); });
+    for (const Entry& entry : delegates_) {
+      // The same owner: the same object, whatever type the pointer was given as.
+      if (!entry.object.owner_before(weak) && !weak.owner_before(entry.object)) return;
+    }
     T* conforming = dynamic_cast<T*>(object.get());
     delegates_.push_back(Entry{weak, conforming});
   }

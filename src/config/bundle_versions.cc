@@ -19,4 +19,9 @@ std::optional<std::string> bundleSDKVersion() {
   return platform::BundleInfo::sdk().objectForInfoDictionaryKey(kSDKVersionKey).value_or(build::kSDKVersion);
 }
 
+void registerSDKBundleVersion() {
+  auto& bundle = platform::BundleInfo::sdk();
+  if (!bundle.objectForInfoDictionaryKey(kSDKVersionKey)) bundle.setObject(kSDKVersionKey, build::kSDKVersion);
+}
+
 }  // namespace obx

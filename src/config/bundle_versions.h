@@ -12,4 +12,8 @@ std::optional<std::string> bundleAppVersion();
 // "Ombrix OBX Version" of the SDK's own bundle, else the version the SDK was built as.
 std::optional<std::string> bundleSDKVersion();
 
+// Gives the SDK's own bundle the version it was built as, as its info dictionary would hold it,
+// unless the bundle already has one. Every reader of the bundle (the "aM" records) then sees it.
+void registerSDKBundleVersion();
+
 }  // namespace obx

@@ -173,77 +173,86 @@ std::string SDKConfiguration::reconcileQualityAndColor(Common& common, const Use
 }
 
 void SDKConfiguration::applyUserConfiguration() {
-  Common published;
   std::string choice;
   {
-    std::lock_guard lock(mutex_);
-    const UserConfiguration& user = userConfiguration_;
-    common_.logLevel = user.logLevel;
-    common_.userConsents = user.userConsents;
-    common_.maskingAutomatic = user.maskingAutomatic;
-    common_.sessionReplayMode = user.sessionReplayMode;
-    common_.mobileDataEnable = user.mobileDataEnable;
-    common_.sessionReplayEnabled = user.sessionReplayEnabled;
-    common_.crashReporterEnabled = user.crashReporterEnabled;
-    common_.manualScreenTracking = user.manualScreenTracking;
-    common_.captureURLParameters = user.captureURLParameters;
-    common_.userSessionCookieFlag = user.userSessionCookieFlag;
-    common_.userAnalysisSessionFlag = user.userAnalysisSessionFlag;
-    common_.userScreenFlag = user.userScreenFlag;
-    common_.userReplaySessionFlag = user.userReplaySessionFlag;
-    choice = reconcileQualityAndColor(common_, userConfiguration_, liveConfiguration_);
-    published = common_;
+    std::lock_guard order(publishMutex_);
+    Common published;
+    {
+      std::lock_guard lock(mutex_);
+      const UserConfiguration& user = userConfiguration_;
+      common_.logLevel = user.logLevel;
+      common_.userConsents = user.userConsents;
+      common_.maskingAutomatic = user.maskingAutomatic;
+      common_.sessionReplayMode = user.sessionReplayMode;
+      common_.mobileDataEnable = user.mobileDataEnable;
+      common_.sessionReplayEnabled = user.sessionReplayEnabled;
+      common_.crashReporterEnabled = user.crashReporterEnabled;
+      common_.manualScreenTracking = user.manualScreenTracking;
+      common_.captureURLParameters = user.captureURLParameters;
+      common_.userSessionCookieFlag = user.userSessionCookieFlag;
+      common_.userAnalysisSessionFlag = user.userAnalysisSessionFlag;
+      common_.userScreenFlag = user.userScreenFlag;
+      common_.userReplaySessionFlag = user.userReplaySessionFlag;
+      choice = reconcileQualityAndColor(common_, userConfiguration_, liveConfiguration_);
+      published = common_;
+    }
+    notifier_.notify(std::move(published));
   }
   Logger::log(choice, LogLevel::developer);
-  notifier_.notify(std::move(published));
 }
 
 void SDKConfiguration::applyLiveConfiguration() {
-  Common published;
   std::string choice;
   {
-    std::lock_guard lock(mutex_);
-    const LiveConfiguration& live = liveConfiguration_;
-    common_.ipHandling = live.ipHandling;
-    common_.experienceDataSampleMethod = live.experienceDataSampleMethod;
-    common_.sessionCookieFlags = live.sessionCookieFlags;
-    common_.leadCookieFlags = live.leadCookieFlags;
-    common_.analysisDataSampleMethod = live.analysisDataSampleMethod;
-    common_.analysisSessionFlags = live.analysisSessionFlags;
-    common_.analysisLeadFlags = live.analysisLeadFlags;
-    common_.replayDataSampleMethod = live.replayDataSampleMethod;
-    common_.replaySessionFlags = live.replaySessionFlags;
-    common_.replayLeadFlags = live.replayLeadFlags;
-    common_.disableScreenTracking = live.disableScreenTracking;
-    common_.screensMasking = live.screensMasking;
-    common_.forceHiFi = live.forceHiFi;
-    common_.forceLoFi = live.forceLoFi;
-    common_.recordVideoInForeground = live.recordVideoInForeground;
-    common_.showLocalLogs = live.showLocalLogs;
-    common_.allowLogs = live.allowLogs;
-    common_.sdkVersionsBlocked = live.sdkVersionsBlocked;
-    common_.appVersionsBlocked = live.appVersionsBlocked;
-    common_.keepVideoData = live.keepVideoData;
-    common_.enableAnalytics = live.enableAnalytics;
-    common_.blockedFlutterSDKVersions = live.blockedFlutterSDKVersions;
-    common_.blockedFlutterAppVersions = live.blockedFlutterAppVersions;
-    common_.blockedRNSDKVersions = live.blockedRNSDKVersions;
-    common_.blockedRNAppVersions = live.blockedRNAppVersions;
-    common_.allowBridgeCommunication = live.allowBridgeCommunication;
-    common_.videoQualityType = live.videoQualityType.value_or(VideoQualityType::average);
-    if (live.maxScreenDuration) common_.maxScreenDuration = *live.maxScreenDuration;
-    if (live.maxScreenshots) common_.kMaxImagesVideoRecording = *live.maxScreenshots;
-    if (live.batchTime) common_.batchTime = *live.batchTime;
-    if (live.maxTimeFileSaved) common_.maxTimeFileSaved = *live.maxTimeFileSaved;
-    if (live.sessionTimeout) common_.sessionLength = sessionLengthFromTimeout(*live.sessionTimeout);
-    choice = reconcileQualityAndColor(common_, userConfiguration_, liveConfiguration_);
-    published = common_;
+    std::lock_guard order(publishMutex_);
+    Common published;
+    {
+      std::lock_guard lock(mutex_);
+      const LiveConfiguration& live = liveConfiguration_;
+      common_.ipHandling = live.ipHandling;
+      common_.experienceDataSampleMethod = live.experienceDataSampleMethod;
+      common_.sessionCookieFlags = live.sessionCookieFlags;
+      common_.leadCookieFlags = live.leadCookieFlags;
+      common_.analysisDataSampleMethod = live.analysisDataSampleMethod;
+      common_.analysisSessionFlags = live.analysisSessionFlags;
+      common_.analysisLeadFlags = live.analysisLeadFlags;
+      common_.replayDataSampleMethod = live.replayDataSampleMethod;
+      common_.replaySessionFlags = live.replaySessionFlags;
+      common_.replayLeadFlags = live.replayLeadFlags;
+      common_.disableScreenTracking = live.disableScreenTracking;
+      common_.screensMasking = live.screensMasking;
+      common_.forceHiFi = live.forceHiFi;
+      common_.forceLoFi = live.forceLoFi;
+      common_.recordVideoInForeground = live.recordVideoInForeground;
+      common_.showLocalLogs = live.showLocalLogs;
+      common_.allowLogs = live.allowLogs;
+      common_.sdkVersionsBlocked = live.sdkVersionsBlocked;
+      common_.appVersionsBlocked = live.appVersionsBlocked;
+      common_.keepVideoData = live.keepVideoData;
+      common_.enableAnalytics = live.enableAnalytics;
+      common_.blockedFlutterSDKVersions = live.blockedFlutterSDKVersions;
+      common_.blockedFlutterAppVersions = live.blockedFlutterAppVersions;
+      common_.blockedRNSDKVersions = live.blockedRNSDKVersions;
+      common_.blockedRNAppVersions = live.blockedRNAppVersions;
+      common_.allowBridgeCommunication = live.allowBridgeCommunication;
+      common_.videoQualityType = live.videoQualityType.value_or(VideoQualityType::average);
+      if (live.maxScreenDuration) common_.maxScreenDuration = *live.maxScreenDuration;
+      if (live.maxScreenshots) common_.kMaxImagesVideoRecording = *live.maxScreenshots;
+      if (live.batchTime) common_.batchTime = *live.batchTime;
+      if (live.maxTimeFileSaved) common_.maxTimeFileSaved = *live.maxTimeFileSaved;
+      if (live.sessionTimeout) common_.sessionLength = sessionLengthFromTimeout(*live.sessionTimeout);
+      choice = reconcileQualityAndColor(common_, userConfiguration_, liveConfiguration_);
+      published = common_;
+    }
+    notifier_.notify(std::move(published));
   }
   Logger::log(choice, LogLevel::developer);
-  notifier_.notify(std::move(published));
 }
 
-void SDKConfiguration::publish() { notifier_.notify(common()); }
+void SDKConfiguration::publish() {
+  std::lock_guard order(publishMutex_);
+  notifier_.notify(common());
+}
 
 void SDKConfiguration::setImageQuality(ImageQualityType quality) {
   editUserConfiguration([&](UserConfiguration& user) { user.imageQualityType = quality; });

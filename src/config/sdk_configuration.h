@@ -243,6 +243,9 @@ class SDKConfiguration {
   void saveCachedLiveConfiguration(const LiveConfiguration& live) const;
 
   mutable std::mutex mutex_;
+  // Held from the change of Common to the hand-over of its copy to the notifier (which only queues
+  // it), so that publications leave in the order the values were made.
+  std::mutex publishMutex_;
   Common common_;
   UserConfiguration userConfiguration_;
   LiveConfiguration liveConfiguration_;

@@ -1,9 +1,13 @@
 #include "config/session_configuration.h"
 
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <type_traits>
+
+#include "base/logger.h"
 
 namespace obx {
 namespace {
@@ -23,10 +27,21 @@ const json* find(const json& object, const char* key) {
 void read(const json& object, const char* key, std::optional<int>& out) {
   const json* value = find(object, key);
   if (!value) return;
-  if (value->is_number_integer()) {
-    out = value->get<int>();
+  constexpr auto kMin = std::numeric_limits<int>::min();
+  constexpr auto kMax = std::numeric_limits<int>::max();
+  // A value beyond 32 bits is refused, not cut down: 4294967297 must not read as 1.
+  auto outOfRange = [&] { return DecodeError(std::string(key) + " is out of range: " + value->dump()); };
+  if (value->is_number_unsigned()) {
+    if (value->get<std::uint64_t>() > static_cast<std::uint64_t>(kMax)) throw outOfRange();
+    out = static_cast<int>(value->get<std::uint64_t>());
+  } else if (value->is_number_integer()) {
+    const std::int64_t number = value->get<std::int64_t>();
+    if (number < kMin || number > kMax) throw outOfRange();
+    out = static_cast<int>(number);
   } else if (value->is_number_float() && std::trunc(value->get<double>()) == value->get<double>()) {
-    out = static_cast<int>(value->get<double>());
+    const double number = value->get<double>();
+    if (number < static_cast<double>(kMin) || number > static_cast<double>(kMax)) throw outOfRange();
+    out = static_cast<int>(number);
   } else {
     throw DecodeError(std::string(key) + " is not an integer");
   }
@@ -143,7 +158,14 @@ LiveConfiguration SessionConfiguration::toLiveConfiguration() const {
   LiveConfiguration live;
   live.ipHandling = ipHandling;
   live.useLiveConfiguration = overrideUserConfig.value_or(false);
-  live.batchTime = bufferDuration;
+  // A cycle of no length would cut batches without pause: such a value keeps the batch time in use.
+  if (bufferDuration && *bufferDuration > 0) {
+    live.batchTime = bufferDuration;
+  } else if (bufferDuration) {
+    Logger::log("Live configuration dst_bufferDuration " + json(*bufferDuration).dump() +
+                    " is not a positive number of seconds; the batch time stays as it is",
+                LogLevel::qa);
+  }
   live.maxTimeFileSaved = timeToLive ? static_cast<double>(*timeToLive) * 60 * 60 * 24 : 1296000.0;
   live.experienceDataSampleMethod = experienceDataSampleMethod;
   live.sessionCookieFlags = sessionCookieFlags;

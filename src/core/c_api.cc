@@ -6,6 +6,7 @@
 
 #include "base/logger.h"
 #include "core/c_delegate_adapter.h"
+#include "core/core.h"
 #include "obx/facade.h"
 
 namespace {
@@ -115,17 +116,24 @@ void obx_set_delegate(const obx_delegate* delegate) { obx::CDelegateAdapter::sha
 
 void obx_start_new_screen(const char* name, bool disable) { obx::OBX::startNewScreen(text(name), disable); }
 void obx_stop_screen(void) { obx::OBX::stopScreen(); }
-void obx_send_goal(const char* name) { obx::OBX::send(text(name)); }
-void obx_send_goal_value(const char* name, float value) { obx::OBX::send(text(name), std::optional<float>(value)); }
+void obx_send_goal(const char* name) { obx::OBX::sendGoal(text(name)); }
+void obx_send_goal_value(const char* name, float value) { obx::OBX::sendGoal(text(name), value); }
 void obx_send_dimension_string(const char* name, const char* value) {
-  obx::OBX::send(text(name), text(value));
+  obx::OBX::sendDimension(text(name), text(value));
 }
-void obx_send_dimension_bool(const char* name, bool value) { obx::OBX::send(text(name), value); }
-void obx_send_dimension_double(const char* name, double value) { obx::OBX::send(text(name), value); }
+void obx_send_dimension_bool(const char* name, bool value) { obx::OBX::sendDimension(text(name), value); }
+void obx_send_dimension_double(const char* name, double value) { obx::OBX::sendDimension(text(name), value); }
 void obx_send_error(const char* error) { obx::OBX::sendError(text(error)); }
 void obx_send_http_error(int32_t status_code) { obx::OBX::sendHTTPError(status_code); }
 void obx_form_success(void) { obx::OBX::formSuccess(); }
 void obx_form_error(const char* error) { obx::OBX::formError(text(error)); }
+void obx_form_error_selector(const char* error, const char* selector) {
+  // The facade takes the field as a view; a C host has only its tag.
+  try {
+    obx::Core::shared()->formError(text(error), selector ? std::optional<std::string>(selector) : std::nullopt);
+  } catch (...) {
+  }
+}
 
 void obx_set_consent(obx_consent consent) {
   if (auto value = consentFrom(rawValue(consent))) {
@@ -163,6 +171,17 @@ bool obx_mobile_data_enable(void) { return obx::OBX::mobileDataEnable(); }
 char* obx_session_id(void) { return copyOut(obx::OBX::sessionId()); }
 char* obx_web_view_properties(void) { return copyOut(obx::OBX::webViewProperties()); }
 char* obx_sdk_version(void) { return copyOut(obx::OBX::sdkVersion()); }
+char* obx_app_version(void) { return copyOut(obx::OBX::appVersion()); }
+
+void obx_set_session_url_callback(obx_session_url_callback callback, void* user_data) {
+  if (!callback) {
+    obx::OBX::setSessionURL(nullptr);
+    return;
+  }
+  obx::OBX::setSessionURL([callback, user_data](const std::optional<std::string>& url) {
+    callback(user_data, url ? url->c_str() : nullptr);
+  });
+}
 void obx_save_log(const char* message) { obx::OBX::saveLog(text(message)); }
 void obx_string_free(char* value) { std::free(value); }
 

@@ -38,6 +38,7 @@ Core::Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory r
       reachabilityFactory_(std::move(reachabilityFactory)),
       queue_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write")),
       queueConfiguration_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.core-configuration")) {
+  registerSDKBundleVersion();
   registerFeatureBuilders();
 }
 
@@ -58,8 +59,16 @@ std::optional<std::string> Core::appVersion() { return bundleAppVersion(); }
 // ---- Start-up ----
 
 void Core::initialize(const Configuration& configuration, const Platform& platform) {
+  if (initializing_.exchange(true)) {
+    Logger::log("OmbrixSDK is already initialized", LogLevel::public_);
+    return;
+  }
+  struct EndOfStartUp {
+    std::atomic<bool>& flag;
+    ~EndOfStartUp() { flag.store(false); }
+  } endOfStartUp{initializing_};
   try {
-    if (commonDependencies_.get()) {
+    if (commonDependencies_.get() || configurationSubscribed_.load()) {
       Logger::log("OmbrixSDK is already initialized", LogLevel::public_);
       return;
     }
@@ -93,6 +102,7 @@ void Core::initialize(const Configuration& configuration, const Platform& platfo
     Common current = sdkConfiguration->common();
     update->deliver(current, current);
     sdkConfiguration->addObserver(update);
+    configurationSubscribed_.store(true);
 
     startConfigurationFetch();
     Logger::log("OmbrixOBX dependencies loaded", LogLevel::developer);
@@ -426,8 +436,8 @@ void Core::formSuccess() {
   Logger::log("Save the\u00A0correct submission of the form", LogLevel::customer);
 }
 
-void Core::formError(const std::string& error) {
-  recordTrackedEvent([&](TrackedEvents& events) { events.formError(error, std::nullopt); });
+void Core::formError(const std::string& error, std::optional<std::string> selector) {
+  recordTrackedEvent([&](TrackedEvents& events) { events.formError(error, std::move(selector)); });
   Logger::log("Save\u00A0an error in the form", LogLevel::customer);
 }
 

@@ -6,6 +6,7 @@
 // the SDK's queues. initialize() runs on the caller's thread.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -92,7 +93,8 @@ class Core : public std::enable_shared_from_this<Core> {
   void sendError(const std::string& text);
   void sendHTTPError(int statusCode);
   void formSuccess();
-  void formError(const std::string& error);
+  // `selector`: the string tag of the field at fault, if any.
+  void formError(const std::string& error, std::optional<std::string> selector = std::nullopt);
   void setConsent(Consent consent);
   void setRetention(bool value);
   void setImageQuality(ImageQualityType quality);
@@ -156,6 +158,11 @@ class Core : public std::enable_shared_from_this<Core> {
   std::shared_ptr<platform::DispatchQueue> queueConfiguration_;
   bool isSessionURLNotified_ = false;  // only touched on queueConfiguration_
   std::once_flag configurationUpdateOnce_;
+  // Start-up runs once at a time: a second caller meanwhile is told the SDK is initialized.
+  std::atomic<bool> initializing_{false};
+  // Set once the configuration observer is subscribed: a later initialize (while blocked, when
+  // the dependencies are absent) neither rebuilds the services nor subscribes it again.
+  std::atomic<bool> configurationSubscribed_{false};
   std::shared_ptr<ObserverValue<Common>> configurationUpdate_;
   std::once_flag multiplatformOnce_;
   std::shared_ptr<ObserverValue<Common>> multiplatformUpdate_;

@@ -2,6 +2,7 @@
 
 #include "base/logger.h"
 #include "core/core.h"
+#include "lifecycle/view_properties.h"
 
 namespace obx {
 namespace {
@@ -44,23 +45,23 @@ void OBX::stopScreen() noexcept {
   guarded([] { Core::shared()->stopScreen(); });
 }
 
-void OBX::send(const std::string& goal, std::optional<float> value) noexcept {
+void OBX::sendGoal(const std::string& goal, std::optional<float> value) noexcept {
   guarded([&] { Core::shared()->sendGoal(goal, value); });
 }
 
-void OBX::send(const std::string& dimension, const std::string& value) noexcept {
+void OBX::sendDimension(const std::string& dimension, const std::string& value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, value); });
 }
 
-void OBX::send(const std::string& dimension, const char* value) noexcept {
+void OBX::sendDimension(const std::string& dimension, const char* value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, std::string(value ? value : "")); });
 }
 
-void OBX::send(const std::string& dimension, bool value) noexcept {
+void OBX::sendDimension(const std::string& dimension, bool value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, value); });
 }
 
-void OBX::send(const std::string& dimension, double value) noexcept {
+void OBX::sendDimension(const std::string& dimension, double value) noexcept {
   guarded([&] { Core::shared()->sendDimension(dimension, value); });
 }
 
@@ -76,8 +77,8 @@ void OBX::formSuccess() noexcept {
   guarded([] { Core::shared()->formSuccess(); });
 }
 
-void OBX::formError(const std::string& error) noexcept {
-  guarded([&] { Core::shared()->formError(error); });
+void OBX::formError(const std::string& error, const platform::View* field) noexcept {
+  guarded([&] { Core::shared()->formError(error, field ? obxStringTag(*field) : std::nullopt); });
 }
 
 void OBX::setConsent(Consent consent) noexcept {

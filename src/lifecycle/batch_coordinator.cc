@@ -55,25 +55,17 @@ std::optional<BatchContext> BatchCoordinator::batchContext() const {
 double BatchCoordinator::batchTime() const { return configuration_ ? configuration_->common().batchTime : 5.0; }
 
 void BatchCoordinator::start(double delay) {
-  std::shared_ptr<platform::DispatchWorkItem> work;
-  {
-    std::lock_guard lock(mutex_);
-    if (batchCyclerWork_) return;
-    batchCyclerWork_ = makeWorkItem();
-    work = batchCyclerWork_;
-  }
-  batchQueue_->asyncAfter(delay, work);
+  std::lock_guard lock(mutex_);
+  if (batchCyclerWork_) return;
+  batchCyclerWork_ = makeWorkItem();
+  batchQueue_->asyncAfter(delay, batchCyclerWork_);
 }
 
 void BatchCoordinator::stop() {
-  std::shared_ptr<platform::DispatchWorkItem> work;
-  {
-    std::lock_guard lock(mutex_);
-    work = std::move(batchCyclerWork_);
-    batchCyclerWork_.reset();
-    batchContext_.reset();
-  }
-  if (work) work->cancel();
+  std::lock_guard lock(mutex_);
+  if (batchCyclerWork_) batchCyclerWork_->cancel();
+  batchCyclerWork_.reset();
+  batchContext_.reset();
   notifier_->notify(std::nullopt);
 }
 
@@ -83,38 +75,33 @@ void BatchCoordinator::newBatch(const std::optional<ViewContext>& context) {
     const std::string date = platform::formatDate(batchQueue_->now(), "yyyyMMddHHmmss");
     batch = BatchContext{context->screenID + "_" + date, *context};
   }
-  {
-    std::lock_guard lock(mutex_);
-    batchContext_ = batch;
-  }
+  batchContext_ = batch;
   notifier_->notify(std::move(batch));
 }
 
 std::shared_ptr<platform::DispatchWorkItem> BatchCoordinator::makeWorkItem() {
   std::weak_ptr<BatchCoordinator> weak = weak_from_this();
-  return platform::DispatchWorkItem::make([weak] {
-    if (auto self = weak.lock()) self->cycle();
+  // The item knows itself only weakly: it is owned by the coordinator and by the queue.
+  auto self = std::make_shared<std::weak_ptr<platform::DispatchWorkItem>>();
+  auto work = platform::DispatchWorkItem::make([weak, self] {
+    auto coordinator = weak.lock();
+    auto item = self->lock();
+    if (coordinator && item) coordinator->cycle(item);
   });
+  *self = work;
+  return work;
 }
 
 void BatchCoordinator::onScreenChanged(const std::optional<ViewContext>& context) {
-  std::shared_ptr<platform::DispatchWorkItem> previous;
-  {
-    std::lock_guard lock(mutex_);
-    previous = batchCyclerWork_;
-  }
-  if (previous) previous->cancel();
+  std::lock_guard lock(mutex_);
+  if (batchCyclerWork_) batchCyclerWork_->cancel();
   newBatch(context);
-  auto work = makeWorkItem();
-  {
-    std::lock_guard lock(mutex_);
-    batchCyclerWork_ = work;
-  }
-  if (!work) {
+  batchCyclerWork_ = makeWorkItem();
+  if (!batchCyclerWork_) {
     Logger::log("Not worker to batch cycle", LogLevel::developer);
     return;
   }
-  batchQueue_->asyncAfter(batchTime(), work);
+  batchQueue_->asyncAfter(batchTime(), batchCyclerWork_);
 }
 
 void BatchCoordinator::onAppState(AppStateCycle state) {
@@ -124,21 +111,16 @@ void BatchCoordinator::onAppState(AppStateCycle state) {
   if (batchCyclerWork_) batchCyclerWork_->cancel();
 }
 
-void BatchCoordinator::cycle() {
-  std::shared_ptr<platform::DispatchWorkItem> work;
-  std::optional<ViewContext> context;
-  {
-    std::lock_guard lock(mutex_);
-    work = batchCyclerWork_;
-    if (batchContext_) context = batchContext_->viewContext;
+void BatchCoordinator::cycle(const std::shared_ptr<platform::DispatchWorkItem>& work) {
+  std::lock_guard lock(mutex_);
+  // A tick that was already due when a stop or a new screen replaced its item ends here.
+  if (work != batchCyclerWork_ || work->isCancelled()) {
+    if (!batchCyclerWork_) Logger::log("Not worker to batch cycle", LogLevel::developer);
+    return;
   }
-  if (work) {
-    batchQueue_->asyncAfter(batchTime(), work);
-  } else {
-    Logger::log("Not worker to batch cycle", LogLevel::developer);
-  }
+  batchQueue_->asyncAfter(batchTime(), work);
   Logger::log("📬 Start worker to batch cycle", LogLevel::developer);
-  newBatch(context);
+  newBatch(batchContext_ ? std::optional<ViewContext>(batchContext_->viewContext) : std::nullopt);
 }
 
 }  // namespace obx

@@ -2,7 +2,10 @@
 // features write to disk. A new screen opens a batch at once and restarts the cycle; each tick opens
 // the next batch of the current screen; the background stops the cycle until the next screen. All
 // state changes run on "obx.ombrix.common.BatchController"; start() and stop() may come from any
-// queue and touch only the work item and the batch value.
+// queue and touch only the work item and the batch value. Each of start, stop, a screen change and
+// a tick runs whole under one lock (its calls only cancel, queue or publish, which queues), so that a
+// stop never falls between the cancel and the reschedule of another: no cycle outlives a stop, and
+// at most one cycle runs.
 #pragma once
 
 #include <memory>
@@ -44,9 +47,11 @@ class BatchCoordinator : public BatchCoordinatorObserving, public std::enable_sh
   void subscribe();
   void onScreenChanged(const std::optional<ViewContext>& context);
   void onAppState(AppStateCycle state);
+  // Both with mutex_ held.
   void newBatch(const std::optional<ViewContext>& context);
   std::shared_ptr<platform::DispatchWorkItem> makeWorkItem();
-  void cycle();
+  // A tick of `work`, which does nothing once `work` is no longer the coordinator's cycle.
+  void cycle(const std::shared_ptr<platform::DispatchWorkItem>& work);
   double batchTime() const;
 
   std::shared_ptr<platform::DispatchQueue> batchQueue_;
@@ -55,7 +60,7 @@ class BatchCoordinator : public BatchCoordinatorObserving, public std::enable_sh
   std::shared_ptr<AppLifeCycleObserving> appLifeCycle_;
   std::shared_ptr<Notifier<std::optional<BatchContext>>> notifier_;
 
-  mutable std::mutex mutex_;  // guards the work item and the batch value
+  mutable std::mutex mutex_;  // guards the work item and the batch value, held through each operation
   std::shared_ptr<platform::DispatchWorkItem> batchCyclerWork_;
   std::optional<BatchContext> batchContext_;
 

@@ -48,6 +48,7 @@ DevicePerformance::DevicePerformance(std::shared_ptr<platform::Scheduler> schedu
 DevicePerformance::~DevicePerformance() { stop(); }
 
 void DevicePerformance::stop() {
+  std::lock_guard lock(stopMutex_);
   if (auto work = performanceWork_.get()) work->cancel();
 }
 
@@ -61,6 +62,7 @@ void DevicePerformance::schedule(double delay) {
 }
 
 double DevicePerformance::memoryFootprintMiB() const {
+  if (auto cached = appMemoryUsageCache_.get()) return *cached;
   if (!processInfo_) return 0.0;
   return processInfo_->memoryFootprintMiB().value_or(0.0);
 }
@@ -74,9 +76,9 @@ double DevicePerformance::cpuUsage() {
 }
 
 double DevicePerformance::memoryUsage() {
-  if (appMemoryUsageCache_) return *appMemoryUsageCache_;
+  if (auto cached = appMemoryUsageCache_.get()) return *cached;
   double usage = processInfo_ ? processInfo_->memoryFootprintMiB().value_or(0.0) : 0.0;
-  appMemoryUsageCache_ = usage;
+  appMemoryUsageCache_.set(usage);
   return usage;
 }
 
@@ -107,7 +109,7 @@ std::vector<DeviceStressedType> DevicePerformance::evaluateStress() {
 
 void DevicePerformance::measure() {
   appCPUUsageCache_.reset();
-  appMemoryUsageCache_.reset();
+  appMemoryUsageCache_.set(std::nullopt);
   appBatteryUsageCache_.reset();
 
   DeviceMeasure measure;
@@ -125,6 +127,9 @@ void DevicePerformance::measure() {
   measure.appBatteryUsage = battery;
   measure.numberOfThreads = processInfo_ ? processInfo_->processorCount() : 0;
   measure.maxMemory = processInfo_ ? static_cast<double>(processInfo_->physicalMemory()) * kBytesToMiB : 0.0;
+  std::lock_guard lock(stopMutex_);
+  auto work = performanceWork_.get();
+  if (work && work->isCancelled()) return;
   devicePerformance_.set(measure);
   notifier_->notify(std::move(measure));
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <optional>
 
 #include "base/notifier.h"
@@ -40,7 +41,8 @@ class DevicePerformance : public DevicePerformanceObserving,
   void remove(const std::shared_ptr<DeviceMeasureObserverValue>& observer) override { notifier_->remove(observer); }
   std::optional<DeviceMeasure> devicePerformance() const override { return devicePerformance_.get(); }
 
-  // Physical footprint now, in MiB; 0.0 when it cannot be read.
+  // The footprint of the last measure while it is kept (appMemoryUsageCache), else the physical
+  // footprint now, in MiB; 0.0 when it cannot be read. Any thread.
   double memoryFootprintMiB() const override;
 
   // Cancels the work item for good.
@@ -58,13 +60,17 @@ class DevicePerformance : public DevicePerformanceObserving,
   std::shared_ptr<platform::Device> device_;
   std::shared_ptr<SDKConfiguration> configuration_;
   ReadWriteLock<std::shared_ptr<platform::DispatchWorkItem>> performanceWork_;
+  // Held by stop() and by the publication of a measure, so that a measurement running when stop()
+  // comes publishes nothing afterwards.
+  std::mutex stopMutex_;
   std::shared_ptr<Notifier<std::optional<DeviceMeasure>>> notifier_;
   ReadWriteLock<std::optional<DeviceMeasure>> devicePerformance_;
   std::shared_ptr<platform::DispatchQueue> queue_;
   // Touched only on the queue.
   std::optional<double> appCPUUsageCache_;
-  std::optional<double> appMemoryUsageCache_;
   std::optional<double> appBatteryUsageCache_;
+  // Written on the queue, read by the store's image reading on "obx.ombrix.read-write".
+  ReadWriteLock<std::optional<double>> appMemoryUsageCache_;
 };
 
 }  // namespace obx

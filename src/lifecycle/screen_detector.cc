@@ -186,12 +186,14 @@ ScreenDetector::TopController ScreenDetector::findTopController() const {
   while (auto presented = controller->presentedViewController()) controller = presented;
   for (;;) {
     if (controller->isKindOfClass(platform::TabBarController::runtimeClass())) {
+      // A container with nothing selected or an empty stack has no top controller: the container
+      // itself is no screen.
       auto selected = controller->sharedAs<platform::TabBarController>()->selectedViewController();
-      if (!selected) break;
+      if (!selected) return top;
       controller = selected;
     } else if (controller->isKindOfClass(platform::NavigationController::runtimeClass())) {
       auto last = controller->sharedAs<platform::NavigationController>()->topViewController();
-      if (!last) break;
+      if (!last) return top;
       controller = last;
     } else {
       break;

@@ -98,6 +98,10 @@ void RUMCore::start() {
 }
 
 RUMCore::~RUMCore() {
+  // Core removes this feature as soon as it hears of the change, before rumQueue has run the
+  // delivery of the same value: the end of the screen follows the configuration as it is now.
+  rumConfiguration_->refresh();
+  samplingHandle_->configuration().refresh();
   Common common = rumConfiguration_->common();
   if (common.userConsents == Consent::none || !shouldCollectExperienceData(common)) writeScreenEndEvents();
 
@@ -275,7 +279,9 @@ void RUMCore::writeScreenEndEvents() {
 
 void RUMCore::flushTrackedEvents() {
   auto queued = trackedEventsToSend_.mutate([](std::vector<TrackedEvent>& list) { return std::exchange(list, {}); });
-  for (const TrackedEvent& event : queued) writeEvent(event.eventType, event.data, batchContext_);
+  for (const TrackedEvent& event : queued) {
+    if (event.claimWrite()) writeEvent(event.eventType, event.data, batchContext_);
+  }
 }
 
 // MARK: - Placeholders
@@ -365,6 +371,7 @@ void RUMCore::trackedEventArrived(const std::optional<TrackedEvent>& event) {
     trackedEventsToSend_.mutate([&](std::vector<TrackedEvent>& list) { list.push_back(*event); });
     return;
   }
+  if (!event->claimWrite()) return;
   if (event->eventType == EventType::formSuccess) {
     const auto* result = std::get_if<FormSuccess>(&event->data);
     if (result && !isFlutter() && formHandle_) formHandle_->handle(*result);

@@ -25,6 +25,10 @@ class RUMSamplingHandleConfig {
   RUMSamplingHandleConfig& operator=(const RUMSamplingHandleConfig&) = delete;
 
   Common common() const { return common_->get(); }
+  // Takes the configuration's current Common now, ahead of a delivery still queued.
+  void refresh() {
+    if (configuration_) common_->set(configuration_->common());
+  }
 
  private:
   std::shared_ptr<SDKConfiguration> configuration_;

@@ -73,8 +73,10 @@ std::optional<platform::Date> Repository::readDateFile(const std::filesystem::pa
 void Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler) {
   if (directory.isDateKind()) return;
   const auto path = directory.url / kDateFileName;
-  if (platform::fileExistsAtPath(path)) return;
-  if (auto error = platform::createFileAtPath(path, encodeDate(scheduler.clock().now()))) {
+  // A date file that does not read (left empty by an older version killed while writing it) is
+  // written again: without a date the batch would never expire.
+  if (platform::fileExistsAtPath(path) && readDateFile(directory.url)) return;
+  if (auto error = platform::writeFileAtomically(path, encodeDate(scheduler.clock().now()))) {
     Logger::log("Error creating directory: " + *error, LogLevel::developer);
   }
 }
@@ -170,6 +172,10 @@ std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optio
             [](const Directory& a, const Directory& b) { return a.name() < b.name(); });
   for (auto& directory : directories) {
     if (currentBatchID && directory.name() == *currentBatchID) continue;
+    if (directory.name() == Logger::kLogsDirectoryName) {
+      expireSessionLogs(maxTimeFileSaved, date);
+      continue;
+    }
     const platform::Date created = readDateFile(directory.url).value_or(date - kUndatedAge);
     const double age = date - created;
     if (age <= kRestingAge) continue;
@@ -180,6 +186,20 @@ std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optio
     ready.push_back({std::move(directory), created});
   }
   return ready;
+}
+
+void Repository::expireSessionLogs(double maxTimeFileSaved, platform::Date date) {
+  Directory logs = root_.appending(Logger::kLogsDirectoryName, false);
+  for (const Directory& session : storage_->reader().subdirectories(logs)) {
+    auto created = readDateFile(session.url);
+    if (!created) {
+      writeDateIfNeeded(session, *scheduler_);
+      continue;
+    }
+    if (date - *created > maxTimeFileSaved) {
+      if (platform::removeItemAtPath(session.url)) Logger::log("Error deleting old file", LogLevel::developer);
+    }
+  }
 }
 
 std::vector<ScreenBatches> Repository::screenBatches(const std::vector<DirectoryDate>& batches) {

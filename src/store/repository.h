@@ -69,8 +69,10 @@ class Repository {
   // app's footprint exceeds the memory ceiling. Blocks that don't decode are left out.
   std::vector<Image> images(const std::string& batchID);
 
-  // The batch folders that may be uploaded: not hidden, not the current batch, older than 2.0
-  // seconds; those older than maxTimeFileSaved are deleted and left out.
+  // The batch folders that may be uploaded: not hidden, not the current batch, not the session
+  // logs' folder, older than 2.0 seconds; those older than maxTimeFileSaved are deleted and left
+  // out. Session logs stay on the device and are dated at the first pass that sees them, and go
+  // once older than maxTimeFileSaved.
   std::vector<DirectoryDate> readyBatches(const std::optional<BatchContext>& current);
   std::vector<DirectoryDate> readyBatches(const std::optional<std::string>& currentBatchID);
   // Groups batches by the screen ID before the first "_", earliest date per screen, sorted by date.
@@ -91,6 +93,7 @@ class Repository {
   // The batch folder, made on the disk; logs "Error creating directory: " and gives nothing on failure.
   std::optional<Directory> batchDirectory(const std::string& batchID) const;
   static void writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler);
+  void expireSessionLogs(double maxTimeFileSaved, platform::Date date);
   platform::Date now() const;
 
   std::shared_ptr<SDKConfiguration> configuration_;

@@ -57,6 +57,11 @@ std::optional<platform::Data> buildUploadZip(const std::filesystem::path& zipDir
     return std::nullopt;
   };
 
+  // A process that died while building this screen's ZIP left its files here: stale images or
+  // temporary files would be zipped with the new ones.
+  if (platform::fileExistsAtPath(folder)) {
+    if (auto error = platform::removeItemAtPath(folder)) return fail(*error);
+  }
   if (auto error = writeEncipheredFiles(folder / "raw", body, images, security)) return fail(error->description);
 
   // The archive is made beside its final name and moved there, so `<id>.zip` is always whole.

@@ -110,6 +110,22 @@ TEST(MulticastDelegateTest, InvokesLiveConformingDelegates) {
   EXPECT_EQ(calls, 0);
 }
 
+// The delegates are a set: an object added twice, also through a pointer to its interface, is
+// called once, and one remove takes it out.
+TEST(MulticastDelegateTest, AddingTwiceKeepsOneEntry) {
+  MulticastDelegate<Greeter> delegates;
+  auto a = std::make_shared<Friendly>();
+  delegates.add(a);
+  delegates.add(a);
+  delegates.add(std::shared_ptr<Greeter>(a));
+  EXPECT_EQ(delegates.liveCount(), 1u);
+  delegates.invoke([](Greeter& greeter) { greeter.greet(); });
+  EXPECT_EQ(a->greeted, 1);
+  delegates.remove(a);
+  delegates.invoke([](Greeter& greeter) { greeter.greet(); });
+  EXPECT_EQ(a->greeted, 1);
+}
+
 class LoggerTest : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <vector>
+
 #include "platform/dispatch/manual_scheduler.h"
+#include "platform/dispatch/real_scheduler.h"
 #include "testing/log_capture.h"
 
 namespace obx {
@@ -220,6 +224,43 @@ TEST(ColorTest, HexParsing) {
   };
   for (const auto& c : cases) EXPECT_EQ(Color::fromHex(c.text), c.expected) << c.text;
   EXPECT_EQ(Color::fromHex("FF0000").description(), "UIExtendedSRGBColorSpace 1 0 0 1");
+}
+
+// Two threads applying changes at once (as a setting changed on the main thread and the live
+// document on its own queue do): observers receive the values in the order they were made, the last one last.
+TEST(SDKConfigurationRace, PublicationsKeepTheOrderOfTheValues) {
+  auto scheduler = std::make_shared<platform::RealScheduler>();
+  SDKConfiguration configuration(
+      Configuration("acc", "prop", Consent::analyticsAndRecording, true, false, false, false, true),
+      Platform::native(), scheduler);
+  std::vector<double> received;
+  std::atomic<int> deliveries{0};
+  configuration.addObserver(ObserverValue<Common>::make(
+      platform::DispatchQueue::makeSerial(scheduler, "test.observer"), [&](const Common& common, const Common&) {
+        received.push_back(common.batchTime);
+        ++deliveries;
+      }));
+  constexpr int kPerThread = 3000;
+  double stamp = 0;  // changed only under the configuration's lock
+  std::atomic<int> finished{0};
+  for (int thread = 0; thread < 2; ++thread) {
+    auto queue = platform::DispatchQueue::makeSerial(scheduler, "test.applier." + std::to_string(thread));
+    queue->async([&] {
+      for (int i = 0; i < kPerThread; ++i) {
+        configuration.editLiveConfiguration([&](LiveConfiguration& live) { live.batchTime = ++stamp; });
+        configuration.applyLiveConfiguration();
+      }
+      ++finished;
+    });
+  }
+  ASSERT_TRUE(scheduler->runMainLoop([&] { return finished.load() == 2 && deliveries.load() == 2 * kPerThread; }, 60.0));
+  ASSERT_EQ(received.size(), static_cast<std::size_t>(2 * kPerThread));
+  std::size_t backwards = 0;
+  for (std::size_t i = 1; i < received.size(); ++i) {
+    if (received[i] < received[i - 1]) ++backwards;
+  }
+  EXPECT_EQ(backwards, 0u);
+  EXPECT_EQ(received.back(), configuration.common().batchTime);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "testing/log_capture.h"
+
 namespace obx {
 namespace {
 
@@ -66,9 +68,34 @@ TEST(SessionConfigurationTest, StrictDecodingFailsTheWholeDocument) {
       R"({"qv_sessionTimeout": 12.5})",       R"({"m_maskingColor": 808080})",
       R"([1, 2])",                            R"(not json)",
       R"({"dst_bufferDuration": "5"})",
+      // Beyond 32 bits, as integers or as whole floats: refused, never cut down to a value in range.
+      R"({"qv_sessCookieFlags": 4294967297})", R"({"qv_sessCookieFlags": 1e10})",
+      R"({"qv_sessionTimeout": 2147483648})",  R"({"qv_sessionTimeout": -2147483649})",
+      R"({"vs_screenshotMaxCount": 18446744073709551615})", R"({"msc_timeToLive": -1e300})",
   };
   for (const char* document : bad) EXPECT_FALSE(SessionConfiguration::decode(document)) << document;
   EXPECT_TRUE(SessionConfiguration::decode(R"({"qv_sessionTimeout": 12.0, "qv_allowLogs": null})"));
+  EXPECT_TRUE(SessionConfiguration::decode(R"({"qv_sessionTimeout": 2147483647, "vs_screenshotMaxCount": -2147483648})"));
+}
+
+// A buffer duration of zero or less keeps the batch time in use, with a log line; a positive one
+// becomes the batch time.
+TEST(SessionConfigurationTest, BufferDurationMustBePositive) {
+  testing::LogCapture logs;
+  const std::pair<const char*, std::optional<double>> cases[] = {
+      {R"({"dst_bufferDuration": 0})", std::nullopt},
+      {R"({"dst_bufferDuration": -3.5})", std::nullopt},
+      {R"({"dst_bufferDuration": 0.25})", 0.25},
+      {R"({"dst_bufferDuration": 8})", 8.0},
+  };
+  for (const auto& [document, batchTime] : cases) {
+    auto decoded = SessionConfiguration::decode(document);
+    ASSERT_TRUE(decoded) << document;
+    EXPECT_EQ(decoded->toLiveConfiguration().batchTime, batchTime) << document;
+  }
+  EXPECT_EQ(logs.count("Live configuration dst_bufferDuration -3.5 is not a positive number of seconds; the batch "
+                       "time stays as it is"),
+            1u);
 }
 
 // The stored form survives a round trip through its JSON, absent fields staying absent.

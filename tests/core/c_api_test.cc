@@ -11,6 +11,7 @@
 #include "config/session_configuration.h"
 #include "core/c_delegate_adapter.h"
 #include "core/core.h"
+#include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
@@ -220,6 +221,32 @@ TEST(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
               R"({"useLiveConfiguration":false,"replaySessFlags":3,"videoQualityType":1,"maxTimeFileSaved":1296000.0})");
   }
   scheduler->runUntilIdle();
+}
+
+extern "C" void recordSessionURL(void* userData, const char* url) {
+  static_cast<std::vector<std::string>*>(userData)->push_back(url ? url : "(none)");
+}
+
+// A C host receives the session link through its callback, absent as NULL, until it removes the
+// callback; it reads the application's version.
+TEST(CAPITest, SessionURLCallbackAndAppVersion) {
+  std::vector<std::string> links;
+  obx_set_session_url_callback(recordSessionURL, &links);
+  auto callback = OBX::sessionURL();
+  ASSERT_TRUE(callback);
+  callback(std::string("https://portal.test/replay/S1"));
+  callback(std::nullopt);
+  EXPECT_EQ(links, (std::vector<std::string>{"https://portal.test/replay/S1", "(none)"}));
+  obx_set_session_url_callback(nullptr, nullptr);
+  EXPECT_FALSE(OBX::sessionURL());
+
+  platform::BundleInfo::main().setObject("CFBundleShortVersionString", "4.2.1");
+  char* version = obx_app_version();
+  ASSERT_NE(version, nullptr);
+  EXPECT_STREQ(version, "4.2.1");
+  obx_string_free(version);
+  platform::BundleInfo::main().setObject("CFBundleShortVersionString", std::nullopt);
+  EXPECT_EQ(obx_app_version(), nullptr);
 }
 
 }  // namespace

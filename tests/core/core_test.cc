@@ -4,12 +4,19 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <unistd.h>
 
+#include "config/build_settings.h"
+#include "config/bundle_versions.h"
 #include "config/session_configuration.h"
+#include "session/metrics.h"
+#include "session/tracked_events.h"
+#include "obx/facade.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
+#include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
 #include "store/cache_controller.h"
@@ -223,6 +230,112 @@ TEST_F(CoreTest, SecondInitializeChangesNothing) {
   EXPECT_TRUE(logs_.contains("OmbrixSDK is already initialized", LogLevel::public_));
   EXPECT_EQ(core_->configuration()->common().account, "acc");
   EXPECT_EQ(core_->configuration()->common().platform.type, PlatformType::native);
+}
+
+// An application that calls initialize at every foreground while its version is blocked: the
+// repeats rebuild nothing and subscribe nothing, so each later publication is decided once, and a
+// document that lifts the block starts the features once.
+TEST_F(CoreTest, RepeatedInitializeWhileBlockedAddsNoObserver) {
+  start();
+  take();
+  serverSends(R"({"vc_blockediOSAppVersions": ["1.0.0"]})");
+  take();
+  for (int i = 0; i < 3; ++i) start();
+  EXPECT_FALSE(core_->commonDependencies().has_value());
+  EXPECT_EQ(logs_.count("OmbrixSDK is already initialized"), 3u);
+  EXPECT_EQ(logs_.count("OmbrixOBX initializing . . ."), 1u);
+
+  const std::size_t blockedBefore = logs_.count("This version of the app has been blocked");
+  core_->configuration()->publish();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(logs_.count("This version of the app has been blocked"), blockedBefore + 1);
+
+  serverSends(R"({"vc_blockediOSAppVersions": ["0.9.0"]})");
+  EXPECT_EQ(take(), (Journal{"+Upload", "+Network", "+CrashReport", "+RUM", "+SVR"}));
+}
+
+// Two threads calling initialize at once build one configuration and one set of services.
+TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
+  auto scheduler = std::make_shared<platform::RealScheduler>();
+  const auto root = std::filesystem::temp_directory_path() / ("obx-core-race-" + std::to_string(::getpid()));
+  std::filesystem::remove_all(root);
+  platform::setSandboxRoot(root);
+  platform::setDefaultScheduler(scheduler);
+  platform::Application::resetShared(scheduler);
+  testing::LogCapture logs;
+  {
+    auto core = Core::make(scheduler, [](std::shared_ptr<platform::Scheduler>) {
+      return std::make_shared<testing::FakeReachability>();
+    });
+    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
+                            FeatureKey::kSVR, FeatureKey::kBridge}) {
+      core->setFeatureBuilder(key, [](const CommonDependencies&, std::shared_ptr<DataController>) {
+        return std::shared_ptr<Feature>();
+      });
+    }
+    Configuration configuration("acc", "prop", Consent::analyticsAndRecording, true, true, false, false, true);
+    configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
+    std::atomic<bool> go{false};
+    std::atomic<int> finished{0};
+    for (int i = 0; i < 2; ++i) {
+      platform::DispatchQueue::makeSerial(scheduler, "test.host." + std::to_string(i))->async([&] {
+        while (!go.load()) {
+        }
+        core->initialize(configuration, Platform::native());
+        ++finished;
+      });
+    }
+    go.store(true);
+    ASSERT_TRUE(scheduler->runMainLoop([&] { return finished.load() == 2; }, 30.0));
+    EXPECT_EQ(logs.count("OmbrixOBX initializing . . ."), 1u);
+    EXPECT_EQ(logs.count("OmbrixSDK is already initialized"), 1u);
+    EXPECT_TRUE(core->commonDependencies().has_value());
+  }
+  scheduler->runMainLoop([] { return false; }, 0.2);
+  platform::setDefaultScheduler(nullptr);
+  std::filesystem::remove_all(root);
+}
+
+// The SDK's own bundle carries the version the SDK was built as, so the "aM" records name it; a
+// version the bundle already holds is kept.
+TEST_F(CoreTest, MetricsCarryTheSDKVersion) {
+  start();
+  ASSERT_TRUE(core_->commonDependencies().has_value());
+  EXPECT_EQ(core_->commonDependencies()->metrics->version(), build::kSDKVersion);
+  EXPECT_NE(std::string(build::kSDKVersion), "unknown");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", "7.7.7");
+  registerSDKBundleVersion();
+  EXPECT_EQ(core_->commonDependencies()->metrics->version(), "7.7.7");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", std::nullopt);
+}
+
+// A form error carries the tag of the field at fault as its selector, or none.
+TEST_F(CoreTest, FormErrorCarriesTheFieldTag) {
+  start();
+  auto trackedEvents = core_->commonDependencies()->trackedEvents;
+  core_->formError("bad email", std::string("emailField"));
+  ASSERT_TRUE(trackedEvents->event().has_value());
+  EXPECT_EQ(trackedEvents->event()->data, Payload(FormSuccess{false, "bad email", "emailField"}));
+  core_->formError("bad card");
+  EXPECT_EQ(trackedEvents->event()->data, Payload(FormSuccess{false, "bad card", std::nullopt}));
+  EXPECT_EQ(logs_.count("Save\u00A0an error in the form"), 2u);
+}
+
+// The facade's goal call takes a float, a double or an integer literal as the goal's value, and a
+// dimension has its own call: neither is taken for the other.
+TEST(Facade, GoalAndDimensionSpellings) {
+  testing::LogCapture logs;
+  OBX::sendGoal("float goal", 4.5f);
+  OBX::sendGoal("double goal", 4.5);
+  OBX::sendGoal("integer goal", 4);
+  OBX::sendGoal("plain goal");
+  OBX::sendDimension("number", 4.5);
+  OBX::sendDimension("flag", true);
+  OBX::sendDimension("text", "gold");
+  EXPECT_EQ(logs.messages(), (std::vector<std::string>{"Save goal float goal", "Save goal double goal",
+                                                       "Save goal integer goal", "Save goal plain goal",
+                                                       "Save Custom Dimension number", "Save Custom Dimension flag",
+                                                       "Save Custom Dimension text"}));
 }
 
 // Before initialize every operation is harmless: sends only log, manual screens are refused,

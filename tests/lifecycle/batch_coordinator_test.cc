@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -9,6 +12,7 @@
 #include "config/sdk_configuration.h"
 #include "lifecycle/batch_coordinator.h"
 #include "platform/dispatch/manual_scheduler.h"
+#include "platform/dispatch/real_scheduler.h"
 #include "testing/log_capture.h"
 
 namespace obx {
@@ -120,6 +124,73 @@ TEST_F(BatchCoordinatorTest, StartAndStop) {
   EXPECT_FALSE(coordinator_->batchContext().has_value());
   scheduler_->advance(30.0);
   EXPECT_TRUE(take().empty());
+}
+
+// Screen changes on one thread while another stops and restarts the coordinator, with a cycle of
+// a few milliseconds: after the final stop no batch is published any more, and the coordinator
+// holds none (a stop never falls between the cancel and the reschedule of a screen change or a tick).
+TEST(BatchCoordinatorRace, NoCycleOutlivesAStop) {
+  auto scheduler = std::make_shared<platform::RealScheduler>();
+  Configuration configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false);
+  auto sdkConfiguration = std::make_shared<SDKConfiguration>(configuration, Platform::native(), scheduler);
+  sdkConfiguration->editLiveConfiguration([](LiveConfiguration& live) { live.batchTime = 0.002; });
+  sdkConfiguration->applyLiveConfiguration();
+  auto fake = std::make_shared<FakeScreens>(scheduler);
+  auto coordinator = BatchCoordinator::make(
+      scheduler, fake, sdkConfiguration, fake,
+      std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler, std::nullopt, "BatchContext"));
+  std::mutex mutex;
+  std::vector<std::string> published;
+  coordinator->add(BatchObserverValue::make(platform::DispatchQueue::makeSerial(scheduler, "test.batches"),
+                                            [&](const std::optional<BatchContext>& batch, const auto&) {
+                                              std::lock_guard lock(mutex);
+                                              published.push_back(batch ? batch->viewContext.screenID : "-");
+                                            }));
+  auto count = [&] {
+    std::lock_guard lock(mutex);
+    return published.size();
+  };
+  auto last = [&] {
+    std::lock_guard lock(mutex);
+    return published.empty() ? std::string() : published.back();
+  };
+
+  constexpr int kRounds = 400;
+  std::atomic<int> finished{0};
+  platform::DispatchQueue::makeSerial(scheduler, "test.screens")->async([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      ViewContext context;
+      context.screenID = "S" + std::to_string(i);
+      fake->screens.notify(context);
+    }
+    ++finished;
+  });
+  platform::DispatchQueue::makeSerial(scheduler, "test.starts")->async([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      coordinator->stop();
+      coordinator->start(0);
+    }
+    ++finished;
+  });
+  ASSERT_TRUE(scheduler->runMainLoop(
+      [&] {
+        if (finished.load() != 2) return false;
+        std::lock_guard lock(mutex);
+        return std::find(published.begin(), published.end(), "S" + std::to_string(kRounds - 1)) != published.end();
+      },
+      30.0));
+  // Screen changes still queued may start a cycle again, as a new screen does: wait for the last one.
+  scheduler->runMainLoop([] { return false; }, 0.05);
+  const std::size_t beforeStop = count();
+  coordinator->stop();
+  ASSERT_TRUE(scheduler->runMainLoop([&] { return count() > beforeStop && last() == "-"; }, 10.0));
+  const std::size_t afterStop = count();
+  // Some hundred cycles' worth of time: a cycle that outlived the stop would publish here.
+  scheduler->runMainLoop([] { return false; }, 0.3);
+  EXPECT_EQ(count(), afterStop);
+  EXPECT_EQ(last(), "-");
+  EXPECT_FALSE(coordinator->batchContext().has_value());
+  coordinator.reset();
 }
 
 }  // namespace

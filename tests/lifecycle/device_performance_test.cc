@@ -111,6 +111,43 @@ TEST_F(DevicePerformanceTest, MeasureValuesPeriodAndStop) {
   EXPECT_EQ(measures_.size(), 2u);
 }
 
+// A stop that comes while a measurement runs (here from inside the reading of the CPU, on the
+// performance queue) leaves that measurement unpublished, and nothing follows.
+TEST_F(DevicePerformanceTest, StopDuringAMeasurementPublishesNothing) {
+  class StoppingProcessInfo : public FakeProcessInfo {
+   public:
+    std::optional<double> cpuUsage() override {
+      if (auto performance = target.lock(); performance && stopNow) performance->stop();
+      return FakeProcessInfo::cpuUsage();
+    }
+    std::weak_ptr<DevicePerformance> target;
+    bool stopNow = false;
+  };
+  auto info = std::make_shared<StoppingProcessInfo>();
+  auto performance = make(info);
+  info->target = performance;
+  scheduler_->runUntilIdle();
+  ASSERT_EQ(measures_.size(), 1u);
+  info->stopNow = true;
+  scheduler_->advance(5.0);
+  scheduler_->advance(60.0);
+  EXPECT_EQ(measures_.size(), 1u);
+}
+
+// The footprint that the image reading weighs against its ceiling is the last measure's, as the
+// measure keeps it, and the platform's own reading only before any measure.
+TEST_F(DevicePerformanceTest, FootprintForTheImageCeilingUsesTheMeasuredValue) {
+  auto info = std::make_shared<FakeProcessInfo>();
+  info->memory = 100.0;
+  auto performance = make(info);
+  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
+  scheduler_->runUntilIdle();
+  info->memory = 5000.0;
+  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
+  scheduler_->advance(5.0);
+  EXPECT_EQ(performance->memoryFootprintMiB(), 5000.0);
+}
+
 // An unknown battery level (-1) is published as 0.0.
 TEST_F(DevicePerformanceTest, UnknownBatteryIsFlooredAtZero) {
   device_->setBatteryLevelSource([] { return platform::Device::kUnknownBatteryLevel; });

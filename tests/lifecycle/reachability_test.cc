@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -156,11 +157,13 @@ TEST_F(ReachabilityTest, RefusedCallbackThrows) {
   EXPECT_FALSE(monitor->notifierRunning());
 }
 
-// Flags come from the default routes: wired or wireless is reachable, a wwan modem is WWAN, a link
-// that is down or no default route is not reachable.
+// Flags come from the default routes: wired or wireless is reachable, a modem (by the kernel's
+// device type, whatever the interface is named) is WWAN, a link that is down or no default route is
+// not reachable.
 TEST_F(ReachabilityTest, FlagsFromRoutingTables) {
   auto root = std::filesystem::temp_directory_path() / ("obx-net-" + std::to_string(::getpid()));
-  auto write = [&](const std::string& routes, const std::vector<std::pair<std::string, std::string>>& links) {
+  auto write = [&](const std::string& routes, const std::vector<std::pair<std::string, std::string>>& links,
+                   const std::vector<std::string>& modems = {"wwan0", "wwp0s20f0u6"}) {
     std::filesystem::remove_all(root);
     std::filesystem::create_directories(root / "proc");
     std::ofstream(root / "proc" / "route")
@@ -170,6 +173,9 @@ TEST_F(ReachabilityTest, FlagsFromRoutingTables) {
     for (const auto& [name, state] : links) {
       std::filesystem::create_directories(root / "sys" / name);
       std::ofstream(root / "sys" / name / "operstate") << state << "\n";
+      const bool modemLink = std::find(modems.begin(), modems.end(), name) != modems.end();
+      std::ofstream(root / "sys" / name / "uevent")
+          << (modemLink ? "DEVTYPE=wwan\n" : "") << "INTERFACE=" << name << "\nIFINDEX=3\n";
     }
     return platform::readReachabilityFlags((root / "proc").string(), (root / "sys").string());
   };
@@ -181,6 +187,10 @@ TEST_F(ReachabilityTest, FlagsFromRoutingTables) {
   EXPECT_EQ(write(modem + wlan, {{"wwan0", "up"}, {"wlan0", "up"}}), platform::kReachableFlag);
   EXPECT_EQ(write(wlan, {{"wlan0", "down"}}), 0u);
   EXPECT_EQ(write(lan, {{"eth0", "up"}}), 0u);  // a local route only
+  const std::string systemdModem = "wwp0s20f0u6\t00000000\t0100000A\t0003\t0\t0\t700\t00000000\t0\t0\t0\n";
+  EXPECT_EQ(write(systemdModem, {{"wwp0s20f0u6", "up"}}), platform::kReachableFlag | platform::kIsWWANFlag);
+  // A wired interface that happens to be named like a modem is not one.
+  EXPECT_EQ(write(modem, {{"wwan0", "up"}}, {}), platform::kReachableFlag);
   std::filesystem::remove_all(root);
 }
 

@@ -128,6 +128,21 @@ TEST_F(ScreenDetectorTest, TopControllerThroughContainers) {
   EXPECT_EQ(names(), (std::vector<std::string>{"Inner"}));
 }
 
+// A tab bar with no selected controller, or a navigation stack with none, is no screen: the
+// detection warns and publishes nothing named after the container.
+TEST_F(ScreenDetectorTest, EmptyContainersAreNoScreen) {
+  auto tabs = std::make_shared<platform::TabBarController>();
+  auto window = show(tabs);
+  EXPECT_TRUE(names().empty());
+  EXPECT_EQ(logs_.count("WARNING: new screen detected but not tracked"), 1u);
+
+  auto stack = std::make_shared<platform::NavigationController>();
+  window->setRootViewController(stack);
+  scheduler_->runUntilIdle();
+  EXPECT_TRUE(names().empty());
+  EXPECT_GT(logs_.count("WARNING: new screen detected but not tracked"), 1u);
+}
+
 // A hosting controller names a screen only through obxScreenName, and is told apart by name alone.
 TEST_F(ScreenDetectorTest, HostingControllers) {
   auto hosting = std::make_shared<platform::HostingController>();

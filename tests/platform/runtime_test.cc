@@ -4,6 +4,15 @@
 #include <vector>
 
 #include "platform/runtime/runtime.h"
+#include "platform/ui/hosting_controller.h"
+#include "platform/ui/tab_bar_controller.h"
+
+// A host's own classes that happen to bear the names of toolkit classes.
+class TabBarController : public obx::platform::ViewController {
+ public:
+  char extra = 'h';
+};
+class HostingController : public obx::platform::ViewController {};
 
 namespace obx::platform {
 namespace {
@@ -134,6 +143,23 @@ TEST(RuntimeTest, DescriptionsAreDistinctAndStable) {
   EXPECT_EQ(a->description().rfind("<obx.platform.(anonymous namespace).Derived: 0x", 0), 0u) << a->description();
   EXPECT_NE(a->description(), b->description());
   EXPECT_EQ(a->description(), a->description());
+}
+
+// A host class named like a toolkit class is its own class: it is not taken for the toolkit's,
+// names itself, and lookup by name still finds the toolkit's class.
+TEST(RuntimeTest, HostClassNamedLikeAToolkitClass) {
+  Class* toolkitTabs = TabBarController::runtimeClass();
+  Class* toolkitHosting = HostingController::runtimeClass();
+  auto tabs = std::make_shared<::TabBarController>();
+  auto hosting = std::make_shared<::HostingController>();
+  EXPECT_FALSE(tabs->isKindOfClass(toolkitTabs));
+  EXPECT_FALSE(hosting->isKindOfClass(toolkitHosting));
+  EXPECT_TRUE(tabs->isKindOfClass(ViewController::runtimeClass()));
+  EXPECT_EQ(stringFromClass(tabs->getClass()), "TabBarController");
+  EXPECT_EQ(tabs->getClass()->superclass(), ViewController::runtimeClass());
+  EXPECT_EQ(classFromString("TabBarController"), toolkitTabs);
+  EXPECT_EQ(classFromString("HostingController"), toolkitHosting);
+  EXPECT_TRUE(std::make_shared<TabBarController>()->isKindOfClass(toolkitTabs));
 }
 
 }  // namespace

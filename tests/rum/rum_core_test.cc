@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "lifecycle/observing.h"
 #include "lifecycle/reachability_observing.h"
@@ -457,6 +458,31 @@ TEST_F(RUMCoreTest, CurrentValuesAtConstruction) {
   EXPECT_EQ(written[3]["d"]["cT"], "Cellular");
 }
 
+// An event the application sent reaches the stream once: a core built later (after consent went
+// out and back) does not write the previous core's last event again, but one sent while no core
+// existed is written by the next core.
+TEST_F(RUMCoreTest, TrackedEventWrittenOnceAcrossCores) {
+  makeCore();
+  BatchContext first = showScreen("Home");
+  trackedEvents_->sendGoal("bought", 3.0f);
+  scheduler_->runUntilIdle();
+  // As Core does on consent none: the feature goes, then the batch cycle stops.
+  core_.reset();
+  batches_->publish(std::nullopt);
+  trackedEvents_->sendError("while away");
+  scheduler_->runUntilIdle();
+  makeCore();
+  BatchContext second = showScreen("Basket");
+  core_.reset();
+  batches_->publish(std::nullopt);
+  makeCore();
+  BatchContext third = showScreen("Receipt");
+
+  EXPECT_EQ(types(first), (Types{"session", "batch", "screen", "aM", "goal"}));
+  EXPECT_EQ(types(second), (Types{"session", "batch", "screen", "aM", "applicationError"}));
+  EXPECT_EQ(types(third), (Types{"session", "batch", "screen", "aM"}));
+}
+
 // Without a session, a new screen writes neither session nor batch, and goes on.
 TEST_F(RUMCoreTest, NoSessionSkipsSessionAndBatch) {
   sessions_->context.reset();
@@ -465,21 +491,40 @@ TEST_F(RUMCoreTest, NoSessionSkipsSessionAndBatch) {
   EXPECT_EQ(types(batch), (Types{"screen", "aM"}));
 }
 
-// Going away out of sample closes the open screen first and leaves no subscription behind.
+// Going away out of sample closes the open screen first, even when the core is removed before its
+// queue has heard of the change (as Core does), and leaves no subscription behind.
 TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
-  makeCore();
-  BatchContext batch = showScreen("Home");
-  const std::size_t delegatesBefore = CrashCoordinator::shared().delegateCount();
-  configuration_->setConsent(Consent::none);
-  scheduler_->runUntilIdle();
-  core_.reset();
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
-  EXPECT_EQ(batches_->observerCount(), 0u);
-  EXPECT_EQ(appCycle_->observerCount(), 0u);
-  EXPECT_EQ(performance_->observerCount(), 0u);
-  EXPECT_EQ(reachability_->observerCount(), 0u);
-  EXPECT_EQ(CrashCoordinator::shared().delegateCount(), delegatesBefore - 1);
+  struct Case {
+    const char* name;
+    std::function<void(SDKConfiguration&)> change;
+    std::string experienceStatus;
+  };
+  const std::vector<Case> cases = {
+      {"consent none", [](SDKConfiguration& c) { c.setConsent(Consent::none); }, "0"},
+      {"retention false",
+[](SDKConfiguration& c) { c.setRetention(false); },
+       "2"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    batches_->publish(std::nullopt);
+    makeConfiguration(Consent::analyticsAndRecording, Platform::native());
+    makeCore();
+    BatchContext batch = showScreen("Home");
+    const std::size_t delegatesBefore = CrashCoordinator::shared().delegateCount();
+    c.change(*configuration_);
+    core_.reset();
+    std::vector<Json> written = events(batch);
+    Types list;
+    for (const Json& event : written) list.push_back(event["t"].get<std::string>());
+    ASSERT_EQ(list, (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+    EXPECT_EQ(written[4]["d"]["experienceDataStatus"].dump(), c.experienceStatus);
+    EXPECT_EQ(batches_->observerCount(), 0u);
+    EXPECT_EQ(appCycle_->observerCount(), 0u);
+    EXPECT_EQ(performance_->observerCount(), 0u);
+    EXPECT_EQ(reachability_->observerCount(), 0u);
+    EXPECT_EQ(CrashCoordinator::shared().delegateCount(), delegatesBefore - 1);
+  }
 }
 
 // Going away in sample writes nothing more; the feature registers under "RUM".

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <limits>
@@ -177,6 +178,44 @@ TEST_F(DataControllerTest, DateFileIsWrittenOnce) {
   EXPECT_EQ(readBytes(batchFolder("S_1") / ".date.dat"), "788918400");
   EXPECT_EQ(Repository::readDateFile(batchFolder("S_1")), platform::ManualClock::kDefaultStart);
   EXPECT_EQ(Repository::encodeDate(platform::ManualClock::kDefaultStart + 0.25), "788918400.25");
+}
+
+// A batch whose date file was left empty (a process killed while writing it) gets its date at the
+// next write and expires like any other; the date is written whole, with no temporary left beside it.
+TEST_F(DataControllerTest, EmptyDateFileIsRepairedAndExpires) {
+  writeBytes(batchFolder("S_1") / ".date.dat", "");
+  controller_.saveEvent(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(readBytes(batchFolder("S_1") / ".date.dat"), "788918400");
+  std::vector<std::string> entries;
+  for (const auto& entry : std::filesystem::directory_iterator(batchFolder("S_1"))) {
+    entries.push_back(entry.path().filename().string());
+  }
+  std::sort(entries.begin(), entries.end());
+  EXPECT_EQ(entries, (std::vector<std::string>{".date.dat", "S_1"}));
+
+  scheduler_->advance(configuration_->common().maxTimeFileSaved + 1.0);
+  EXPECT_TRUE(controller_.readyBatches(std::nullopt).empty());
+  EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1")));
+}
+
+// The session logs' folder is never taken for a batch: the log stays beside the batches until it is
+// older than maxTimeFileSaved, counted from the first pass that saw it.
+TEST_F(DataControllerTest, SessionLogsAreNoBatch) {
+  const auto logFile = sandbox_.storeRoot() / "obx.ombrix.zips" / "SESSION_LEAD" / "SESSION";
+  writeBytes(logFile, "<OmbrixOBX 2026-01-01 00:00:00>: a line\n");
+  controller_.saveEventNow(EventType::batchEnd, now(), std::string("a"), batch("A_1", now()));
+  scheduler_->advance(3.0);
+  EXPECT_EQ(names(controller_.readyBatches(std::nullopt)), (std::vector<std::string>{"A_1"}));
+  EXPECT_EQ(readBytes(logFile), "<OmbrixOBX 2026-01-01 00:00:00>: a line\n");
+
+  scheduler_->advance(configuration_->common().maxTimeFileSaved);
+  controller_.readyBatches(std::nullopt);
+  EXPECT_TRUE(std::filesystem::exists(logFile));
+  scheduler_->advance(4.0);
+  EXPECT_TRUE(controller_.readyBatches(std::nullopt).empty());
+  EXPECT_FALSE(std::filesystem::exists(logFile.parent_path()));
+  EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "obx.ombrix.zips"));
 }
 
 // Ready batches leave out the current batch, hidden folders and folders 2.0 seconds old or

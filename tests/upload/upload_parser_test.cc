@@ -406,7 +406,7 @@ TEST_F(UploadParserTest, BodyThatCannotBeSerializedFails) {
 // A ZIP that can't be made gives nothing and leaves no archive, so the next parse starts afresh.
 TEST_F(UploadParserTest, FailedArchiveLeavesNothingToReuse) {
   saveIdentity("Z_1");
-  writeBytes(zipFolder("Z_1") / "Z_1_zip", "a file where the work folder goes");
+  writeBytes(zipFolder("Z_1") / "Z_1.zip.writing" / "x", "a folder where the archive is written");
   EXPECT_FALSE(parser_.parse(screen({"Z_1"})).has_value());
   auto messages = logs_.messages();
   ASSERT_GE(messages.size(), 2u);
@@ -414,8 +414,33 @@ TEST_F(UploadParserTest, FailedArchiveLeavesNothingToReuse) {
   EXPECT_EQ(messages.back(), "Error parser, ID: Z_1");
   EXPECT_FALSE(std::filesystem::exists(zipFolder("Z_1") / "Z_1.zip"));
 
-  std::filesystem::remove(zipFolder("Z_1") / "Z_1_zip");
+  std::filesystem::remove_all(zipFolder("Z_1") / "Z_1.zip.writing");
   EXPECT_TRUE(parser_.parse(screen({"Z_1"})).has_value());
+}
+
+// A build that a dying process left half done (an image of another attempt, a temporary file, or
+// a file where the folder goes) is not zipped: each build starts from an empty work folder.
+TEST_F(UploadParserTest, LeftoversOfAnEarlierBuildAreNotZipped) {
+  saveIdentity("L_1");
+  saveImage("L_1", 125, 0, "the image");
+  for (bool asFile : {false, true}) {
+    SCOPED_TRACE(asFile ? "file" : "folder");
+    if (asFile) {
+      writeBytes(zipFolder("L_1") / "L_1_zip", "a file where the work folder goes");
+    } else {
+      writeBytes(zipFolder("L_1") / "L_1_zip" / "raw" / "7", "stale image of an earlier attempt");
+      writeBytes(zipFolder("L_1") / "L_1_zip" / "raw" / "data.writing", "half a body");
+    }
+    auto parsed = parser_.parse(screen({"L_1"}));
+    ASSERT_TRUE(parsed.has_value());
+    std::vector<std::string> names;
+    const auto entries = platform::readZip(parsed->zip);
+    ASSERT_TRUE(entries.has_value());
+    for (const auto& entry : *entries) names.push_back(entry.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"L_1_zip/", "L_1_zip/raw/", "L_1_zip/raw/0", "L_1_zip/raw/data"}));
+    EXPECT_EQ(rawFiles(parsed->zip, "L_1")["0"], "the image");
+    std::filesystem::remove(zipFolder("L_1") / "L_1.zip");
+  }
 }
 
 // With keepVideoData the enciphered files are copied to Library/Caches/obx.ombrix.zips on the debug

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/logger.h"
 #include "platform/crypto/base64.h"
 #include "platform/dispatch/clock.h"
 #include "platform/files/file_manager.h"
@@ -42,6 +43,10 @@ Batch states, by the age of the folder's ".date.dat" (a folder without one count
   resting   2.0 seconds old or younger: its batch may still be written
   ready     waiting for upload
   expired   older than the maximum time a file is kept (15 days): the SDK deletes it at its next listing
+
+Session logs (obx.ombrix.zips/<session>_<lead>/<session>) are listed after the batches. They are
+never uploaded; the SDK dates each one at the first listing that sees it and deletes it once older
+than the maximum time a file is kept.
 
 Options:
   --max-age SECONDS   the maximum time a file is kept (default 1296000)
@@ -121,6 +126,28 @@ std::size_t imageCount(const fs::path& batch) {
                                                 [](const auto& entry) { return entry.isRegularFile; }));
 }
 
+// The session logs kept beside the batches: one line per session, with its file's size and lines
+// and the age counted from the date the store gave it.
+void printSessionLogs(const fs::path& root, obx::platform::Date now, const Options& options) {
+  auto listing = obx::platform::contentsOfDirectoryAtPath(root / obx::Logger::kLogsDirectoryName);
+  if (listing.error || listing.entries.empty()) return;
+  std::sort(listing.entries.begin(), listing.entries.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+  std::printf("\n%-44s %10s  %-8s %9s %7s\n", "SESSION LOG", "AGE", "STATE", "BYTES", "LINES");
+  for (const auto& session : listing.entries) {
+    if (!session.isDirectory) continue;
+    auto date = Repository::readDateFile(session.url);
+    std::string age = date ? formatAge(now - *date) : "-";
+    std::string state = date && now - *date > options.maxAge ? "expired" : "kept";
+    auto files = obx::platform::contentsOfDirectoryAtPath(session.url);
+    for (const auto& file : files.entries) {
+      if (!file.isRegularFile || file.isHidden) continue;
+      auto contents = obx::platform::contentsAtPath(file.url).value_or("");
+      std::printf("%-44s %10s  %-8s %9zu %7zu\n", (session.name + "/" + file.name).c_str(), age.c_str(), state.c_str(),
+                  contents.size(), static_cast<std::size_t>(std::count(contents.begin(), contents.end(), '\n')));
+    }
+  }
+}
+
 int listBatches(const fs::path& root, const Options& options) {
   obx::FileReader reader(securityFor(options));
   const obx::platform::Date now = obx::platform::SystemClock().now();
@@ -136,7 +163,7 @@ int listBatches(const fs::path& root, const Options& options) {
   };
   std::vector<Row> rows;
   for (const auto& entry : listing.entries) {
-    if (!entry.isDirectory || entry.isHidden) continue;
+    if (!entry.isDirectory || entry.isHidden || entry.name == obx::Logger::kLogsDirectoryName) continue;
     Row row{entry.name, Repository::readDateFile(entry.url), 0};
     row.age = row.date ? now - *row.date : Repository::kUndatedAge;
     rows.push_back(row);
@@ -146,6 +173,7 @@ int listBatches(const fs::path& root, const Options& options) {
   std::cout << "Store: " << root.string() << "\n";
   if (rows.empty()) {
     std::cout << "No batch folders.\n";
+    printSessionLogs(root, now, options);
     return 0;
   }
   std::printf("%-44s %-19s %10s  %-8s %7s %7s\n", "BATCH", "CREATED (local)", "AGE", "STATE", "EVENTS", "IMAGES");
@@ -170,6 +198,7 @@ int listBatches(const fs::path& root, const Options& options) {
                 state.c_str(), events.c_str(), imageCount(folder));
     if (blocks.error) std::printf("  ! %s: %s\n", (folder / row.name).c_str(), blocks.error->c_str());
   }
+  printSessionLogs(root, now, options);
   return 0;
 }
 

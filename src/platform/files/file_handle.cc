@@ -15,12 +15,25 @@ std::string failure(std::string_view operation, const std::filesystem::path& pat
 
 }  // namespace
 
+namespace {
+
+int openForWriting(const std::filesystem::path& path, int extraFlags, std::string* error) {
+  int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | extraFlags);
+  if (fd < 0 && error) *error = failure("Could not open file for writing", path, errno);
+  return fd;
+}
+
+}  // namespace
+
 std::unique_ptr<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::path& path, std::string* error) {
-  int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-  if (fd < 0) {
-    if (error) *error = failure("Could not open file for writing", path, errno);
-    return nullptr;
-  }
+  int fd = openForWriting(path, 0, error);
+  if (fd < 0) return nullptr;
+  return std::unique_ptr<FileHandle>(new FileHandle(fd, path));
+}
+
+std::unique_ptr<FileHandle> FileHandle::forAppendingAtPath(const std::filesystem::path& path, std::string* error) {
+  int fd = openForWriting(path, O_APPEND, error);
+  if (fd < 0) return nullptr;
   return std::unique_ptr<FileHandle>(new FileHandle(fd, path));
 }
 

@@ -20,6 +20,10 @@ class FileHandle {
   // given, receives the reason.
   static std::unique_ptr<FileHandle> forWritingAtPath(const std::filesystem::path& path,
                                                       std::string* error = nullptr);
+  // Opens an existing file for appending: every write lands at the end of the file as it is at that
+  // moment, so writers on other threads or handles never overwrite each other's bytes.
+  static std::unique_ptr<FileHandle> forAppendingAtPath(const std::filesystem::path& path,
+                                                        std::string* error = nullptr);
   ~FileHandle();
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
@@ -27,7 +31,9 @@ class FileHandle {
   // Both return the error text, or nothing on success.
   std::optional<std::string> seekToEndOfFile();
   std::optional<std::string> seekToFileOffset(std::uint64_t offset);
-  // Writes every byte at the current offset. Returns the error text, or nothing on success.
+  // Writes every byte at the current offset (at the end for an appending handle) in one system call,
+  // so that a block appended by another writer never falls inside it. Returns the error text, or
+  // nothing on success.
   std::optional<std::string> writeData(std::string_view bytes);
   // Returns the error text, or nothing. Closing twice is harmless.
   std::optional<std::string> closeFile();

@@ -69,6 +69,27 @@ std::optional<std::string> createFileAtPath(const std::filesystem::path& path, s
   return std::nullopt;
 }
 
+std::optional<std::string> writeFileAtomically(const std::filesystem::path& path, std::string_view contents) {
+  // A hidden temporary beside the target, renamed over it once complete: a reader, or a process
+  // killed half-way, sees the old file or the whole new one, never a truncated one.
+  std::string temporary = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
+  int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+  if (fd < 0) return failure("Could not create file", path, errno);
+  const bool written = writeAll(fd, contents) && ::fsync(fd) == 0;
+  const int writeError = errno;
+  if (::close(fd) != 0 || !written) {
+    const int error = written ? errno : writeError;
+    ::unlink(temporary.c_str());
+    return failure("Could not write file", path, error);
+  }
+  if (::rename(temporary.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(temporary.c_str());
+    return failure("Could not write file", path, error);
+  }
+  return std::nullopt;
+}
+
 std::optional<std::string> removeItemAtPath(const std::filesystem::path& path) {
   std::error_code error;
   // remove_all reports success for a missing path; the platform's removal calls that an error.

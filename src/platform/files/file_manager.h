@@ -22,6 +22,9 @@ bool directoryExistsAtPath(const std::filesystem::path& path);
 std::optional<std::string> createDirectoryAtPath(const std::filesystem::path& path, bool withIntermediateDirectories);
 // Creates the file with `contents`, replacing an existing one. Returns the error text or nothing.
 std::optional<std::string> createFileAtPath(const std::filesystem::path& path, std::string_view contents = {});
+// Replaces the file with `contents` in one step: readers and a later start find the old file or
+// the whole new one, never an empty or partial one. Returns the error text or nothing.
+std::optional<std::string> writeFileAtomically(const std::filesystem::path& path, std::string_view contents);
 // Removes a file, or a directory with everything in it. Returns the error text or nothing.
 std::optional<std::string> removeItemAtPath(const std::filesystem::path& path);
 // The whole file, or nothing when it can't be read.

@@ -26,6 +26,17 @@ bool linkIsUp(const std::string& sysClassNet, const std::string& name) {
   return state == "up" || state == "unknown";
 }
 
+// A modem by the device type the kernel gives it ("DEVTYPE=wwan" in its uevent), whatever its name:
+// udev names modems "wwp0s20f0u6", "wwan0" and others.
+bool isCellular(const std::string& sysClassNet, const std::string& name) {
+  std::ifstream in(sysClassNet + "/" + name + "/uevent");
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line == "DEVTYPE=wwan") return true;
+  }
+  return false;
+}
+
 // The interfaces holding a default route, IPv4 first.
 std::vector<std::string> defaultRouteInterfaces(const std::string& procNet) {
   std::vector<std::string> names;
@@ -62,7 +73,7 @@ ReachabilityFlags readReachabilityFlags(const std::string& procNet, const std::s
   ReachabilityFlags best = 0;
   for (const auto& name : defaultRouteInterfaces(procNet)) {
     if (!linkIsUp(sysClassNet, name)) continue;
-    if (name.rfind("wwan", 0) == 0) {
+    if (isCellular(sysClassNet, name)) {
       if (best == 0) best = kReachableFlag | kIsWWANFlag;
     } else {
       return kReachableFlag;  // Wi-Fi or wired: preferred over a modem, as the system routes it

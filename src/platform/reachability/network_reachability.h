@@ -1,6 +1,6 @@
 // NetworkReachability: the platform's low-level route watcher, as flags: `kReachableFlag` when a
 // default route exists over a link that is up, with `kIsWWANFlag` when that link is a cellular
-// modem ("wwan*"). A wireless or wired default route answers reachable without the WWAN flag.
+// modem (an interface whose kernel device type is "wwan"). A wireless or wired default route answers reachable without the WWAN flag.
 // The Linux monitor listens to netlink route and link events on a thread of its own and calls the
 // callback on the dispatch queue it was given, once per change of flags.
 #pragma once

@@ -27,12 +27,12 @@ Registry& registry() {
 Class* registerLocked(Registry& reg, const std::string& name, Class* superclass, std::type_index type,
                       std::shared_ptr<const Bundle> bundle) {
   if (auto found = reg.byType.find(type); found != reg.byType.end()) return found->second;
-  if (auto found = reg.byName.find(name); found != reg.byName.end()) {
-    reg.byType.emplace(type, found->second);
-    return found->second;
-  }
   reg.classes.push_back(std::make_unique<Class>(name, superclass, std::move(bundle)));
   Class* cls = reg.classes.back().get();
+  // A name already held by another type (a host's own class called "TabBarController") is refused:
+  // the newcomer gets a class of its own with its own superclass, and lookup by name keeps
+  // answering the first holder. Taking the holder's class would make the host's object pass for
+  // the toolkit's.
   reg.byName.emplace(name, cls);
   reg.byType.emplace(type, cls);
   return cls;

@@ -15,7 +15,9 @@
 namespace obx::platform {
 
 // Registers a class. `type` ties it to a C++ type so that instances find it; `bundle` null means the
-// main bundle. Registering a name that exists returns the existing class.
+// main bundle. A type registers once: a second call for it returns its class. A name already held
+// by another type is not shared: the new type gets its own class under the same name, and
+// classFromString keeps answering the first.
 Class* registerClass(const std::string& name, Class* superclass, std::type_index type,
                      std::shared_ptr<const Bundle> bundle = nullptr);
 // `NSClassFromString` / `objc_getClass`: the class registered under `name`, or null.

@@ -7,9 +7,13 @@ namespace {
 
 void write(const std::filesystem::path& url, std::string_view bytes, bool atEnd) {
   std::string error;
-  auto handle = platform::FileHandle::forWritingAtPath(url, &error);
+  // An append goes through an appending handle: the crash path's immediate write and the queued
+  // writes may reach the same file at once, and a seek followed by a write could overwrite a block.
+  auto handle = atEnd ? platform::FileHandle::forAppendingAtPath(url, &error)
+                      : platform::FileHandle::forWritingAtPath(url, &error);
   if (!handle) throw FileError{error};
-  auto failure = atEnd ? handle->seekToEndOfFile() : handle->seekToFileOffset(0);
+  std::optional<std::string> failure;
+  if (!atEnd) failure = handle->seekToFileOffset(0);
   if (!failure) failure = handle->writeData(bytes);
   auto closeFailure = handle->closeFile();
   if (failure) throw FileError{*failure};
