@@ -10,8 +10,10 @@
 #include <optional>
 #include <string>
 
-#include "platform/ui/view.h"
-#include "platform/ui/view_controller.h"
+namespace obx::platform {
+class View;
+class ViewController;
+}  // namespace obx::platform
 
 namespace obx {
 
@@ -38,15 +40,9 @@ void setObxStringTag(platform::View& view, std::optional<std::string> tag);
 bool obxFormTrack(const platform::View& view);
 void setObxFormTrack(platform::View& view, bool value);
 
-// Masks a declarative subtree: lays a clear view marked `mask` over `content`'s bounds, which replay
-// then blocks, and returns it. The overlay follows later frame changes only if the caller resizes it.
-inline std::shared_ptr<platform::View> obxMaskView(platform::View& content) {
-  auto overlay = std::make_shared<platform::View>(platform::Rect{{0, 0}, content.frame().size});
-  overlay->setBackgroundColor(platform::Color{0, 0, 0, 0});
-  overlay->setUserInteractionEnabled(false);
-  setObxMasking(*overlay, MaskView::mask);
-  content.addSubview(overlay);
-  return overlay;
-}
+// Masks a declarative subtree: lays a clear, non-interactive view marked `mask` over `content`'s
+// bounds, which replay then blocks, and returns it. The caller resizes it if the content's size
+// changes.
+std::shared_ptr<platform::View> obxMaskView(platform::View& content);
 
 }  // namespace obx

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "obx/view_properties.h"
+#include "platform/ui/view.h"
+#include "platform/ui/view_controller.h"
 
 namespace obx {
 

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "obx/view_properties.h"
 #include "platform/runtime/runtime.h"
 #include "platform/ui/image_view.h"
 #include "platform/ui/label.h"
@@ -90,6 +91,7 @@ TEST_F(MaskingTest, SecretTextsNeverReachTheImage) {
     if (c.own != MaskView::automatic) setObxMasking(*view, c.own);
     window_->addSubview(view);
     setMasks(c.masks);
+    recorder_->setImagesTaken(0);  // each case is a screen of its own
     auto image = recordNow();
     ASSERT_NE(image, nullptr);
     int off = pixelsOff(*image, kSpot, 128, 128, 128);
@@ -127,15 +129,13 @@ TEST_F(MaskingTest, MaskingStateFlowsDownTheTree) {
   EXPECT_GT(pixelsOff(*image, Rect::make(20, 400, 300, 40), 255, 255, 255), 50) << "the label's text shows";
 }
 
-// A hidden view or one of alpha 0 leaves no trace in the image nor in the hash.
+// A hidden view or one of alpha 0 leaves no trace in the image, and what changes in it does not
+// change the hash.
 TEST_F(MaskingTest, HiddenAndTransparentViewsLeaveNoTrace) {
-  auto visible = std::make_shared<platform::Label>(Rect::make(20, 40, 200, 30), "Title");
-  window_->addSubview(visible);
-  ASSERT_NE(recordNow(), nullptr);
-  auto hashBefore = recorder_->hashNode();
-
+  window_->addSubview(std::make_shared<platform::Label>(Rect::make(20, 40, 200, 30), "Title"));
   for (bool hidden : {true, false}) {
-    auto ghost = secretLabel();
+    SCOPED_TRACE(hidden ? "hidden" : "alpha 0");
+    auto ghost = std::make_shared<platform::Label>(kSpot, kSecret);
     ghost->setBackgroundColor(platform::Color{1, 0, 0, 1});
     if (hidden) {
       ghost->setHidden(true);
@@ -145,9 +145,15 @@ TEST_F(MaskingTest, HiddenAndTransparentViewsLeaveNoTrace) {
     window_->addSubview(ghost);
     auto image = recordNow();
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(pixelsOff(*image, kSpot, 255, 255, 255, 8, 0), 0) << (hidden ? "hidden" : "alpha 0");
+    EXPECT_EQ(pixelsOff(*image, kSpot, 255, 255, 255, 8, 0), 0);
+    auto hashBefore = recorder_->hashNode();
+    ghost->setText("another secret");
+    ghost->setFrame(Rect::make(0, 300, 390, 60));
+    recorder_->setImagesTaken(3);  // past the opening images: an equal hash draws nothing
+    EXPECT_EQ(recordNow(), nullptr);
     EXPECT_EQ(recorder_->hashNode(), hashBefore);
     ghost->removeFromSuperview();
+    recorder_->setImagesTaken(0);
   }
 }
 
@@ -188,6 +194,18 @@ TEST_F(MaskingTest, PlayerSubviewsAreNeverShown) {
   auto image = recordNow();
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(pixelsOff(*image, Rect::make(20, 100, 300, 40), 255, 255, 255, 8, 0), 0);
+}
+
+// obxMaskView lays a masked overlay over a declarative subtree: its text never shows.
+TEST_F(MaskingTest, MaskViewHelperBlocksTheSubtree) {
+  auto content = std::make_shared<View>(Rect::make(0, 80, 390, 100));
+  content->addSubview(secretLabel(Rect::make(20, 20, 300, 40)));
+  window_->addSubview(content);
+  auto overlay = obxMaskView(*content);
+  EXPECT_EQ(overlay->frame(), Rect::make(0, 0, 390, 100));
+  auto image = recordNow();
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(pixelsOff(*image, Rect::make(0, 80, 390, 100), 128, 128, 128), 0);
 }
 
 }  // namespace
