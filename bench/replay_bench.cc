@@ -100,6 +100,15 @@ void BM_RenderAndJpeg390x844(benchmark::State& state) {
 }
 BENCHMARK(BM_RenderAndJpeg390x844)->Unit(benchmark::kMillisecond);
 
+// JPEG coding alone of the rendered frame, to split the figure above.
+void BM_JpegOnly390x844(benchmark::State& state) {
+  Screen screen;
+  auto wireframe = screen.recorder->buildWireframe(*screen.window);
+  auto image = screen.recorder->render(*wireframe.root, {}, 390, 844);
+  for (auto _ : state) benchmark::DoNotOptimize(obx::platform::jpegRepresentation(*image, 0.5));
+}
+BENCHMARK(BM_JpegOnly390x844)->Unit(benchmark::kMillisecond);
+
 // A tick on a still screen after the opening images: the due test and nothing else.
 void BM_StillScreenTick(benchmark::State& state) {
   Screen screen;

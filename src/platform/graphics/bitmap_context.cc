@@ -11,6 +11,32 @@ namespace obx::platform {
 namespace {
 constexpr int kMaxPixelsPerSide = 16384;
 
+// The surface of the last context closed on this thread. A recorder draws frame after frame of one
+// size: taking the same surface again spares the allocation, the zeroing and the page faults of a
+// fresh full-screen buffer each time.
+struct SpareSurface {
+  cairo_surface_t* surface = nullptr;
+  ~SpareSurface() {
+    if (surface) cairo_surface_destroy(surface);
+  }
+};
+thread_local SpareSurface spare;
+
+cairo_surface_t* takeSurface(int width, int height) {
+  if (spare.surface && cairo_image_surface_get_width(spare.surface) == width &&
+      cairo_image_surface_get_height(spare.surface) == height) {
+    cairo_surface_t* surface = spare.surface;
+    spare.surface = nullptr;
+    return surface;
+  }
+  return cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+}
+
+void keepSurface(cairo_surface_t* surface) {
+  if (spare.surface) cairo_surface_destroy(spare.surface);
+  spare.surface = surface;
+}
+
 bool pixelSize(Size size, double scale, int& width, int& height) {
   if (!(scale > 0) || !std::isfinite(scale)) return false;
   double w = std::ceil(size.width * scale - 1e-9);
@@ -34,7 +60,7 @@ std::unique_ptr<BitmapContext> BitmapContext::make(Size size, bool opaque, doubl
   int width = 0;
   int height = 0;
   if (!pixelSize(size, scale, width, height)) return nullptr;
-  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+  cairo_surface_t* surface = takeSurface(width, height);
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
     cairo_surface_destroy(surface);
     return nullptr;
@@ -45,10 +71,11 @@ std::unique_ptr<BitmapContext> BitmapContext::make(Size size, bool opaque, doubl
     cairo_surface_destroy(surface);
     return nullptr;
   }
-  if (opaque) {
-    cairo_set_source_rgb(cairo, 0, 0, 0);
-    cairo_paint(cairo);
-  }
+  // A taken surface holds the last frame: every context starts black or clear.
+  cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
+  cairo_set_source_rgba(cairo, 0, 0, 0, opaque ? 1 : 0);
+  cairo_paint(cairo);
+  cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
   cairo_scale(cairo, scale, scale);
   return std::unique_ptr<BitmapContext>(new BitmapContext(surface, cairo, size, scale, opaque));
 }
@@ -58,7 +85,7 @@ BitmapContext::BitmapContext(_cairo_surface* surface, _cairo* cairo, Size size, 
 
 BitmapContext::~BitmapContext() {
   cairo_destroy(cairo_);
-  cairo_surface_destroy(surface_);
+  keepSurface(surface_);
 }
 
 void BitmapContext::saveGState() { cairo_save(cairo_); }
@@ -125,10 +152,18 @@ std::shared_ptr<const Bitmap> BitmapContext::makeImage(BitmapKind kind) const {
   int height = cairo_image_surface_get_height(surface_);
   int stride = cairo_image_surface_get_stride(surface_);
   const unsigned char* data = cairo_image_surface_get_data(surface_);
-  std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-  for (int row = 0; row < height; ++row) {
-    std::memcpy(pixels.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(width),
-                data + static_cast<std::ptrdiff_t>(row) * stride, static_cast<std::size_t>(width) * 4);
+  std::vector<std::uint32_t> pixels;
+  // ARGB32 rows are whole 32-bit words with no padding, so the surface copies in one piece, without
+  // clearing the vector first.
+  if (stride == width * 4) {
+    const auto* words = reinterpret_cast<const std::uint32_t*>(data);
+    pixels.assign(words, words + static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  } else {
+    pixels.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    for (int row = 0; row < height; ++row) {
+      std::memcpy(pixels.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(width),
+                  data + static_cast<std::ptrdiff_t>(row) * stride, static_cast<std::size_t>(width) * 4);
+    }
   }
   return std::make_shared<const Bitmap>(width, height, scale_, std::move(pixels), kind);
 }

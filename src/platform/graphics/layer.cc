@@ -36,18 +36,28 @@ void Layer::render(BitmapContext& context, bool atOrigin) const {
 
   Rect local{{0, 0}, frame_.size};
   RoundedRect outline{local, attributes_.cornerRadius};
+  // Outside the visible area the layer's own drawing is skipped; its sublayers decide for themselves
+  // unless it clips them.
+  double clipX1 = 0, clipY1 = 0, clipX2 = 0, clipY2 = 0;
+  cairo_clip_extents(cairo, &clipX1, &clipY1, &clipX2, &clipY2);
+  bool visible = local.maxX() > clipX1 && local.minX() < clipX2 && local.maxY() > clipY1 && local.minY() < clipY2;
+  if (!visible && (attributes_.masksToBounds || sublayers_.empty())) {
+    if (grouped) cairo_pattern_destroy(cairo_pop_group(cairo));
+    cairo_restore(cairo);
+    return;
+  }
   if (attributes_.masksToBounds) {
     cairo_new_path(cairo);
     appendRoundedRect(cairo, outline);
     cairo_clip(cairo);
   }
-  if (backgroundColor_ && backgroundColor_->alpha > 0) {
+  if (visible && backgroundColor_ && backgroundColor_->alpha > 0) {
     cairo_new_path(cairo);
     appendRoundedRect(cairo, outline);
     setSourceColor(cairo, *backgroundColor_);
     cairo_fill(cairo);
   }
-  if (contents_ && contents_->width() > 0 && contents_->height() > 0 && local.size.width > 0 &&
+  if (visible && contents_ && contents_->width() > 0 && contents_->height() > 0 && local.size.width > 0 &&
       local.size.height > 0) {
     auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(contents_->pixels().data()));
     cairo_surface_t* image = cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, contents_->width(),
@@ -56,14 +66,20 @@ void Layer::render(BitmapContext& context, bool atOrigin) const {
     cairo_new_path(cairo);
     cairo_rectangle(cairo, 0, 0, local.size.width, local.size.height);
     cairo_clip(cairo);
-    cairo_scale(cairo, local.size.width / contents_->width(), local.size.height / contents_->height());
+    double sx = local.size.width / contents_->width();
+    double sy = local.size.height / contents_->height();
+    cairo_scale(cairo, sx, sy);
     cairo_set_source_surface(cairo, image, 0, 0);
-    cairo_pattern_set_filter(cairo_get_source(cairo), CAIRO_FILTER_GOOD);
+    // Contents drawn at the size they are shown need no filtering, which is most of the cost.
+    cairo_matrix_t device;
+    cairo_get_matrix(cairo, &device);
+    bool oneToOne = device.xx == 1.0 && device.yy == 1.0 && device.xy == 0.0 && device.yx == 0.0;
+    cairo_pattern_set_filter(cairo_get_source(cairo), oneToOne ? CAIRO_FILTER_NEAREST : CAIRO_FILTER_GOOD);
     cairo_paint(cairo);
     cairo_restore(cairo);
     cairo_surface_destroy(image);
   }
-  drawInContext(context);
+  if (visible) drawInContext(context);
 
   if (!sublayers_.empty()) {
     cairo_save(cairo);
@@ -79,7 +95,7 @@ void Layer::render(BitmapContext& context, bool atOrigin) const {
     cairo_restore(cairo);
   }
 
-  if (attributes_.borderWidth > 0 && attributes_.borderColor) {
+  if (visible && attributes_.borderWidth > 0 && attributes_.borderColor) {
     // The border lies inside the bounds, as the platform draws it.
     double inset = attributes_.borderWidth / 2;
     cairo_new_path(cairo);

@@ -1,6 +1,9 @@
 #include "svr/recording/mask_rule.h"
 
 #include <algorithm>
+#include <string_view>
+
+#include "platform/runtime/runtime.h"
 
 #include "platform/ui/image_view.h"
 #include "platform/ui/label.h"
@@ -45,7 +48,8 @@ MaskDecision MaskRule::decide(const View& view, MaskView state) const {
   } else if (web) {
     if (has(MaskAutomatic::webViews) || own == MaskView::mask) state = MaskView::mask;
     decision.outcome = MaskOutcome::content;
-  } else if (view.description().find(kPlayerViewMarker) != std::string::npos) {
+  } else if (platform::stringFromClass(view.getClass()).find(kPlayerViewMarker) != std::string::npos) {
+    // The class name is the part of the description the marker is looked for in.
     decision.outcome = MaskOutcome::player;
     state = MaskView::mask;
     decision.setMaskOnView = force_;
@@ -79,13 +83,15 @@ MaskDecision MaskRule::decide(const View& view, MaskView state) const {
 
 ContentKind MaskRule::contentKind(const View& view, MaskView own, MaskView parent) const {
   auto layer = view.layer();
-  if (view.isKindOfClass(platform::ImageView::runtimeClass()) || layer->description().find("ImageLayer") != std::string::npos) {
+  // The class name and the contents' kind are what the layer's description and the contents' debug
+  // description show, read without formatting either.
+  if (view.isKindOfClass(platform::ImageView::runtimeClass()) ||
+      std::string_view(layer->className()).find("ImageLayer") != std::string_view::npos) {
     return ContentKind::image;
   }
   if (view.isKindOfClass(platform::Label::runtimeClass())) return ContentKind::text;
   if (const auto& contents = layer->contents()) {
-    auto text = contents->debugDescription();
-    if (text.find("BackingStore") != std::string::npos || text.find("TintedImage") != std::string::npos) {
+    if (contents->kind() == platform::BitmapKind::backingStore || contents->kind() == platform::BitmapKind::tintedImage) {
       return ContentKind::text;
     }
   }
