@@ -67,8 +67,9 @@ class ScreenRecordingMode : public ScreenRecording {
  protected:
   // Builds and publishes the image with the recorder's index; absent data publishes nothing.
   void publish(std::optional<std::vector<std::uint8_t>> data);
-  // Whether a tick is too soon, or the opening images are out; see the recorders' due tests.
+  // For the recorders' due tests.
   double secondsSinceLastImage() const;
+  // Sets the date of the last image to now and counts it, failed or not.
   void imageTaken();
   platform::Date now() const { return scheduler_->clock().now(); }
   void emptyPassLists() {
