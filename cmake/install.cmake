@@ -5,6 +5,9 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/obx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# A host builds its screens with the platform layer's views, so their headers ship too.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h")
 get_property(OBX_LAYER_TARGETS GLOBAL PROPERTY OBX_LAYER_TARGETS)
 install(TARGETS obx ${OBX_LAYER_TARGETS} EXPORT obxTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -52,6 +52,9 @@ class OBX {
   static void setMaskingColor(const Color& color) noexcept;
   static void enableAutoMasking(const std::vector<MaskAutomatic>& list) noexcept;
   static void disableAutoMasking(const std::vector<MaskAutomatic>& list) noexcept;
+  // Masks these categories on the screen being recorded next, on top of the configured ones; does
+  // nothing before `initialize`.
+  static void setMaskingForCurrentScreen(const std::vector<MaskAutomatic>& list) noexcept;
   static void captureURLParameters(bool value) noexcept;
 
   static bool mobileDataEnable() noexcept;

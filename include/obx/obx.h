@@ -126,6 +126,8 @@ void obx_set_image_quality(int32_t quality);
 void obx_set_masking_color(double red, double green, double blue, double alpha);
 void obx_enable_auto_masking(const obx_mask_automatic* list, int32_t count);
 void obx_disable_auto_masking(const obx_mask_automatic* list, int32_t count);
+/* Masks these categories on the screen recorded next; nothing before initialization. */
+void obx_set_masking_for_current_screen(const obx_mask_automatic* list, int32_t count);
 void obx_capture_url_parameters(bool value);
 void obx_set_mobile_data_enable(bool value);
 bool obx_mobile_data_enable(void);

@@ -165,6 +165,10 @@ void obx_disable_auto_masking(const obx_mask_automatic* list, int32_t count) {
   obx::OBX::disableAutoMasking(masksFrom(list, count));
 }
 
+void obx_set_masking_for_current_screen(const obx_mask_automatic* list, int32_t count) {
+  obx::OBX::setMaskingForCurrentScreen(masksFrom(list, count));
+}
+
 void obx_capture_url_parameters(bool value) { obx::OBX::captureURLParameters(value); }
 void obx_set_mobile_data_enable(bool value) { obx::OBX::setMobileDataEnable(value); }
 bool obx_mobile_data_enable(void) { return obx::OBX::mobileDataEnable(); }

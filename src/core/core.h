@@ -101,6 +101,8 @@ class Core : public std::enable_shared_from_this<Core> {
   void setMaskingColor(const Color& color);
   void enableAutoMasking(const std::vector<MaskAutomatic>& list);
   void disableAutoMasking(const std::vector<MaskAutomatic>& list);
+  // Adds categories to mask on the next recorded screen; nothing before start-up.
+  void setMaskingForCurrentScreen(const std::vector<MaskAutomatic>& list);
   void captureURLParameters(bool value);
   bool mobileDataEnable() const;
   void setMobileDataEnable(bool value);

@@ -18,6 +18,7 @@
 #include "session/metrics.h"
 #include "session/session_life_cycle.h"
 #include "session/tracked_events.h"
+#include "session/user_masking.h"
 #include "store/cache_controller.h"
 #include "store/data_controller.h"
 #include "store/data_reader.h"
@@ -142,6 +143,7 @@ std::optional<CommonDependencies> Core::buildCommonDependencies() {
                                                                       "Optional<TrackedEvent>");
   dependencies.trackedEvents = std::make_shared<TrackedEvents>(trackedEvents);
   dependencies.metrics = std::make_shared<Metrics>(configuration, 1);
+  dependencies.userMasking = std::make_shared<UserMasking>();
 
   auto batches =
       std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler_, std::nullopt, "Optional<BatchContext>");
@@ -208,6 +210,11 @@ std::optional<std::string> Core::publicSessionID() const {
   auto identifiers = sessionIdentifiers();
   if (!identifiers) return std::nullopt;
   return SessionLifeCycle::publicSessionID(identifiers->first);
+}
+
+void Core::setMaskingForCurrentScreen(const std::vector<MaskAutomatic>& list) {
+  auto dependencies = commonDependencies_.get();
+  if (dependencies && dependencies->userMasking) dependencies->userMasking->addAutomaticMasks(list);
 }
 
 void Core::recordTrackedEvent(const std::function<void(TrackedEvents&)>& record) const {

@@ -105,6 +105,10 @@ void OBX::disableAutoMasking(const std::vector<MaskAutomatic>& list) noexcept {
   guarded([&] { Core::shared()->disableAutoMasking(list); });
 }
 
+void OBX::setMaskingForCurrentScreen(const std::vector<MaskAutomatic>& list) noexcept {
+  guarded([&] { Core::shared()->setMaskingForCurrentScreen(list); });
+}
+
 void OBX::captureURLParameters(bool value) noexcept {
   guarded([&] { Core::shared()->captureURLParameters(value); });
 }

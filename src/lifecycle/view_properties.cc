@@ -46,4 +46,13 @@ void setObxFormTrack(platform::View& view, bool value) {
   view.setAssociatedObject(kOBXFormTagKey, value, AssociationPolicy::retainNonatomic);
 }
 
+std::shared_ptr<platform::View> obxMaskView(platform::View& content) {
+  auto overlay = std::make_shared<platform::View>(platform::Rect{{0, 0}, content.frame().size});
+  overlay->setBackgroundColor(platform::Color{0, 0, 0, 0});
+  overlay->setUserInteractionEnabled(false);
+  setObxMasking(*overlay, MaskView::mask);
+  content.addSubview(overlay);
+  return overlay;
+}
+
 }  // namespace obx

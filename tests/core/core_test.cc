@@ -19,6 +19,7 @@
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
+#include "session/user_masking.h"
 #include "store/cache_controller.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
@@ -384,6 +385,25 @@ TEST_F(CoreTest, SessionURLAndWebViewProperties) {
   std::optional<std::string> late;
   core_->setSessionURLCallback([&](const std::optional<std::string>& url) { late = url; });
   EXPECT_EQ(late, calls[0]);
+}
+
+}  // namespace
+}  // namespace obx
+
+namespace obx {
+namespace {
+
+// Categories asked for the current screen before start-up are dropped; after it they reach the
+// shared UserMasking that replay reads.
+TEST_F(CoreTest, MaskingForCurrentScreenReachesUserMasking) {
+  core_->setMaskingForCurrentScreen({MaskAutomatic::labels});
+  core_->initialize(configuration(), Platform::native());
+  scheduler_->runUntilIdle();
+  auto dependencies = core_->commonDependencies();
+  ASSERT_TRUE(dependencies && dependencies->userMasking);
+  EXPECT_TRUE(dependencies->userMasking->automaticMasksInScreen().empty());
+  core_->setMaskingForCurrentScreen({MaskAutomatic::images});
+  EXPECT_EQ(dependencies->userMasking->automaticMasksInScreen(), std::vector<MaskAutomatic>{MaskAutomatic::images});
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "platform/graphics/text_drawing.h"
 #include "platform/ui/control.h"
 
 namespace obx::platform {
@@ -26,6 +27,13 @@ class Button : public Control {
   void describeState(std::vector<std::string>& parts) const override {
     Control::describeState(parts);
     parts.push_back("title = " + quoteForDescription(title_));
+  }
+  bool hasContents() const override { return !title_.empty(); }
+  void drawRect(BitmapContext& context, Rect bounds) const override {
+    TextStyle style;
+    style.color = Color{0, 0.478, 1, 1};
+    style.alignment = TextAlignment::center;
+    drawText(context, title_, bounds, style);
   }
 
  private:

@@ -28,6 +28,10 @@ class ImageView : public View {
   void describeState(std::vector<std::string>& parts) const override {
     if (image_) parts.push_back("image = <Image: " + quoteForDescription(image_->name) + " " + describeSize(image_->size) + ">");
   }
+  bool hasContents() const override { return image_ != nullptr; }
+  BitmapKind contentsKind() const override { return BitmapKind::image; }
+  // The image stretched over the bounds.
+  void drawRect(BitmapContext& context, Rect bounds) const override;
 
  private:
   std::shared_ptr<const Image> image_;

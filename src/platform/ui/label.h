@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/graphics/text_drawing.h"
 #include "platform/runtime/runtime.h"
 #include "platform/ui/view.h"
 
@@ -34,11 +35,28 @@ class Label : public View {
     visualStateChanged();
   }
   int numberOfLines() const { return numberOfLines_; }
-  void setNumberOfLines(int lines) { numberOfLines_ = lines; }
+  void setNumberOfLines(int lines) {
+    numberOfLines_ = lines;
+    visualStateChanged();
+  }
+  const std::string& fontFamily() const { return fontFamily_; }
+  void setFontFamily(std::string family) {
+    fontFamily_ = std::move(family);
+    visualStateChanged();
+  }
 
  protected:
   void describeState(std::vector<std::string>& parts) const override {
     parts.push_back("text = " + quoteForDescription(text_));
+  }
+  bool hasContents() const override { return !text_.empty(); }
+  void drawRect(BitmapContext& context, Rect bounds) const override {
+    TextStyle style;
+    style.fontFamily = fontFamily_;
+    style.fontSize = fontSize_;
+    style.color = textColor_.value_or(Color{0, 0, 0, 1});
+    style.numberOfLines = numberOfLines_;
+    drawText(context, text_, bounds, style);
   }
 
  private:
@@ -46,6 +64,7 @@ class Label : public View {
   double fontSize_ = 17.0;
   std::optional<Color> textColor_;
   int numberOfLines_ = 1;
+  std::string fontFamily_ = kDefaultFontFamily;
 };
 
 }  // namespace obx::platform

@@ -1,5 +1,6 @@
 #include "platform/ui/text_field.h"
 
+#include "platform/graphics/text_drawing.h"
 #include "platform/ui/application.h"
 #include "platform/ui/notification_names.h"
 
@@ -47,6 +48,23 @@ void TextField::describeState(std::vector<std::string>& parts) const {
   Control::describeState(parts);
   parts.push_back("text = " + quoteForDescription(secureTextEntry_ ? std::string(text_.size(), '*') : text_));
   if (!placeholder_.empty()) parts.push_back("placeholder = " + quoteForDescription(placeholder_));
+}
+
+}  // namespace obx::platform
+
+namespace obx::platform {
+
+void TextField::drawRect(BitmapContext& context, Rect bounds) const {
+  TextStyle style;
+  std::string shown = text_;
+  if (text_.empty()) {
+    shown = placeholder_;
+    style.color = Color{0.7, 0.7, 0.72, 1};
+  } else if (secureTextEntry_) {
+    shown.clear();
+    for (std::size_t i = 0; i < text_.size(); ++i) shown += "\u2022";
+  }
+  drawText(context, shown, Rect{{bounds.origin.x + 6, bounds.origin.y}, {bounds.size.width - 12, bounds.size.height}}, style);
 }
 
 }  // namespace obx::platform

@@ -19,9 +19,15 @@ class TextField : public Control {
   const std::string& text() const { return text_; }
   void setText(std::string text);
   const std::string& placeholder() const { return placeholder_; }
-  void setPlaceholder(std::string placeholder) { placeholder_ = std::move(placeholder); }
+  void setPlaceholder(std::string placeholder) {
+    placeholder_ = std::move(placeholder);
+    visualStateChanged();
+  }
   bool isSecureTextEntry() const { return secureTextEntry_; }
-  void setSecureTextEntry(bool secure) { secureTextEntry_ = secure; }
+  void setSecureTextEntry(bool secure) {
+    secureTextEntry_ = secure;
+    visualStateChanged();
+  }
   bool isEditing() const { return editing_; }
 
   // Focus moves to the field (editing did begin) or away from it (editing did end).
@@ -32,6 +38,9 @@ class TextField : public Control {
 
  protected:
   void describeState(std::vector<std::string>& parts) const override;
+  bool hasContents() const override { return !text_.empty() || !placeholder_.empty(); }
+  // The text, bullets for a secure entry, or the placeholder in grey when empty.
+  void drawRect(BitmapContext& context, Rect bounds) const override;
 
  private:
   void userEdited(std::string text);

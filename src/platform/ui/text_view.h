@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "platform/graphics/text_drawing.h"
 #include "platform/ui/application.h"
 #include "platform/ui/notification_names.h"
 #include "platform/ui/scroll_view.h"
@@ -34,6 +35,13 @@ class TextView : public ScrollView {
   void describeState(std::vector<std::string>& parts) const override {
     ScrollView::describeState(parts);
     parts.push_back("text = " + quoteForDescription(text_));
+  }
+  bool hasContents() const override { return !text_.empty(); }
+  void drawRect(BitmapContext& context, Rect bounds) const override {
+    TextStyle style;
+    style.numberOfLines = 0;
+    drawText(context, text_, Rect{{bounds.origin.x + 4, bounds.origin.y + 4}, {bounds.size.width - 8, bounds.size.height - 8}},
+             style);
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/graphics/image_context.h"
 #include "platform/runtime/runtime.h"
 #include "platform/ui/window.h"
 
@@ -165,6 +166,64 @@ std::string View::debugDescription() const {
   if (clipsToBounds_) text += "; clipsToBounds = YES";
   text += "; subviews = " + std::to_string(subviews_.size()) + ">";
   return text;
+}
+
+void View::setContentScaleFactor(double scale) {
+  if (!(scale > 0) || scale == contentScaleFactor_) return;
+  contentScaleFactor_ = scale;
+  didChangeVisualState();
+}
+
+std::shared_ptr<Layer> View::layer() const {
+  if (!layer_) layer_ = std::make_shared<Layer>();
+  layer_->setFrame(frame_);
+  layer_->setBoundsOrigin(boundsOrigin_);
+  layer_->setBackgroundColor(backgroundColor_);
+  layer_->setHidden(hidden_);
+  layer_->setOpacity(alpha_);
+  layer_->attributes().masksToBounds = clipsToBounds_;
+  if (!contentsValid_) {
+    contentsValid_ = true;
+    std::shared_ptr<const Bitmap> contents;
+    if (hasContents()) {
+      if (auto context = BitmapContext::make(frame_.size, false, contentScaleFactor_)) {
+        drawRect(*context, Rect{{0, 0}, frame_.size});
+        contents = context->makeImage(contentsKind());
+      }
+    }
+    layer_->setContents(std::move(contents));
+  }
+  return layer_;
+}
+
+bool View::drawViewHierarchyInRect(Rect rect, bool afterScreenUpdates) const {
+  (void)afterScreenUpdates;
+  BitmapContext* context = currentContext();
+  if (context == nullptr) return false;
+  if (frame_.size.width <= 0 || frame_.size.height <= 0) return true;
+  context->saveGState();
+  context->translateCTM(rect.origin.x, rect.origin.y);
+  context->scaleCTM(rect.size.width / frame_.size.width, rect.size.height / frame_.size.height);
+  drawTree(*context);
+  context->restoreGState();
+  return true;
+}
+
+void View::drawTree(BitmapContext& context) const {
+  if (hidden_ || !(alpha_ > 0)) return;
+  // The view's layer without its position: this call has already moved to it.
+  layer()->renderInContext(context);
+  if (subviews_.empty()) return;
+  context.saveGState();
+  if (clipsToBounds_) context.clipToRect(Rect{{0, 0}, frame_.size});
+  context.translateCTM(-boundsOrigin_.x, -boundsOrigin_.y);
+  for (const auto& subview : subviews_) {
+    context.saveGState();
+    context.translateCTM(subview->frame_.origin.x, subview->frame_.origin.y);
+    subview->drawTree(context);
+    context.restoreGState();
+  }
+  context.restoreGState();
 }
 
 std::string quoteForDescription(const std::string& text) { return "'" + text + "'"; }

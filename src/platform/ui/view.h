@@ -3,9 +3,10 @@
 // the platform's manner; `debugDescription` adds the bounds and background colour. Both change when
 // the frame or state changes and are stable otherwise, which is what change detection relies on.
 //
-// Drawing is not done here: a view's look is its state. The graphics layer (layers, rendering)
-// attaches to a view through `didChangeVisualState`, which every change of frame, visibility,
-// opacity, colour or subviews calls.
+// Each view has a layer (platform/graphics) that shows it: frame, background, visibility and opacity,
+// and as contents the view's own drawing (`drawRect`), redrawn on the first use of `layer()` after a
+// change, as the toolkit redraws a view at the next display. Every change of frame, visibility,
+// opacity, colour, subviews or a kind's own state goes through `didChangeVisualState`.
 //
 // Main queue only.
 #pragma once
@@ -15,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/graphics/bitmap_context.h"
+#include "platform/graphics/layer.h"
 #include "platform/runtime/object.h"
 #include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
@@ -74,11 +77,32 @@ class View : public Object {
   std::string description() const override;
   std::string debugDescription() const override;
 
+  // The layer showing this view, brought up to date. Its sublayers are not the subviews' layers:
+  // a view tree is drawn by `drawViewHierarchyInRect`.
+  std::shared_ptr<Layer> layer() const;
+  // Pixels per point of the view's own drawing.
+  double contentScaleFactor() const { return contentScaleFactor_; }
+  void setContentScaleFactor(double scale);
+  // Draws this view and its visible subviews into the current image context (image_context.h), the
+  // view's bounds fitted to `rect`. False, drawing nothing, without a current context.
+  bool drawViewHierarchyInRect(Rect rect, bool afterScreenUpdates) const;
+  // Layers have no pending updates here; kept for callers that follow the platform.
+  void layoutIfNeeded() {}
+
  protected:
+  // Whether the view draws anything of its own; without, its layer has no contents.
+  virtual bool hasContents() const { return false; }
+  // The view's own drawing in its bounds (text, image).
+  virtual void drawRect(BitmapContext& context, Rect bounds) const {
+    (void)context;
+    (void)bounds;
+  }
+  // What the view's drawing is, for those who test a layer's contents.
+  virtual BitmapKind contentsKind() const { return BitmapKind::backingStore; }
   // Adds the kind's own state ("text = 'Total'") to the description's parts.
   virtual void describeState(std::vector<std::string>& parts) const { (void)parts; }
   // Called after every change that alters how the view looks.
-  virtual void didChangeVisualState() {}
+  virtual void didChangeVisualState() { contentsValid_ = false; }
   // Called when the view joins or leaves a window's tree.
   virtual void didMoveToWindow() {}
   // For subclasses whose state changes their look.
@@ -87,6 +111,7 @@ class View : public Object {
  private:
   Point originInWindow() const;
   void notifyMovedToWindow();
+  void drawTree(BitmapContext& context) const;
 
   Rect frame_;
   Point boundsOrigin_;
@@ -99,6 +124,9 @@ class View : public Object {
   std::string accessibilityIdentifier_;
   std::vector<std::shared_ptr<View>> subviews_;
   std::weak_ptr<View> superview_;
+  double contentScaleFactor_ = 1.0;
+  mutable std::shared_ptr<Layer> layer_;
+  mutable bool contentsValid_ = false;
 };
 
 // "'It''s'": a text quoted as descriptions show it.

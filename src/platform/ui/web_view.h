@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/graphics/text_drawing.h"
 #include "platform/runtime/runtime.h"
 #include "platform/ui/view.h"
 
@@ -23,7 +24,10 @@ class WebView : public View {
     visualStateChanged();
   }
   const std::string& title() const { return title_; }
-  void setTitle(std::string title) { title_ = std::move(title); }
+  void setTitle(std::string title) {
+    title_ = std::move(title);
+    visualStateChanged();
+  }
   bool isLoading() const { return loading_; }
   void setLoading(bool loading) { loading_ = loading; }
 
@@ -39,6 +43,19 @@ class WebView : public View {
  protected:
   void describeState(std::vector<std::string>& parts) const override {
     parts.push_back("url = " + quoteForDescription(url_));
+  }
+  // The page as the web engine paints it: a white page with its title and address.
+  bool hasContents() const override { return true; }
+  BitmapKind contentsKind() const override { return BitmapKind::image; }
+  void drawRect(BitmapContext& context, Rect bounds) const override {
+    context.fillRect(bounds, Color{1, 1, 1, 1});
+    TextStyle style;
+    style.fontSize = 20;
+    style.numberOfLines = 0;
+    drawText(context, title_, Rect{{8, 8}, {bounds.size.width - 16, 40}}, style);
+    style.fontSize = 12;
+    style.color = Color{0.2, 0.2, 0.6, 1};
+    drawText(context, url_, Rect{{8, 52}, {bounds.size.width - 16, 20}}, style);
   }
 
  private:

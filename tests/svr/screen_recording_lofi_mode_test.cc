@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include "platform/crypto/crypto.h"
+#include "platform/ui/image_view.h"
+#include "platform/ui/label.h"
+#include "svr/recording/node.h"
+#include "svr/recording_fixture.h"
+#include "testing/log_capture.h"
+
+namespace obx {
+namespace {
+
+using platform::Rect;
+
+class LoFiModeTest : public testing::RecordingFixture {
+ protected:
+  // One tick of the clock after `seconds`: no change was seen.
+  void tick(double seconds) {
+    scheduler_->advance(seconds);
+    recorder_->recordScreen(kWidth, kHeight, {});
+    scheduler_->runUntilIdle();
+  }
+};
+
+// The hash is SHA-256 of the descriptions joined depth first, in lower-case hex.
+TEST(NodeTest, HashOfJoinedDescriptions) {
+  Node root("a");
+  root.subNodes().emplace_back("b");
+  root.subNodes().front().subNodes().emplace_back("c");
+  root.subNodes().emplace_back("d");
+  EXPECT_EQ(root.allDescription(), "abcd");
+  // printf abcd | sha256sum
+  EXPECT_EQ(root.hash(), "88d4266fd4e6338d13b845fcf289579d209c897823b9217da3e161936f031589");
+  EXPECT_EQ(Node("").hash(), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+}
+
+// A still screen yields the opening images and then none; a layout change that moves nothing yields
+// none; a view that moves yields one.
+TEST_F(LoFiModeTest, StillScreenStopsAfterOpeningImages) {
+  auto label = std::make_shared<platform::Label>(Rect::make(20, 40, 200, 30), "Total");
+  window_->addSubview(label);
+  recorder_->recordScreen(kWidth, kHeight, {});
+  scheduler_->runUntilIdle();
+  for (int i = 0; i < 10; ++i) tick(0.5);
+  EXPECT_EQ(publisher_->images.size(), 3u);
+  EXPECT_EQ(recorder_->imagesTaken(), 3);
+
+  EXPECT_EQ(recordNow(), nullptr) << "a change that moved nothing is dropped";
+  label->setFrame(Rect::make(20, 80, 200, 30));
+  EXPECT_NE(recordNow(), nullptr) << "a moved view yields an image";
+  EXPECT_EQ(publisher_->images.size(), 4u);
+}
+
+// Ticks closer than one frame apart take nothing; the frame rate follows the video quality.
+TEST_F(LoFiModeTest, TicksWithinAFrameTakeNothing) {
+  Common common = configuration_->common();
+  common.videoQualityType = VideoQualityType::poor;  // 2 frames per second
+  common.imageTakenWhenScreenStart = 10;
+  configuration_->setCommon(common);
+  recorder_->recordScreen(kWidth, kHeight, {});
+  scheduler_->runUntilIdle();
+  tick(0.4);
+  tick(0.1);  // exactly 0.5 s since the last image: not greater than one frame
+  EXPECT_EQ(publisher_->images.size(), 1u);
+  tick(0.01);
+  EXPECT_EQ(publisher_->images.size(), 2u);
+}
+
+// The image carries the batch, the screen's size and the index; nothing is published without a
+// batch; the developer log names the screen.
+TEST_F(LoFiModeTest, PublishedImageCarriesTheScreen) {
+  ::obx::testing::LogCapture logs;
+  recorder_->setIndex(7);
+  ASSERT_NE(recordNow(), nullptr);
+  const auto& image = publisher_->images.back();
+  EXPECT_EQ(image.index, 7);
+  EXPECT_FALSE(image.isPlaceholder);
+  EXPECT_EQ(image.batchContext.id, "screen-1_20240101120000");
+  EXPECT_EQ(image.size.width, kWidth);
+  EXPECT_EQ(image.size.height, kHeight);
+  EXPECT_EQ(recorder_->currentImage(), image);
+  EXPECT_TRUE(logs.contains("Create image of screen in LoFi screenID: screen-1"));
+
+  recorder_->setBatchContext(std::nullopt);
+  window_->addSubview(std::make_shared<platform::Label>(Rect::make(0, 0, 10, 10), "x"));
+  EXPECT_EQ(recordNow(), nullptr);
+  EXPECT_TRUE(logs.contains("Create image of screen in LoFi screenID: "));
+}
+
+// Without a key window or with recording disabled nothing is taken.
+TEST_F(LoFiModeTest, NoWindowOrDisabledTakesNothing) {
+  recorder_->setEnabledSessionRecording(false);
+  EXPECT_EQ(recordNow(), nullptr);
+  recorder_->setEnabledSessionRecording(true);
+  auto application = platform::Application::resetShared(scheduler_);
+  EXPECT_EQ(recordNow(), nullptr);
+  EXPECT_EQ(recorder_->imagesTaken(), 0);
+}
+
+// An image view is drawn from the cache entry under its description once one is there.
+TEST_F(LoFiModeTest, ImageViewsComeFromTheCache) {
+  auto view = std::make_shared<platform::ImageView>(Rect::make(10, 10, 40, 40), platform::Image::make("avatar", {40, 40}));
+  window_->addSubview(view);
+  ASSERT_NE(recordNow(), nullptr);
+  EXPECT_EQ(cache_.count(), 1u);
+  std::vector<std::uint32_t> red(40 * 40, 0xFFFF0000u);
+  cache_.setObject(std::make_shared<const platform::Bitmap>(40, 40, 1.0, red), view->description());
+  auto image = recordNow();
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(pixelsOff(*image, Rect::make(10, 10, 40, 40), 255, 0, 0), 0);
+}
+
+}  // namespace
+}  // namespace obx
