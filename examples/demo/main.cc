@@ -1,7 +1,8 @@
 // obx-demo: a host application that runs a scripted journey with the SDK pointed at a local
 // obx-collector. It starts the collector on 127.0.0.1 with a free port, runs the journey, waits until
 // the SDK's spool is empty, prints what arrived (sessions, screens, events by type, images, bytes)
-// with the path of the replay page, and exits non-zero if anything the SDK sent did not arrive.
+// with the path of the replay page, and exits non-zero if anything the SDK sent did not arrive or
+// the journey's own requests are not among it as "network" events.
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
@@ -26,6 +27,8 @@ constexpr const char* kAccount = "demo-account";
 constexpr const char* kProperty = "demo-property";
 constexpr const char* kSentLine = "✅ - Finish send screen, proceed to delete directory with id ";
 constexpr double kDrainTimeout = 60.0;
+// The journey's own requests: a catalog, a missing page, a failed download.
+constexpr int kJourneyRequests = 3;
 
 // Lets the SDK's queues and the main loop run for `seconds` of wall time.
 void run(double seconds) { obx::platform::RealScheduler::shared()->runMainLoop([] { return false; }, seconds); }
@@ -112,6 +115,13 @@ int main(int argc, char** argv) {
   }
   if (sent.count() == 0 || static_cast<std::size_t>(summary.screens) != sent.count()) {
     std::printf("obx-demo: the SDK sent %zu screens, the collector stored %d\n", sent.count(), summary.screens);
+    ok = false;
+  }
+  const auto network = summary.eventsByType.find("network");
+  const int requests = network == summary.eventsByType.end() ? 0 : network->second;
+  if (requests != kJourneyRequests) {
+    std::printf("obx-demo: the journey made %d requests, the collector stored %d network events\n", kJourneyRequests,
+                requests);
     ok = false;
   }
   obx::Logger::setLineObserver({});

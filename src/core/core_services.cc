@@ -11,6 +11,7 @@
 #include "lifecycle/reachability_observer.h"
 #include "lifecycle/screen_detector.h"
 #include "lifecycle/view_life_cycle.h"
+#include "network/network_feature.h"
 #include "platform/process/process_info.h"
 #include "platform/reachability/network_reachability.h"
 #include "platform/ui/application.h"
@@ -45,6 +46,16 @@ void Core::registerFeatureBuilders() {
                                  d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
                                  nullptr,         d.batchCoordinator};
     return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
+  });
+  setFeatureBuilder(FeatureKey::kNetwork, [weakScheduler](const CommonDependencies& d,
+                                                          std::shared_ptr<DataController> dataController)
+                                              -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    if (!scheduler) return nullptr;
+    auto core = NetworkCore::make(NetworkDependencies{d.batchCoordinator, d.configuration, d.appCycle},
+                                  std::move(dataController), scheduler);
+    if (!core) return nullptr;
+    return std::make_shared<NetworkFeature>(std::move(core));
   });
   setFeatureBuilder(FeatureKey::kUpload, [weakScheduler](const CommonDependencies& d,
                                                          std::shared_ptr<DataController> dataController)

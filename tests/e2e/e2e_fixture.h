@@ -62,7 +62,8 @@ class EndToEndTest : public ::testing::Test {
   }
 
   Configuration configuration(bool mobileDataEnable = true) const {
-    Configuration c(kAccount, kProperty, Consent::analyticsAndRecording, false, mobileDataEnable, false, false, false);
+    Configuration c(kAccount, kProperty, Consent::analyticsAndRecording, false, mobileDataEnable, false, false,
+                    networkAnalytics_);
     c.endpoint = Endpoint::custom(collector_->baseURL(), collector_->baseURL() + "/replay/");
     return c;
   }
@@ -105,6 +106,8 @@ class EndToEndTest : public ::testing::Test {
   std::filesystem::path root_;
   std::unique_ptr<collector::Collector> collector_;
   std::shared_ptr<Core> core_;
+  // Given to the SDK's Configuration by startSDK().
+  bool networkAnalytics_ = false;
 };
 
 }  // namespace obx::e2e

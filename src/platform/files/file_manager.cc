@@ -43,6 +43,14 @@ bool fileExistsAtPath(const std::filesystem::path& path) {
   return ::stat(path.c_str(), &info) == 0;
 }
 
+FileAttributes attributesOfItemAtPath(const std::filesystem::path& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) {
+    return FileAttributes{std::nullopt, failure("Could not read attributes of", path, errno)};
+  }
+  return FileAttributes{static_cast<std::uint64_t>(info.st_size), std::nullopt};
+}
+
 bool directoryExistsAtPath(const std::filesystem::path& path) {
   struct stat info {};
   return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);

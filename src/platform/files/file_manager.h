@@ -30,6 +30,14 @@ std::optional<std::string> removeItemAtPath(const std::filesystem::path& path);
 // The whole file, or nothing when it can't be read.
 std::optional<std::string> contentsAtPath(const std::filesystem::path& path);
 
+// What `attributesOfItemAtPath:error:` gives of an item: its size in bytes (`NSFileSize`), or the
+// error text when the item can't be read.
+struct FileAttributes {
+  std::optional<std::uint64_t> fileSize;
+  std::optional<std::string> error;
+};
+FileAttributes attributesOfItemAtPath(const std::filesystem::path& path);
+
 struct DirectoryEntry {
   std::filesystem::path url;
   std::string name;

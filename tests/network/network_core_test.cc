@@ -1,0 +1,467 @@
+#include "network/network_core.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "network/network_feature.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "platform/net/url_session.h"
+#include "scripted_session_methods.h"
+#include "store/data_controller.h"
+#include "store/file_storage.h"
+#include "store/files/security.h"
+#include "store/repository.h"
+#include "store/store_test_support.h"
+#include "testing/log_capture.h"
+
+namespace obx {
+namespace {
+
+using platform::Data;
+using platform::URL;
+using platform::URLError;
+using platform::URLRequest;
+using platform::URLResponse;
+
+constexpr const char* kCollection = "http://collect.test:8080";
+
+template <typename Value, typename Interface>
+class ManualProducer : public Interface {
+ public:
+  ManualProducer(std::shared_ptr<platform::Scheduler> scheduler, Value initial)
+      : notifier_(std::move(scheduler), initial, "Manual") {}
+  void add(std::shared_ptr<ObserverValue<Value>> observer) override { notifier_.observe(std::move(observer)); }
+  void remove(const std::shared_ptr<ObserverValue<Value>>& observer) override { notifier_.remove(observer); }
+  void publish(Value value) {
+    current_ = value;
+    notifier_.notify(std::move(value));
+  }
+  std::size_t observerCount() const { return notifier_.observerCount(); }
+
+ protected:
+  Notifier<Value> notifier_;
+  Value current_{};
+};
+
+class ManualBatches : public ManualProducer<std::optional<BatchContext>, BatchCoordinatorObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+  std::optional<BatchContext> batchContext() const override { return current_; }
+};
+
+class ManualAppCycle : public ManualProducer<AppStateCycle, AppLifeCycleObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+};
+
+Data bytes(const std::string& text) { return Data(text.begin(), text.end()); }
+
+std::shared_ptr<const URLResponse> http(const std::string& url, int status) {
+  return std::make_shared<platform::HTTPURLResponse>(
+      *URL::fromString(url), status, platform::HTTPHeaders{{"Content-Type", "text/plain"}}, std::nullopt);
+}
+
+// What the application's handler got, each time it ran.
+struct HandlerCalls {
+  int count = 0;
+  std::optional<Data> data;
+  std::optional<std::string> location;
+  std::shared_ptr<const URLResponse> response;
+  std::optional<URLError> error;
+
+  platform::DataTaskCompletion dataHandler() {
+    return [this](std::optional<Data> d, std::shared_ptr<const URLResponse> r, std::optional<URLError> e) {
+      ++count;
+      data = std::move(d);
+      response = std::move(r);
+      error = std::move(e);
+    };
+  }
+  platform::DownloadTaskCompletion downloadHandler() {
+    return [this](std::optional<std::string> l, std::shared_ptr<const URLResponse> r, std::optional<URLError> e) {
+      ++count;
+      location = std::move(l);
+      response = std::move(r);
+      error = std::move(e);
+    };
+  }
+};
+
+class NetworkCoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Configuration configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, true);
+    configuration.endpoint = Endpoint::custom(kCollection, std::string(kCollection) + "/replay/");
+    configuration_ = std::make_shared<SDKConfiguration>(configuration, Platform::native(), scheduler_);
+    repository_ = std::make_shared<Repository>(
+        configuration_, FileStorage::make(readWrite_, std::make_shared<Security>()), nullptr, 16384.0, scheduler_);
+    dataController_ = std::make_shared<DataController>(repository_);
+  }
+
+  void makeCore() {
+    core_ = NetworkCore::make(NetworkDependencies{batches_, configuration_, appCycle_}, dataController_, scheduler_);
+    scheduler_->runUntilIdle();
+  }
+
+  BatchContext showScreen(const std::string& name, bool discardTracking = false) {
+    ++screens_;
+    ViewContext context{
+        "SCREEN" + std::to_string(screens_), scheduler_->now(), name, {390, 844}, false, discardTracking};
+    BatchContext batch{context.screenID + "_" + std::to_string(screens_), context};
+    batches_->publish(batch);
+    scheduler_->runUntilIdle();
+    return batch;
+  }
+
+  std::vector<Json> networkEvents(const BatchContext& batch) {
+    scheduler_->runUntilIdle();
+    std::vector<Json> list;
+    for (const std::string& block : repository_->events(batch.id)) {
+      Json event = Json::parse(block);
+      if (event["t"] == "network") list.push_back(event);
+    }
+    return list;
+  }
+
+  std::string writeFile(const std::string& name, std::size_t size) {
+    const auto path = sandbox_.path() / name;
+    std::ofstream(path, std::ios::binary) << std::string(size, 'x');
+    return path.string();
+  }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  testing::TemporarySandbox sandbox_;
+  testing::LogCapture logs_;
+  std::shared_ptr<platform::DispatchQueue> readWrite_ =
+      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
+  std::shared_ptr<SDKConfiguration> configuration_;
+  std::shared_ptr<Repository> repository_;
+  std::shared_ptr<DataController> dataController_;
+  std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_, std::nullopt);
+  std::shared_ptr<ManualAppCycle> appCycle_ = std::make_shared<ManualAppCycle>(scheduler_, AppStateCycle::active);
+  std::shared_ptr<platform::URLSession> session_ =
+      platform::URLSession::make(platform::URLSessionConfiguration::defaultSessionConfiguration(), scheduler_);
+  testing::ScriptedSessionMethods scripted_;  // outlives the core, whose interceptors sit on top of it
+  std::shared_ptr<NetworkCore> core_;
+  int screens_ = 0;
+};
+
+// Each of the six factory operations turns a finished task into one "network" event of the current
+// batch: URL split at "?", method, status, sizes sent and received, the creation date in seconds and
+// the time to the completion in milliseconds; failures keep code 0 and the error's text. The
+// application's handler runs once with exactly the values the session gave.
+TEST_F(NetworkCoreTest, EachFactoryOperationRecordsOneEvent) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  const std::string download = writeFile("download.bin", 1234);
+  const auto ok = http("http://api.test/items", 200);
+
+  struct Case {
+    const char* what;
+    std::function<void(platform::URLSession&, HandlerCalls&)> make;
+    std::function<void(testing::ScriptedSessionMethods&, std::size_t)> finish;
+    Json expected;
+  };
+  URLRequest post(*URL::fromString("http://api.test/orders?"));
+  post.httpMethod = "POST";
+  post.httpBody = bytes("1234567");
+  URLRequest put(*URL::fromString("http://api.test/a?x=1?y=2"));
+  put.httpMethod = "PUT";
+  URLRequest putWithBody = put;
+  putWithBody.httpBody = bytes("abc");
+  const Case cases[] = {
+      {"data task of a URL with a query",
+       [](auto& s, auto& h) { s.dataTaskWithURL(*URL::fromString("http://api.test/items?a=1&b=2"), h.dataHandler()); },
+       [&](auto& m, std::size_t i) { m.finishData(i, bytes("hello"), ok, std::nullopt); },
+       {{"host", "http://api.test/items"},
+        {"parameters", "a=1&b=2"},
+        {"method", "GET"},
+        {"code", 200},
+        {"bytesSent", 0},
+        {"bytesReceived", 5},
+        {"error", ""}}},
+      {"data task of a request ending in \"?\"",
+       [&](auto& s, auto& h) { s.dataTaskWithRequest(post, h.dataHandler()); },
+       [&](auto& m, std::size_t i) { m.finishData(i, bytes("ok"), http("http://api.test/orders", 201), std::nullopt); },
+       {{"host", "http://api.test/orders"},
+        {"parameters", ""},
+        {"method", "POST"},
+        {"code", 201},
+        {"bytesSent", 7},
+        {"bytesReceived", 2},
+        {"error", ""}}},
+      {"upload of data: the uploaded bytes are not counted, the middle query piece is lost",
+       [&](auto& s, auto& h) { s.uploadTaskWithRequestFromData(put, Data(100, 1), h.dataHandler()); },
+       [&](auto& m, std::size_t i) { m.finishData(i, Data(), http("http://api.test/a", 500), std::nullopt); },
+       {{"host", "http://api.test/a"},
+        {"parameters", "y=2"},
+        {"method", "PUT"},
+        {"code", 500},
+        {"bytesSent", 0},
+        {"bytesReceived", 0},
+        {"error", ""}}},
+      {"upload of a file: the request's own body is counted",
+       [&](auto& s, auto& h) { s.uploadTaskWithRequestFromFile(putWithBody, URL::fileURL(download), h.dataHandler()); },
+       [&](auto& m, std::size_t i) { m.finishData(i, bytes("done"), http("http://api.test/a", 200), std::nullopt); },
+       {{"host", "http://api.test/a"},
+        {"parameters", "y=2"},
+        {"method", "PUT"},
+        {"code", 200},
+        {"bytesSent", 3},
+        {"bytesReceived", 4},
+        {"error", ""}}},
+      {"download of a URL: the file's size is received",
+       [](auto& s, auto& h) { s.downloadTaskWithURL(*URL::fromString("http://api.test/file"), h.downloadHandler()); },
+       [&](auto& m, std::size_t i) { m.finishDownload(i, download, http("http://api.test/file", 200), std::nullopt); },
+       {{"host", "http://api.test/file"},
+        {"parameters", ""},
+        {"method", "GET"},
+        {"code", 200},
+        {"bytesSent", 0},
+        {"bytesReceived", 1234},
+        {"error", ""}}},
+      {"failed download: no response, code 0 and the error's text",
+       [&](auto& s, auto& h) { s.downloadTaskWithRequest(post, h.downloadHandler()); },
+       [](auto& m, std::size_t i) {
+         m.finishDownload(i, std::nullopt, nullptr, URLError::make(URLError::kNetworkConnectionLost));
+       },
+       {{"host", "http://api.test/orders"},
+        {"parameters", ""},
+        {"method", "POST"},
+        {"code", 0},
+        {"bytesSent", 7},
+        {"bytesReceived", 0},
+        {"error", "The network connection was lost."}}},
+      {"cancelled data task: no data, the error",
+       [](auto& s, auto& h) { s.dataTaskWithURL(*URL::fromString("http://api.test/slow"), h.dataHandler()); },
+       [](auto& m, std::size_t i) { m.finishData(i, std::nullopt, nullptr, URLError::make(URLError::kCancelled)); },
+       {{"host", "http://api.test/slow"},
+        {"parameters", ""},
+        {"method", "GET"},
+        {"code", 0},
+        {"bytesSent", 0},
+        {"bytesReceived", 0},
+        {"error", "cancelled"}}},
+  };
+
+  std::size_t recorded = 0;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    HandlerCalls handler;
+    const double created = scheduler_->now();
+    c.make(*session_, handler);
+    ASSERT_EQ(scripted_.calls().size(), recorded + 1);
+    scheduler_->advance(0.25);
+    c.finish(scripted_, recorded);
+    ++recorded;
+
+    auto events = networkEvents(batch);
+    ASSERT_EQ(events.size(), recorded);
+    Json values = c.expected;
+    values["dateRequest"] = static_cast<std::int64_t>(created);
+    values["duration"] = 250;
+    values["private"] = false;
+    Json expected = Json::object();  // keys in the record's order
+    for (const char* key : {"host", "parameters", "method", "code", "dateRequest", "duration", "bytesSent",
+                            "bytesReceived", "error", "private"}) {
+      expected[key] = values[key];
+    }
+    EXPECT_EQ(events.back()["d"], expected);
+    EXPECT_EQ(events.back()["o"], static_cast<std::int64_t>((scheduler_->now() - batch.viewContext.dateScreen) * 1000));
+    EXPECT_EQ(handler.count, 1);
+  }
+}
+
+// The handler gets the session's own values, untouched: the same response object, the data and the
+// error as given, the download's file still there to read.
+TEST_F(NetworkCoreTest, HandlerGetsTheSessionsOwnValues) {
+  makeCore();
+  showScreen("Home");
+  const std::string file = writeFile("payload.bin", 10);
+  const auto response = http("http://api.test/items", 404);
+
+  HandlerCalls data;
+  session_->dataTaskWithURL(*URL::fromString("http://api.test/items"), data.dataHandler());
+  scripted_.finishData(0, bytes("not here"), response, URLError::make(URLError::kBadServerResponse));
+  EXPECT_EQ(data.count, 1);
+  EXPECT_EQ(data.data, bytes("not here"));
+  EXPECT_EQ(data.response, response);
+  ASSERT_TRUE(data.error);
+  EXPECT_EQ(data.error->code, URLError::kBadServerResponse);
+
+  HandlerCalls download;
+  session_->downloadTaskWithURL(*URL::fromString("http://api.test/file"), download.downloadHandler());
+  scripted_.finishDownload(1, file, response, std::nullopt);
+  EXPECT_EQ(download.count, 1);
+  EXPECT_EQ(download.location, file);
+  EXPECT_EQ(download.response, response);
+  EXPECT_FALSE(download.error);
+  EXPECT_TRUE(std::filesystem::exists(file));
+}
+
+// Requests that are not recorded: the handler still runs once, and the batch holds no "network".
+TEST_F(NetworkCoreTest, DroppedRequestsWriteNothing) {
+  configuration_->editLiveConfiguration(
+      [](LiveConfiguration& live) { live.disableScreenTracking = StringList{"Secret"}; });
+  configuration_->applyLiveConfiguration();
+  makeCore();
+
+  struct Case {
+    const char* what;
+    const char* url;
+    const char* screen = "Home";
+    bool discardTracking = false;
+    bool background = false;
+    bool noData = false;
+  };
+  const Case cases[] = {
+      {"the collection endpoint itself", kCollection},
+      {"a longer path on the collection endpoint", "http://collect.test:8080/asset/?type=zip&wid=prop"},
+      {"a screen listed in disableScreenTracking", "http://api.test/items", "Secret"},
+      {"a screen discarded from tracking", "http://api.test/items", "Home", true},
+      {"a request ending in the background", "http://api.test/items", "Home", false, true},
+      {"neither data nor error", "http://api.test/items", "Home", false, false, true},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const Case& c = cases[i];
+    SCOPED_TRACE(c.what);
+    appCycle_->publish(AppStateCycle::active);
+    BatchContext batch = showScreen(c.screen, c.discardTracking);
+    HandlerCalls handler;
+    session_->dataTaskWithURL(*URL::fromString(c.url), handler.dataHandler());
+    if (c.background) {
+      appCycle_->publish(AppStateCycle::background);
+      scheduler_->runUntilIdle();
+    }
+    if (c.noData) {
+      scripted_.finishData(i, std::nullopt, http(c.url, 204), std::nullopt);
+    } else {
+      scripted_.finishData(i, bytes("x"), http(c.url, 200), std::nullopt);
+    }
+    EXPECT_TRUE(networkEvents(batch).empty());
+    EXPECT_EQ(handler.count, 1);
+  }
+}
+
+// With no batch current nothing is recorded; a request that ends after the screen changed is stored
+// in the batch current when it ends.
+TEST_F(NetworkCoreTest, RequestIsStoredInTheBatchCurrentWhenItEnds) {
+  makeCore();
+  HandlerCalls early;
+  session_->dataTaskWithURL(*URL::fromString("http://api.test/early"), early.dataHandler());
+  scripted_.finishData(0, bytes("x"), http("http://api.test/early", 200), std::nullopt);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(early.count, 1);
+
+  BatchContext first = showScreen("Home");
+  HandlerCalls late;
+  session_->dataTaskWithURL(*URL::fromString("http://api.test/late"), late.dataHandler());
+  BatchContext second = showScreen("Detail");
+  scripted_.finishData(1, bytes("x"), http("http://api.test/late", 200), std::nullopt);
+  EXPECT_TRUE(networkEvents(first).empty());
+  auto events = networkEvents(second);
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]["d"]["host"], "http://api.test/late");
+}
+
+// captureURLParameters false: the host is the part before the "?", the parameters empty.
+TEST_F(NetworkCoreTest, ParametersClearedWhenNotCaptured) {
+  configuration_->editUserConfiguration([](UserConfiguration& user) { user.captureURLParameters = false; });
+  configuration_->applyUserConfiguration();
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  HandlerCalls handler;
+  session_->dataTaskWithURL(*URL::fromString("http://api.test/search?q=secret"), handler.dataHandler());
+  scripted_.finishData(0, bytes("x"), http("http://api.test/search", 200), std::nullopt);
+  auto events = networkEvents(batch);
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]["d"]["host"], "http://api.test/search");
+  EXPECT_EQ(events[0]["d"]["parameters"], "");
+}
+
+// A task made without a handler passes through unseen, and a download whose file can't be measured
+// and that has no error is not reported.
+TEST_F(NetworkCoreTest, UnmeasurableTasksAreNotSeen) {
+  makeCore();
+  BatchContext batch = showScreen("Home");
+  auto task = session_->dataTaskWithURL(*URL::fromString("http://api.test/items"), nullptr);
+  ASSERT_TRUE(task);
+  ASSERT_EQ(scripted_.calls().size(), 1u);
+  EXPECT_FALSE(scripted_.calls()[0].dataHandler);
+
+  HandlerCalls handler;
+  session_->downloadTaskWithURL(*URL::fromString("http://api.test/file"), handler.downloadHandler());
+  scripted_.finishDownload(1, (sandbox_.path() / "gone.bin").string(), http("http://api.test/file", 200), std::nullopt);
+  EXPECT_EQ(handler.count, 1);
+  EXPECT_TRUE(networkEvents(batch).empty());
+}
+
+// Destroying the feature puts every factory operation back and ends its subscriptions; a task made
+// before and finished after still reaches its handler, unrecorded.
+TEST_F(NetworkCoreTest, TeardownRestoresTheOperations) {
+  platform::Class* cls = platform::URLSession::runtimeClass();
+  const char* selectors[] = {platform::URLSession::kDataTaskWithURL,
+                             platform::URLSession::kDataTaskWithRequest,
+                             platform::URLSession::kDownloadTaskWithURL,
+                             platform::URLSession::kDownloadTaskWithRequest,
+                             platform::URLSession::kUploadTaskWithRequestFromData,
+                             platform::URLSession::kUploadTaskWithRequestFromFile};
+  std::vector<platform::IMP> before;
+  for (const char* selector : selectors) before.push_back(cls->instanceMethod(selector)->implementation());
+
+  makeCore();
+  for (std::size_t i = 0; i < std::size(selectors); ++i) {
+    EXPECT_NE(cls->instanceMethod(selectors[i])->implementation(), before[i]) << selectors[i];
+  }
+  EXPECT_EQ(batches_->observerCount(), 1u);
+  BatchContext batch = showScreen("Home");
+  HandlerCalls handler;
+  session_->dataTaskWithURL(*URL::fromString("http://api.test/items"), handler.dataHandler());
+
+  auto feature = std::make_shared<NetworkFeature>(std::move(core_));
+  EXPECT_EQ(feature->key(), "Network");
+  feature.reset();
+  scheduler_->runUntilIdle();
+  for (std::size_t i = 0; i < std::size(selectors); ++i) {
+    EXPECT_EQ(cls->instanceMethod(selectors[i])->implementation(), before[i]) << selectors[i];
+  }
+  EXPECT_EQ(batches_->observerCount(), 0u);
+  EXPECT_EQ(appCycle_->observerCount(), 0u);
+
+  scripted_.finishData(0, bytes("x"), http("http://api.test/items", 200), std::nullopt);
+  EXPECT_EQ(handler.count, 1);
+  EXPECT_TRUE(networkEvents(batch).empty());
+}
+
+// An operation that can't be replaced is logged at developer level with its handle's message; the
+// other five are still measured.
+TEST_F(NetworkCoreTest, OperationThatCannotBeReplacedIsLoggedAndSkipped) {
+  platform::Method* method =
+      platform::URLSession::runtimeClass()->instanceMethod(platform::URLSession::kDataTaskWithURL);
+  platform::IMP scripted = platform::methodSetImplementation(
+      method, platform::Implementation::make<void(platform::Object&)>([](platform::Object&) {}));
+  makeCore();
+  platform::methodSetImplementation(method, scripted);
+
+  EXPECT_TRUE(logs_.contains(
+      "RUM URL Interceptor Handle swizzle error no replaceable method \"dataTaskWithURL:completionHandler:\" on "
+      "NSURLSession",
+      LogLevel::developer));
+  BatchContext batch = showScreen("Home");
+  HandlerCalls unmeasured;
+  session_->dataTaskWithURL(*URL::fromString("http://api.test/a"), unmeasured.dataHandler());
+  HandlerCalls measured;
+  session_->dataTaskWithRequest(URLRequest(*URL::fromString("http://api.test/b")), measured.dataHandler());
+  scripted_.finishData(0, bytes("x"), http("http://api.test/a", 200), std::nullopt);
+  scripted_.finishData(1, bytes("x"), http("http://api.test/b", 200), std::nullopt);
+  auto events = networkEvents(batch);
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]["d"]["host"], "http://api.test/b");
+  EXPECT_EQ(unmeasured.count, 1);
+}
+
+}  // namespace
+}  // namespace obx
