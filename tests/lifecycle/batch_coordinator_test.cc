@@ -155,7 +155,12 @@ TEST(BatchCoordinatorRace, NoCycleOutlivesAStop) {
     return published.empty() ? std::string() : published.back();
   };
 
-  constexpr int kRounds = 400;
+  constexpr int kRounds = 2000;
+  const std::string lastScreen = "S" + std::to_string(kRounds - 1);
+  auto sawLastScreen = [&] {
+    std::lock_guard lock(mutex);
+    return std::find(published.begin(), published.end(), lastScreen) != published.end();
+  };
   std::atomic<int> finished{0};
   platform::DispatchQueue::makeSerial(scheduler, "test.screens")->async([&] {
     for (int i = 0; i < kRounds; ++i) {
@@ -165,20 +170,15 @@ TEST(BatchCoordinatorRace, NoCycleOutlivesAStop) {
     }
     ++finished;
   });
+  // Stops and starts for as long as the screen changes are handled, so that the two overlap.
   platform::DispatchQueue::makeSerial(scheduler, "test.starts")->async([&] {
-    for (int i = 0; i < kRounds; ++i) {
+    while (!sawLastScreen()) {
       coordinator->stop();
       coordinator->start(0);
     }
     ++finished;
   });
-  ASSERT_TRUE(scheduler->runMainLoop(
-      [&] {
-        if (finished.load() != 2) return false;
-        std::lock_guard lock(mutex);
-        return std::find(published.begin(), published.end(), "S" + std::to_string(kRounds - 1)) != published.end();
-      },
-      30.0));
+  ASSERT_TRUE(scheduler->runMainLoop([&] { return finished.load() == 2; }, 60.0));
   // Screen changes still queued may start a cycle again, as a new screen does: wait for the last one.
   scheduler->runMainLoop([] { return false; }, 0.05);
   const std::size_t beforeStop = count();
