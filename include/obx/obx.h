@@ -8,9 +8,9 @@
  * (OBX_MAIN_QUEUE_SDK_THREAD) initialization starts a thread of the SDK's own that serves it, and
  * the host need do nothing. A host that wants that work on its own UI thread, as a UI toolkit host
  * does, initializes with OBX_MAIN_QUEUE_HOST_DRAINS and calls obx_main_queue_drain() from its loop,
- * at least every frame; until it does, screen starts wait. No function here waits for the SDK's
- * queues, and no delegate callback is ever made on a host's thread: not inside any call of this API
- * (obx_main_queue_drain included), and never with the SDK waiting for the callback to return. */
+ * at least every frame; until it does, screen starts wait. No function here waits for the main
+ * queue or for a callback, and no delegate callback is ever made on a host's thread: not inside any
+ * call of this API (obx_main_queue_drain included), and never with the SDK waiting for it to return. */
 #ifndef OBX_OBX_H
 #define OBX_OBX_H
 

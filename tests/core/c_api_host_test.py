@@ -178,9 +178,13 @@ def events_of(screen_events, kind):
     return [event for event in screen_events if event.get("t") == kind]
 
 
+def payloads_of(screen_events, kind, *keys):
+    return [tuple(event.get("d", {}).get(key) for key in keys) for event in events_of(screen_events, kind)]
+
+
 def screen_name(screen_events):
-    screens = events_of(screen_events, "screen")
-    return screens[0].get("n") if screens else None
+    names = payloads_of(screen_events, "screen", "sN")
+    return names[0][0] if names else None
 
 
 def journey(lib, host, collector):
@@ -198,7 +202,7 @@ def journey(lib, host, collector):
     initial = owned_text(lib, lib.obx_initialize_multiplatform_with_delegate(ctypes.byref(configuration),
                                                                               ctypes.byref(platform),
                                                                               ctypes.byref(host.table)))
-    check(initial is not None and "maxTimeFileSaved" in json.loads(initial),
+    check(initial is not None and "useLiveConfiguration" in json.loads(initial),
           "initialization returned no live configuration: %r" % initial)
 
     lib.obx_start_new_screen(b"HomeScreen", False)
@@ -257,18 +261,18 @@ def journey(lib, host, collector):
           "screens stored in order: %r" % [screen_name(screen) for screen in screens])
     if len(screens) == 2:
         home, cart = screens
-        check([(g.get("conid"), g.get("value")) for g in events_of(home, "goal")] == [("bought", 9.5)],
+        check(payloads_of(home, "goal", "conid", "conv") == [("bought", 9.5)],
               "HomeScreen goals: %r" % events_of(home, "goal"))
-        check([(d.get("name"), d.get("value")) for d in events_of(home, "dimension")] == [("plan", "gold")],
+        check(payloads_of(home, "dimension", "name", "value") == [("plan", "gold")],
               "HomeScreen dimensions: %r" % events_of(home, "dimension"))
-        check([e.get("text") for e in events_of(home, "applicationError")] == ["card declined"],
+        check(payloads_of(home, "applicationError", "error") == [("card declined",)],
               "HomeScreen errors: %r" % events_of(home, "applicationError"))
-        check([(g.get("conid"), g.get("value")) for g in events_of(cart, "goal")] == [("checkout", 2.0)],
+        check(payloads_of(cart, "goal", "conid", "conv") == [("checkout", 2.0)],
               "CartScreen goals: %r" % events_of(cart, "goal"))
         for name, screen in (("HomeScreen", home), ("CartScreen", cart)):
             kinds = [event.get("t") for event in screen]
-            for kind in ("session", "batch", "screen", "applicationEnd"):
-                check(kind in kinds, "%s arrived without %s: %r" % (name, kind, kinds))
+            check(kinds[:3] == ["session", "screen", "aM"] and kinds[-1] == "aE",
+                  "%s arrived with the events %r" % (name, kinds))
     return failures
 
 

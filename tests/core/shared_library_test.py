@@ -5,6 +5,7 @@ include/obx/obx.h declares, and its SONAME carries the version.
 Usage: shared_library_test.py LIBOBX_SO OBX_H SONAME
 """
 
+import pathlib
 import re
 import subprocess
 import sys
@@ -21,7 +22,7 @@ def defined_dynamic_symbols(library):
 
 
 def declared_functions(header):
-    text = open(header, encoding="utf-8").read()
+    text = pathlib.Path(header).read_text(encoding="utf-8")
     text = re.sub(r"/\*.*?\*/", "", text, flags=re.S)
     return set(re.findall(r"\b(obx_\w+)\s*\(", text))
 
