@@ -190,15 +190,14 @@ TEST(RealScheduler, MainQueueServedOnItsOwnThread) {
   Latch done(1);
   for (int i = 0; i < 50; ++i) {
     main->async([&, i] {
-      worker->sync([] {});
       std::lock_guard lock(mutex);
       order.push_back(i);
       threads.push_back(std::this_thread::get_id());
       if (i == 49) done.countDown();
     });
   }
-  worker->sync([&] { main->sync([] {}); });
   ASSERT_TRUE(done.wait());
+  worker->sync([&] { main->sync([] {}); });
   std::lock_guard lock(mutex);
   ASSERT_EQ(order.size(), 50u);
   for (int i = 0; i < 50; ++i) EXPECT_EQ(order[i], i);
