@@ -1,6 +1,8 @@
-# Installation: the public headers, the static library of each layer with a CMake package
-# (find_package(obx), target obx::obx) and a pkg-config file (obx.pc). The libraries are static, so
-# their dependencies travel with them: the package finds them again, the .pc file requires them.
+# Installation: the public headers; the static library of each layer and libobx.so with its SONAME
+# link; a CMake package (find_package(obx)) with obx::obx, the static SDK (C++ and C API), and
+# obx::shared, libobx.so (C API); pkg-config files obx.pc for libobx.so and obx-static.pc for the
+# static libraries. Static libraries bring no dependencies of their own: the package finds them
+# again and obx-static.pc requires them. libobx.so records its own.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -9,8 +11,13 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/obx DESTINATION ${CMAKE_INSTALL_
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h")
 get_property(OBX_LAYER_TARGETS GLOBAL PROPERTY OBX_LAYER_TARGETS)
-install(TARGETS obx ${OBX_LAYER_TARGETS} EXPORT obxTargets
+set(OBX_INSTALLED_TARGETS obx ${OBX_LAYER_TARGETS})
+if(TARGET obx_shared)
+  list(APPEND OBX_INSTALLED_TARGETS obx_shared)
+endif()
+install(TARGETS ${OBX_INSTALLED_TARGETS} EXPORT obxTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT obxTargets NAMESPACE obx:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/obx)
 
@@ -28,5 +35,9 @@ foreach(target ${OBX_LAYER_TARGETS})
   set(OBX_PC_LIBS "-l${target} ${OBX_PC_LIBS}")
 endforeach()
 string(STRIP "${OBX_PC_LIBS}" OBX_PC_LIBS)
-configure_file(${CMAKE_CURRENT_LIST_DIR}/obx.pc.in ${CMAKE_CURRENT_BINARY_DIR}/obx.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/obx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/obx-static.pc.in ${CMAKE_CURRENT_BINARY_DIR}/obx-static.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/obx-static.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(TARGET obx_shared)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/obx.pc.in ${CMAKE_CURRENT_BINARY_DIR}/obx.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/obx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()

@@ -1,7 +1,16 @@
 /* C API of the OBX SDK, for hosts that bind through a C ABI (FFI, JSI, P/Invoke).
  * Every function may be called from any thread and never fails loudly: bad input is logged and
  * ignored. Strings are UTF-8 and NUL-terminated; strings returned by the SDK are owned by the caller
- * and released with obx_string_free. */
+ * and released with obx_string_free. The functions declared here are what libobx.so exports.
+ *
+ * Threads. The SDK has a main queue: the work it must do on the UI thread of the application, such
+ * as the start of each screen. A host bound through this API has no loop of the SDK's, so by default
+ * (OBX_MAIN_QUEUE_SDK_THREAD) initialization starts a thread of the SDK's own that serves it, and
+ * the host need do nothing. A host that wants that work on its own UI thread, as a UI toolkit host
+ * does, initializes with OBX_MAIN_QUEUE_HOST_DRAINS and calls obx_main_queue_drain() from its loop,
+ * at least every frame; until it does, screen starts wait. No function here waits for the main
+ * queue or for a callback, and no delegate callback is ever made on a host's thread: not inside any
+ * call of this API (obx_main_queue_drain included), and never with the SDK waiting for it to return. */
 #ifndef OBX_OBX_H
 #define OBX_OBX_H
 
@@ -10,6 +19,10 @@
 
 #ifdef __cplusplus
 extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
 #endif
 
 typedef enum {
@@ -33,6 +46,12 @@ typedef enum {
   OBX_MASK_ALL = 4
 } obx_mask_automatic;
 
+/* Who serves the SDK's main queue (see Threads above). */
+typedef enum {
+  OBX_MAIN_QUEUE_SDK_THREAD = 0,
+  OBX_MAIN_QUEUE_HOST_DRAINS = 1
+} obx_main_queue_mode;
+
 typedef struct {
   const char* account;
   const char* property;
@@ -45,6 +64,8 @@ typedef struct {
   /* Optional custom endpoint; both NULL keeps the production endpoint. */
   const char* custom_base_url;
   const char* custom_relay_url;
+  /* Decided by the first initialization; 0 (zeroed memory) is the SDK's own thread. */
+  obx_main_queue_mode main_queue;
 } obx_configuration;
 
 typedef struct {
@@ -77,7 +98,9 @@ typedef struct {
 } obx_performance_multiplatform;
 
 /* The delegate of a multiplatform host: each callback may be NULL, and receives `user_data` first.
- * Calls arrive on the SDK's own threads, never on the host's main thread, and must not block.
+ * Calls arrive one at a time, in order, on a thread of the SDK's own, never on the host's main
+ * thread nor inside a call of this API; a callback that blocks holds back only the callbacks after
+ * it.
  * Every pointer handed to a callback is owned by the SDK and valid only until the callback returns.
  * `live_config` receives the live configuration as one JSON object whose keys are the field names
  * of the multiplatform record (ipHandling, useLiveConfiguration, experienceDataSampleMethod, ...,
@@ -134,6 +157,9 @@ bool obx_mobile_data_enable(void);
 
 /* The current session's public ID, or NULL. */
 char* obx_session_id(void);
+/* The current session's portal link, or NULL until the live configuration has arrived and while
+ * the session is out of sample. */
+char* obx_session_url(void);
 char* obx_web_view_properties(void);
 char* obx_sdk_version(void);
 /* The host application's version as its bundle gives it, or NULL. */
@@ -146,6 +172,15 @@ typedef void (*obx_session_url_callback)(void* user_data, const char* url);
 void obx_set_session_url_callback(obx_session_url_callback callback, void* user_data);
 void obx_save_log(const char* message);
 void obx_string_free(char* text);
+
+/* For a host initialized with OBX_MAIN_QUEUE_HOST_DRAINS: runs the main-queue work that is ready
+ * now on the calling thread, always the same one (the host's UI thread), and returns how many blocks
+ * ran. It never waits for the SDK and never calls the delegate. Otherwise it runs nothing: 0. */
+int32_t obx_main_queue_drain(void);
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 
 #ifdef __cplusplus
 }

@@ -6,8 +6,10 @@
 
 #include "base/logger.h"
 #include "core/c_delegate_adapter.h"
+#include "core/c_host_main_queue.h"
 #include "core/core.h"
 #include "obx/facade.h"
+#include "platform/dispatch/scheduler.h"
 
 namespace {
 
@@ -73,12 +75,33 @@ std::optional<obx::Configuration> configurationFrom(const obx_configuration* c) 
   return configuration;
 }
 
+// Settles who serves the main queue before the SDK starts, so that work it queues there at start-up
+// already has a server. An unknown mode is logged and the SDK serves the queue itself.
+void adoptMainQueue(const obx_configuration& c) {
+  const long long raw = rawValue(c.main_queue);
+  auto mode = obx::CHostMainQueue::Mode::sdkThread;
+  if (raw == OBX_MAIN_QUEUE_HOST_DRAINS) {
+    mode = obx::CHostMainQueue::Mode::hostDrains;
+  } else if (raw != OBX_MAIN_QUEUE_SDK_THREAD) {
+    obx::Logger::log("OmbrixOBX unknown main queue mode " + std::to_string(raw) + ", the SDK serves its main queue",
+                     obx::LogLevel::public_);
+  }
+  try {
+    obx::CHostMainQueue::shared().adopt(mode, obx::platform::defaultScheduler());
+  } catch (...) {
+    obx::Logger::log("OmbrixOBX could not start its main queue", obx::LogLevel::public_);
+  }
+}
+
 }  // namespace
 
 extern "C" {
 
 void obx_initialize(const obx_configuration* configuration) {
-  if (auto built = configurationFrom(configuration)) obx::OBX::initialize(*built);
+  auto built = configurationFrom(configuration);
+  if (!built) return;
+  adoptMainQueue(*configuration);
+  obx::OBX::initialize(*built);
 }
 
 void obx_initialize_multiplatform(const obx_configuration* configuration, const obx_platform* platform) {
@@ -103,6 +126,7 @@ char* obx_initialize_multiplatform_with_delegate(const obx_configuration* config
     host.version = text(platform->version);
     host.language = text(platform->language);
   }
+  adoptMainQueue(*configuration);
   // The SDK always holds the one adapter; obx_set_delegate changes only what the adapter calls.
   auto live = obx::OBX::initialize(*built, host, obx::CDelegateAdapter::shared());
   try {
@@ -173,6 +197,13 @@ void obx_capture_url_parameters(bool value) { obx::OBX::captureURLParameters(val
 void obx_set_mobile_data_enable(bool value) { obx::OBX::setMobileDataEnable(value); }
 bool obx_mobile_data_enable(void) { return obx::OBX::mobileDataEnable(); }
 char* obx_session_id(void) { return copyOut(obx::OBX::sessionId()); }
+char* obx_session_url(void) {
+  try {
+    return copyOut(obx::Core::shared()->sessionURL());
+  } catch (...) {
+    return nullptr;
+  }
+}
 char* obx_web_view_properties(void) { return copyOut(obx::OBX::webViewProperties()); }
 char* obx_sdk_version(void) { return copyOut(obx::OBX::sdkVersion()); }
 char* obx_app_version(void) { return copyOut(obx::OBX::appVersion()); }
@@ -188,5 +219,13 @@ void obx_set_session_url_callback(obx_session_url_callback callback, void* user_
 }
 void obx_save_log(const char* message) { obx::OBX::saveLog(text(message)); }
 void obx_string_free(char* value) { std::free(value); }
+
+int32_t obx_main_queue_drain(void) {
+  try {
+    return static_cast<int32_t>(obx::CHostMainQueue::shared().drain());
+  } catch (...) {
+    return 0;
+  }
+}
 
 }  // extern "C"

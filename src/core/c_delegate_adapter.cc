@@ -68,15 +68,37 @@ const std::shared_ptr<CDelegateAdapter>& CDelegateAdapter::shared() {
   return *adapter;
 }
 
+CDelegateAdapter::CDelegateAdapter(std::shared_ptr<platform::Scheduler> scheduler) : scheduler_(std::move(scheduler)) {}
+
 void CDelegateAdapter::setTable(const obx_delegate* table) {
   table_.set(table ? std::optional<obx_delegate>(*table) : std::nullopt);
 }
 
 bool CDelegateAdapter::hasTable() const { return table_.get().has_value(); }
 
+std::shared_ptr<platform::DispatchQueue> CDelegateAdapter::queue() {
+  auto scheduler = scheduler_ ? scheduler_ : platform::defaultScheduler();
+  std::lock_guard lock(queueMutex_);
+  // Only a test replaces the default scheduler; the queue follows it.
+  if (!queue_ || queue_->scheduler() != scheduler) {
+    queue_ = platform::DispatchQueue::makeSerial(scheduler, "obx.ombrix.c-delegate");
+  }
+  return queue_;
+}
+
+void CDelegateAdapter::post(std::function<void(const obx_delegate&)> call) {
+  if (!hasTable()) return;
+  // The adapter lives as long as the process or, in a test, as long as its owner keeps it.
+  std::weak_ptr<CDelegateAdapter> weak = weak_from_this();
+  queue()->async([weak, call = std::move(call)] {
+    auto self = weak.lock();
+    if (!self) return;
+    // The table of the moment of the call, so that a table removed meanwhile is not called.
+    if (auto table = self->table_.get()) call(*table);
+  });
+}
+
 void CDelegateAdapter::liveConfig(const LiveConfigurationMultiplatform& configuration) {
-  auto table = table_.get();
-  if (!table || !table->live_config) return;
   std::string text;
   try {
     text = liveConfigurationJSON(configuration);
@@ -84,32 +106,36 @@ void CDelegateAdapter::liveConfig(const LiveConfigurationMultiplatform& configur
     Logger::log(std::string("Live configuration not passed to the delegate: ") + error.what(), LogLevel::developer);
     return;
   }
-  table->live_config(table->user_data, text.c_str());
+  post([text = std::move(text)](const obx_delegate& table) {
+    if (table.live_config) table.live_config(table.user_data, text.c_str());
+  });
 }
 
 void CDelegateAdapter::performance(const PerformanceMultiplatform& performance) {
-  auto table = table_.get();
-  if (!table || !table->performance) return;
-  std::vector<obx_device_stressed_type> stressed;
-  stressed.reserve(performance.isStressed.size());
-  for (DeviceStressedTypeFlutter type : performance.isStressed) {
-    stressed.push_back(static_cast<obx_device_stressed_type>(static_cast<int>(type)));
-  }
-  obx_performance_multiplatform record{stressed.empty() ? nullptr : stressed.data(),
-                                       static_cast<int32_t>(stressed.size()),
-                                       performance.cpu,
-                                       performance.memory,
-                                       performance.battery,
-                                       static_cast<int32_t>(performance.threads),
-                                       performance.maxMemory};
-  table->performance(table->user_data, &record);
+  post([performance](const obx_delegate& table) {
+    if (!table.performance) return;
+    std::vector<obx_device_stressed_type> stressed;
+    stressed.reserve(performance.isStressed.size());
+    for (DeviceStressedTypeFlutter type : performance.isStressed) {
+      stressed.push_back(static_cast<obx_device_stressed_type>(static_cast<int>(type)));
+    }
+    obx_performance_multiplatform record{stressed.empty() ? nullptr : stressed.data(),
+                                         static_cast<int32_t>(stressed.size()),
+                                         performance.cpu,
+                                         performance.memory,
+                                         performance.battery,
+                                         static_cast<int32_t>(performance.threads),
+                                         performance.maxMemory};
+    table.performance(table.user_data, &record);
+  });
 }
 
 void CDelegateAdapter::sampling(const SamplingMultiplatform& sampling) {
-  auto table = table_.get();
-  if (!table || !table->sampling) return;
-  obx_sampling_multiplatform record{sampling.stopTrackingDueToSampling, sampling.stopRecordingDueToSampling};
-  table->sampling(table->user_data, &record);
+  post([sampling](const obx_delegate& table) {
+    if (!table.sampling) return;
+    obx_sampling_multiplatform record{sampling.stopTrackingDueToSampling, sampling.stopRecordingDueToSampling};
+    table.sampling(table.user_data, &record);
+  });
 }
 
 }  // namespace obx

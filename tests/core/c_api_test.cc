@@ -57,7 +57,7 @@ class CDelegateTest : public ::testing::Test {
   std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
       Configuration("acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false),
       Platform{PlatformType::flutter, "3.1.0", "Dart"}, scheduler_);
-  std::shared_ptr<CDelegateAdapter> adapter_ = std::make_shared<CDelegateAdapter>();
+  std::shared_ptr<CDelegateAdapter> adapter_ = std::make_shared<CDelegateAdapter>(scheduler_);
   HostRecord host_;
 
   void SetUp() override {
@@ -69,6 +69,7 @@ class CDelegateTest : public ::testing::Test {
     auto decoded = SessionConfiguration::decode(document);
     ASSERT_TRUE(decoded) << document;
     configuration_->updateLiveConfiguration(*decoded);
+    scheduler_->runUntilIdle();
   }
 };
 
@@ -93,6 +94,7 @@ TEST_F(CDelegateTest, LiveConfigurationArrivesAsJSON) {
 
   // Nothing from the server: only the fallback's values and the stored defaults.
   configuration_->fallBackToCachedConfiguration();
+  scheduler_->runUntilIdle();
   ASSERT_EQ(host_.liveConfigs.size(), 2u);
   EXPECT_EQ(nlohmann::ordered_json::parse(host_.liveConfigs[1]),
             nlohmann::ordered_json::parse(R"({"useLiveConfiguration": false, "showLocalLogs": false,
@@ -100,15 +102,18 @@ TEST_F(CDelegateTest, LiveConfigurationArrivesAsJSON) {
 }
 
 // Retention tells the host each step: forced in while the server keeps replay out, then replay too;
-// forced out stops both.
+// forced out stops both. The host hears nothing inside its own call, only from the delegate queue.
 TEST_F(CDelegateTest, SamplingDecisionsReachTheHost) {
   serverSends(R"({"qv_sessCookieFlags": 2, "replaySessFlags": 2})");
   configuration_->setRetention(true);
+  EXPECT_TRUE(host_.samplings.empty());
+  scheduler_->runUntilIdle();
   EXPECT_EQ(host_.samplings, (std::vector<std::pair<bool, bool>>{{false, true}, {false, false}}));
 
   host_.samplings.clear();
   configuration_->editCommon([](Common& common) { common.isUserRetention = false; });
   configuration_->setRetention(false);
+  scheduler_->runUntilIdle();
   EXPECT_EQ(host_.samplings, (std::vector<std::pair<bool, bool>>{{true, true}, {true, true}}));
 }
 
@@ -117,6 +122,7 @@ TEST_F(CDelegateTest, PerformanceBecomesACStruct) {
   adapter_->performance(PerformanceMultiplatform{{DeviceStressedTypeFlutter::memory, DeviceStressedTypeFlutter::cpu},
                                                  0.25, 120.5, 0.8, 8, 16384.0});
   adapter_->performance(PerformanceMultiplatform{});
+  scheduler_->runUntilIdle();
   ASSERT_EQ(host_.performances.size(), 2u);
   EXPECT_EQ(host_.stressed[0], (std::vector<int>{1, 2}));
   EXPECT_EQ(host_.performances[0].is_stressed_count, 2);
@@ -138,6 +144,7 @@ TEST_F(CDelegateTest, TableCanBeReplacedOrRemoved) {
   serverSends("{}");
   adapter_->performance(PerformanceMultiplatform{});
   configuration_->setRetention(false);
+  scheduler_->runUntilIdle();
   EXPECT_TRUE(host_.liveConfigs.empty());
   EXPECT_TRUE(other.liveConfigs.empty());
   EXPECT_TRUE(other.performances.empty());
@@ -147,26 +154,45 @@ TEST_F(CDelegateTest, TableCanBeReplacedOrRemoved) {
   adapter_->setTable(nullptr);
   EXPECT_FALSE(adapter_->hasTable());
   adapter_->sampling(SamplingMultiplatform{true, true});
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(other.samplings.size(), 2u);
+
+  // A call told while a table was installed, still queued when the table goes, is not made.
+  adapter_->setTable(&partial);
+  adapter_->sampling(SamplingMultiplatform{true, true});
+  adapter_->setTable(nullptr);
+  scheduler_->runUntilIdle();
   EXPECT_EQ(other.samplings.size(), 2u);
 }
 
 // The public setter drives the process-wide adapter; refused initializations return no text.
 TEST(CAPITest, SetterAndRefusedInitialization) {
+  auto scheduler = platform::ManualScheduler::make();
+  struct Restore {
+    ~Restore() {
+      obx_set_delegate(nullptr);
+      platform::setDefaultScheduler(nullptr);
+    }
+  } restore;
+  platform::setDefaultScheduler(scheduler);
   HostRecord host;
   obx_delegate table = tableFor(host);
   obx_set_delegate(&table);
   CDelegateAdapter::shared()->sampling(SamplingMultiplatform{true, false});
+  scheduler->runUntilIdle();
   EXPECT_EQ(host.samplings, (std::vector<std::pair<bool, bool>>{{true, false}}));
   obx_set_delegate(nullptr);
   CDelegateAdapter::shared()->sampling(SamplingMultiplatform{false, false});
+  scheduler->runUntilIdle();
   EXPECT_EQ(host.samplings.size(), 1u);
 
   testing::LogCapture logs;
   obx_configuration noAccount{nullptr, "prop", OBX_CONSENT_ANALYTICS, false, true, false, false, false, nullptr,
-                              nullptr};
+                              nullptr, OBX_MAIN_QUEUE_SDK_THREAD};
   EXPECT_EQ(obx_initialize_multiplatform_with_delegate(&noAccount, nullptr, &table), nullptr);
   EXPECT_TRUE(logs.contains("OmbrixOBX cannot initialize without an account and a property", LogLevel::public_));
-  obx_configuration valid{"acc", "prop", OBX_CONSENT_ANALYTICS, false, true, false, false, false, nullptr, nullptr};
+  obx_configuration valid{"acc", "prop", OBX_CONSENT_ANALYTICS, false, true, false, false, false, nullptr, nullptr,
+                          OBX_MAIN_QUEUE_SDK_THREAD};
   obx_platform unknown{static_cast<obx_platform_type>(9), "1.0", "Dart"};
   EXPECT_EQ(obx_initialize_multiplatform_with_delegate(&valid, &unknown, nullptr), nullptr);
   EXPECT_TRUE(logs.contains("OmbrixOBX unknown platform type 9", LogLevel::public_));

@@ -174,5 +174,36 @@ TEST(RealScheduler, MainQueueRunsOnTheLoopThread) {
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
+// Served on the scheduler's own thread, the main queue runs without anyone draining it, in order,
+// always on that one thread, and a worker block that waits for the main queue (as a screen start
+// does) completes.
+TEST(RealScheduler, MainQueueServedOnItsOwnThread) {
+  auto scheduler = std::make_shared<RealScheduler>();
+  scheduler->serveMainOnOwnThread();
+  scheduler->serveMainOnOwnThread();
+  EXPECT_TRUE(scheduler->servesMainOnOwnThread());
+  auto main = scheduler->mainQueue();
+  auto worker = DispatchQueue::makeSerial(scheduler, "test.worker");
+  std::mutex mutex;
+  std::vector<int> order;
+  std::vector<std::thread::id> threads;
+  Latch done(1);
+  for (int i = 0; i < 50; ++i) {
+    main->async([&, i] {
+      std::lock_guard lock(mutex);
+      order.push_back(i);
+      threads.push_back(std::this_thread::get_id());
+      if (i == 49) done.countDown();
+    });
+  }
+  ASSERT_TRUE(done.wait());
+  worker->sync([&] { main->sync([] {}); });
+  std::lock_guard lock(mutex);
+  ASSERT_EQ(order.size(), 50u);
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(order[i], i);
+  for (const auto& thread : threads) EXPECT_EQ(thread, threads.front());
+  EXPECT_NE(threads.front(), std::this_thread::get_id());
+}
+
 }  // namespace
 }  // namespace obx::platform

@@ -24,8 +24,13 @@ RealScheduler::~RealScheduler() {
     workers.swap(state_->workers);
   }
   { std::lock_guard lock(state_->timerMutex); }
+  {
+    std::lock_guard lock(state_->mainMutex);
+    state_->mainStopping = true;
+  }
   state_->poolReady.notify_all();
   state_->timerChanged.notify_all();
+  state_->mainReady.notify_all();
   // The last reference may be dropped on one of our own threads: that one finishes on its own.
   const auto self = std::this_thread::get_id();
   for (auto& worker : workers) {
@@ -35,10 +40,13 @@ RealScheduler::~RealScheduler() {
       worker.join();
     }
   }
-  if (timerThread_.get_id() == self) {
-    timerThread_.detach();
-  } else {
-    timerThread_.join();
+  for (std::thread* thread : {&timerThread_, &mainThread_}) {
+    if (!thread->joinable()) continue;
+    if (thread->get_id() == self) {
+      thread->detach();
+    } else {
+      thread->join();
+    }
   }
 }
 
@@ -114,18 +122,44 @@ void RealScheduler::executeOnMain(Block runnable) {
   state_->mainReady.notify_all();
 }
 
-std::size_t RealScheduler::drainMain() {
+std::size_t RealScheduler::drainMain() { return drainMain(*state_); }
+
+std::size_t RealScheduler::drainMain(State& state) {
   std::size_t count = 0;
   for (;;) {
     Block next;
     {
-      std::lock_guard lock(state_->mainMutex);
-      if (state_->mainWork.empty()) return count;
-      next = std::move(state_->mainWork.front());
-      state_->mainWork.pop_front();
+      std::lock_guard lock(state.mainMutex);
+      if (state.mainWork.empty()) return count;
+      next = std::move(state.mainWork.front());
+      state.mainWork.pop_front();
     }
     next();
+    next = nullptr;
     ++count;
+  }
+}
+
+void RealScheduler::serveMainOnOwnThread() {
+  std::lock_guard lock(mainThreadMutex_);
+  if (mainThread_.joinable()) return;
+  auto state = state_;
+  mainThread_ = std::thread([state] { mainLoop(state); });
+}
+
+bool RealScheduler::servesMainOnOwnThread() const {
+  std::lock_guard lock(mainThreadMutex_);
+  return mainThread_.joinable();
+}
+
+void RealScheduler::mainLoop(const std::shared_ptr<State>& state) {
+  for (;;) {
+    {
+      std::unique_lock lock(state->mainMutex);
+      state->mainReady.wait(lock, [&] { return state->mainStopping || !state->mainWork.empty(); });
+      if (state->mainStopping) return;
+    }
+    drainMain(*state);
   }
 }
 

@@ -1,5 +1,6 @@
 // RealScheduler: worker threads run the queues, a timer thread fires delayed work, and the main
-// queue is served by whichever thread the host lends to runMainLoop / drainMain (its main loop).
+// queue is served by whichever thread the host lends to runMainLoop / drainMain (its main loop), or,
+// for a host without a loop of ours, by a thread of the scheduler's own (serveMainOnOwnThread).
 // The pool grows when every worker is busy, so a block that waits in `sync` on another queue never
 // starves that queue.
 #pragma once
@@ -36,6 +37,10 @@ class RealScheduler final : public Scheduler {
   bool runMainLoop(const std::function<bool()>& done, double timeoutSeconds);
   // Runs the main-queue blocks that are ready now, on the calling thread.
   std::size_t drainMain();
+  // From now on a thread of the scheduler's own serves the main queue, until the scheduler goes.
+  // Idempotent. The host must then not serve it too.
+  void serveMainOnOwnThread();
+  bool servesMainOnOwnThread() const;
 
  private:
   using SteadyTime = std::chrono::steady_clock::time_point;
@@ -58,14 +63,19 @@ class RealScheduler final : public Scheduler {
     std::mutex mainMutex;
     std::condition_variable mainReady;
     std::deque<Block> mainWork;
+    bool mainStopping = false;
   };
 
   static void workerLoop(const std::shared_ptr<State>& state);
   static void timerLoop(const std::shared_ptr<State>& state);
+  static void mainLoop(const std::shared_ptr<State>& state);
+  static std::size_t drainMain(State& state);
 
   SystemClock clock_;
   std::shared_ptr<State> state_;
   std::thread timerThread_;
+  mutable std::mutex mainThreadMutex_;
+  std::thread mainThread_;
 };
 
 }  // namespace obx::platform
