@@ -1,5 +1,5 @@
 // Costs on the producer's thread: a Notifier publication with ten observers (it only enqueues), and
-// a log call whose level hides the line (the line is still formatted, as every line is).
+// a log call whose level hides the line, beside its reference: the bare level check that decides it.
 #include <benchmark/benchmark.h>
 
 #include "base/logger.h"
@@ -30,5 +30,16 @@ void BM_LoggerHiddenLine(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_LoggerHiddenLine);
+
+// Reference for the line above: what a caller would pay to test the level itself.
+void BM_LoggerLevelCheckReference(benchmark::State& state) {
+  obx::Logger::setLevel(obx::LogLevel::public_);
+  for (auto _ : state) {
+    bool shown = static_cast<int>(obx::Logger::level()) >= static_cast<int>(obx::LogLevel::developer);
+    benchmark::DoNotOptimize(shown);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_LoggerLevelCheckReference);
 
 }  // namespace

@@ -17,6 +17,9 @@ struct LoggerState {
   std::atomic<int> level{static_cast<int>(LogLevel::public_)};
   std::atomic<bool> showLocalLogs{false};
   std::atomic<bool> allowLogs{false};
+  // Mirrors of the guarded fields below, so a line nobody takes is dropped without the mutex.
+  std::atomic<bool> hasIdentity{false};
+  std::atomic<bool> hasObserver{false};
   std::mutex mutex;  // guards the fields below
   std::optional<std::string> identity;
   Logger::LineObserver observer;
@@ -60,6 +63,12 @@ std::shared_ptr<platform::DispatchQueue> writeQueue() {
 
 void Logger::log(const std::string& message, LogLevel level) {
   try {
+    // Checked before the line is built: a line that the console, the log file and the observer
+    // would all refuse costs a few atomic loads.
+    auto& s = state();
+    const bool printed = s.level.load(std::memory_order_relaxed) >= static_cast<int>(level);
+    const bool filed = s.allowLogs.load(std::memory_order_relaxed) && s.hasIdentity.load(std::memory_order_relaxed);
+    if (!printed && !filed && !s.hasObserver.load(std::memory_order_relaxed)) return;
     auto now = platform::defaultScheduler()->clock().now();
     std::string line = "<OmbrixOBX " + platform::formatDate(now, "yyyy-MM-dd HH:mm:ss") + ">: " + message;
     saveLog(line);
@@ -112,11 +121,13 @@ std::optional<std::string> Logger::logIdentity() {
 
 void Logger::setLogIdentity(std::optional<std::string> identity) {
   std::lock_guard lock(state().mutex);
+  state().hasIdentity.store(identity.has_value());
   state().identity = std::move(identity);
 }
 
 void Logger::setLineObserver(LineObserver observer) {
   std::lock_guard lock(state().mutex);
+  state().hasObserver.store(static_cast<bool>(observer));
   state().observer = std::move(observer);
 }
 

@@ -200,6 +200,41 @@ TEST_F(LoggerTest, LogFileOnlyWhenAllowedAndIdentified) {
   EXPECT_EQ(text.find("not allowed"), std::string::npos);
 }
 
+// A line hidden by the level is still built for every taker that wants it: the observer, and the
+// log file when allowed and identified; hidden from all, it reaches none of them.
+TEST_F(LoggerTest, HiddenLineStillReachesItsTakers) {
+  struct Case {
+    bool observer;
+    bool allowLogs;
+    bool identity;
+    bool expectObserved;
+    bool expectFiled;
+  };
+  const Case cases[] = {
+      {true, false, false, true, false},
+      {false, true, true, false, true},
+      {true, true, true, true, true},
+      {false, true, false, false, false},
+      {false, false, true, false, false},
+  };
+  for (const auto& c : cases) {
+    std::filesystem::remove_all(root_);
+    std::vector<std::string> observed;
+    if (c.observer) {
+      Logger::setLineObserver([&observed](const std::string& line, LogLevel) { observed.push_back(line); });
+    }
+    Logger::setAllowLogs(c.allowLogs);
+    Logger::setLogIdentity(c.identity ? std::optional<std::string>("SESSION1_LEAD1") : std::nullopt);
+    std::string out = captureStdout([] { Logger::log("hidden developer", LogLevel::developer); });
+    scheduler_->runUntilIdle();
+    Logger::setLineObserver({});
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(observed.size(), c.expectObserved ? 1u : 0u);
+    if (!observed.empty()) EXPECT_NE(observed[0].find(">: hidden developer"), std::string::npos);
+    EXPECT_EQ(std::filesystem::exists(logFile()), c.expectFiled);
+  }
+}
+
 // An identity with no parts writes nothing.
 TEST_F(LoggerTest, EmptyIdentityWritesNothing) {
   Logger::setAllowLogs(true);
