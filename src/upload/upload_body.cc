@@ -4,6 +4,7 @@
 #include <map>
 
 #include "base/logger.h"
+#include "config/quality_rates.h"
 #include "upload/verbose_logging.h"
 
 namespace obx {
@@ -29,17 +30,6 @@ bool removedFromUpload(EventType type) {
 }
 
 }  // namespace
-
-int framesPerSecond(VideoQualityType quality) {
-  switch (quality) {
-    case VideoQualityType::poor: return 2;
-    case VideoQualityType::low: return 4;
-    case VideoQualityType::average: return 6;
-    case VideoQualityType::high: return 10;
-    case VideoQualityType::ultra: return 12;
-  }
-  return 6;
-}
 
 std::vector<AnyEvent> decodeUploadEvents(const std::vector<std::string>& blocks) {
   std::vector<AnyEvent> events;

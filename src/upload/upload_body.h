@@ -20,9 +20,6 @@ struct UploadBodySettings {
   bool captureURLParameters = true;
 };
 
-// Frames per second that a video quality records at: poor 2, low 4, average 6, high 10, ultra 12.
-int framesPerSecond(VideoQualityType quality);
-
 // One entry per block that decodes as an event of the table, in block order.
 std::vector<AnyEvent> decodeUploadEvents(const std::vector<std::string>& blocks);
 

@@ -1,14 +1,13 @@
-// The figures the recorders read from the configuration: frames per second of the video quality,
-// JPEG quality of the image quality, and the image size and drawing scale of the main screen.
+// The figures the recorders read from the configuration: frames per second of the video quality and
+// JPEG quality of the image quality (config/quality_rates.h), and the image size and drawing scale
+// of the main screen.
 #pragma once
 
-#include "obx/enums.h"
+#include "config/quality_rates.h"
 #include "platform/ui/geometry.h"
 
 namespace obx {
 
-int framesPerSecond(VideoQualityType quality);
-double jpegCompressionQuality(ImageQualityType quality);
 // The screen's bounds, both sides halved when either exceeds 1200 points.
 platform::Size imageSizeForScreen(platform::Size screen);
 // 0.5 when the screen's width or height exceeds 1200 points, else 1.0.
