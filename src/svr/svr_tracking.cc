@@ -1,0 +1,99 @@
+#include "svr/svr_tracking.h"
+
+#include "base/logger.h"
+#include "svr/recording/replay_rates.h"
+
+namespace obx {
+
+std::shared_ptr<SVRTracking> SVRTracking::make(std::shared_ptr<SVRConfiguration> configuration,
+                                               std::shared_ptr<platform::Scheduler> scheduler,
+                                               std::weak_ptr<SVRImagePublisher> imagePublisher,
+                                               BitmapCache* imageCache) {
+  std::shared_ptr<SVRTracking> tracking(new SVRTracking(configuration, scheduler, std::move(imagePublisher)));
+  tracking->recorder_ = ScreenRecordingLOFIMode::make(std::move(configuration), std::move(scheduler), imageCache);
+  tracking->recorder_->setImagePublisher(tracking);
+  return tracking;
+}
+
+SVRTracking::SVRTracking(std::shared_ptr<SVRConfiguration> configuration,
+                         std::shared_ptr<platform::Scheduler> scheduler,
+                         std::weak_ptr<SVRImagePublisher> imagePublisher)
+    : configuration_(std::move(configuration)),
+      scheduler_(std::move(scheduler)),
+      imagePublisher_(std::move(imagePublisher)),
+      sessionReplayMode_(configuration_->common().sessionReplayMode) {}
+
+SVRTracking::~SVRTracking() { invalidateDisplayLink(); }
+
+double SVRTracking::runningFramesPerSecond() const {
+  auto link = displayLink_.get();
+  return link && link->isRunning() ? link->framesPerSecond() : 0;
+}
+
+void SVRTracking::invalidateDisplayLink() {
+  auto link = displayLink_.mutate([](std::shared_ptr<platform::DisplayLink>& value) { return std::exchange(value, nullptr); });
+  if (link) link->invalidate();
+}
+
+void SVRTracking::createDisplayLinkIfAbsent() {
+  double rate = framesPerSecond(configuration_->common().videoQualityType);
+  auto link = displayLink_.get();
+  // A running link keeps its rate until the screen ends; a new screen takes the present rate.
+  if (link && link->framesPerSecond() != rate) {
+    invalidateDisplayLink();
+    link = nullptr;
+  }
+  if (link) return;
+  std::weak_ptr<SVRTracking> weak = shared_from_this();
+  link = platform::DisplayLink::make(scheduler_->mainQueue(), rate, [weak](platform::Date) {
+    if (auto self = weak.lock()) self->videoFrame();
+  });
+  displayLink_.set(link);
+  link->start();
+}
+
+void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<BatchContext> batch,
+                              std::optional<SessionReplayMode> mode, std::optional<std::vector<MaskAutomatic>> masks,
+                              bool forceMask) {
+  Common common = configuration_->common();
+  if (!common.sessionReplayEnabled) {
+    Logger::log("Session replay disabled for screen " + viewContext.name, LogLevel::developer);
+    invalidateDisplayLink();
+    return;
+  }
+  createDisplayLinkIfAbsent();
+  Logger::log("Start new Screen Images for screen " + viewContext.name, LogLevel::developer);
+  SessionReplayMode resolved = mode.value_or(common.sessionReplayMode);
+  sessionReplayMode_.set(resolved);
+  batchContext_.set(batch);
+  recorder_->setBatchContext(std::move(batch));
+  recorder_->setIndex(0);
+  recorder_->setImagesTaken(0);
+  recorder_->setConfigurationMask(masks.value_or(std::vector<MaskAutomatic>{}));
+  recorder_->setForceMaskForCurrentScreen(forceMask);
+  recorder_->setCurrentSessionReplayMode(resolved);
+  // The first image of a screen does not wait for a tick.
+  recorder_->setNeedNewImage(true);
+  recordNow();
+}
+
+void SVRTracking::setBatch(std::optional<BatchContext> batch) {
+  batchContext_.set(batch);
+  recorder_->setBatchContext(std::move(batch));
+}
+
+void SVRTracking::stop() { invalidateDisplayLink(); }
+
+void SVRTracking::videoFrame() { recordNow(); }
+
+void SVRTracking::recordNow() {
+  platform::Size size = mainScreenImageSize();
+  recorder_->recordScreen(size.width, size.height, {});
+}
+
+void SVRTracking::publishImage(std::optional<ImageToParse> image) {
+  if (!image) return;
+  if (auto publisher = imagePublisher_.lock()) publisher->publishImage(std::move(image));
+}
+
+}  // namespace obx

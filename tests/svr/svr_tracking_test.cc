@@ -1,0 +1,120 @@
+#include "svr/svr_tracking.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/ui/label.h"
+#include "svr/recording/replay_rates.h"
+#include "svr/recording_fixture.h"
+
+namespace obx {
+namespace {
+
+using platform::Rect;
+using testing::CollectingPublisher;
+
+class SVRTrackingTest : public ::testing::Test {
+ protected:
+  SVRTrackingTest() {
+    Common common;
+    common.maskingAutomatic = {};
+    common.imageTakenWhenScreenStart = 3;
+    common.videoQualityType = VideoQualityType::poor;  // 2 frames per second
+    configuration_->setCommon(common);
+    window_->setBackgroundColor(platform::Color{1, 1, 1, 1});
+    window_->makeKeyAndVisible();
+    label_ = std::make_shared<platform::Label>(Rect::make(20, 40, 200, 30), "Total");
+    window_->addSubview(label_);
+  }
+
+  void startScreen(const std::string& id) {
+    ViewContext screen{id, 0, "Checkout", {390, 844}};
+    tracking_->startScreen(screen, BatchContext{id + "_20240101120000", screen}, std::nullopt, std::nullopt, false);
+    scheduler_->runUntilIdle();
+  }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
+  std::shared_ptr<SVRConfiguration> configuration_ = std::make_shared<SVRConfiguration>(nullptr, nullptr);
+  BitmapCache cache_;
+  std::shared_ptr<CollectingPublisher> publisher_ = std::make_shared<CollectingPublisher>();
+  std::shared_ptr<SVRTracking> tracking_ = SVRTracking::make(configuration_, scheduler_, publisher_, &cache_);
+  std::shared_ptr<platform::Window> window_ = std::make_shared<platform::Window>(Rect::make(0, 0, 390, 844));
+  std::shared_ptr<platform::Label> label_;
+};
+
+// The link alone drives a still screen: the opening images come on the ticks (the first without
+// waiting for one), then nothing however long the screen stays.
+TEST_F(SVRTrackingTest, StillScreenGivesOpeningImagesThenNone) {
+  startScreen("screen-1");
+  EXPECT_EQ(publisher_->images.size(), 1u) << "the first image does not wait for a tick";
+  EXPECT_EQ(tracking_->runningFramesPerSecond(), 2);
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  ASSERT_EQ(publisher_->images.size(), 3u);
+  for (const auto& image : publisher_->images) {
+    EXPECT_EQ(image.batchContext.viewContext.screenID, "screen-1");
+    EXPECT_EQ(image.size, (Size{390, 844}));
+    EXPECT_FALSE(platform::decodeJPEG(std::string_view(reinterpret_cast<const char*>(image.data.data()),
+                                                      image.data.size())) == nullptr);
+  }
+}
+
+// Many layout changes within one frame give one new image, on the next tick, and none after.
+TEST_F(SVRTrackingTest, LayoutChangeGivesAtMostOneFramePerTick) {
+  startScreen("screen-1");
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  ASSERT_EQ(publisher_->images.size(), 3u);
+  for (int i = 0; i < 5; ++i) {
+    label_->setFrame(Rect::make(20, 60 + i * 10, 200, 30));
+    tracking_->recorder().setNeedNewImage(true);
+  }
+  scheduler_->advance(0.5);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(publisher_->images.size(), 4u);
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(publisher_->images.size(), 4u);
+}
+
+// A changed video quality leaves the running link alone and applies at the next screen; a screen
+// with replay disabled stops the link and takes nothing; stop() stops the ticks.
+TEST_F(SVRTrackingTest, RateChangesAtNextScreenAndDisabledReplayStopsTheLink) {
+  startScreen("screen-1");
+  Common common = configuration_->common();
+  common.videoQualityType = VideoQualityType::high;
+  configuration_->setCommon(common);
+  EXPECT_EQ(tracking_->runningFramesPerSecond(), 2);
+  startScreen("screen-2");
+  EXPECT_EQ(tracking_->runningFramesPerSecond(), 10);
+
+  common.sessionReplayEnabled = false;
+  configuration_->setCommon(common);
+  std::size_t before = publisher_->images.size();
+  startScreen("screen-3");
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(tracking_->runningFramesPerSecond(), 0);
+  EXPECT_EQ(publisher_->images.size(), before);
+
+  common.sessionReplayEnabled = true;
+  configuration_->setCommon(common);
+  startScreen("screen-4");
+  tracking_->stop();
+  before = publisher_->images.size();
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(publisher_->images.size(), before);
+}
+
+// The image size rule: a side over 1200 points halves both.
+TEST_F(SVRTrackingTest, LargeScreenRecordsAtHalfSize) {
+  application_->mainScreen()->setBounds(Rect::make(0, 0, 1201, 800));
+  startScreen("screen-1");
+  EXPECT_FALSE(publisher_->images.empty());
+  EXPECT_EQ(mainScreenImageSize(), (platform::Size{600.5, 400}));
+  EXPECT_EQ(mainScreenDrawingScale(), 0.5);
+}
+
+}  // namespace
+}  // namespace obx
