@@ -16,6 +16,7 @@
 #include "platform/reachability/network_reachability.h"
 #include "platform/ui/application.h"
 #include "rum/rum_feature.h"
+#include "session/image_placeholder_builder.h"
 #include "session/metrics.h"
 #include "session/session_life_cycle.h"
 #include "session/tracked_events.h"
@@ -42,9 +43,9 @@ void Core::registerFeatureBuilders() {
                                           -> std::shared_ptr<Feature> {
     auto scheduler = weakScheduler.lock();
     if (!scheduler) return nullptr;
-    RUMDependencies dependencies{d.metrics,       d.appCycle,     d.screenDetector, d.devicePerformance,
-                                 d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
-                                 nullptr,         d.batchCoordinator};
+    RUMDependencies dependencies{d.metrics,       d.appCycle,      d.screenDetector, d.devicePerformance,
+                                 d.trackedEvents, d.configuration, d.sessionCycle,   d.reachability,
+                                 d.imagePlaceholderBuilder,        d.batchCoordinator};
     return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
   });
   setFeatureBuilder(FeatureKey::kNetwork, [weakScheduler](const CommonDependencies& d,
@@ -155,6 +156,8 @@ std::optional<CommonDependencies> Core::buildCommonDependencies() {
   dependencies.trackedEvents = std::make_shared<TrackedEvents>(trackedEvents);
   dependencies.metrics = std::make_shared<Metrics>(configuration, 1);
   dependencies.userMasking = std::make_shared<UserMasking>();
+  dependencies.imagePlaceholderBuilder =
+      std::make_shared<ImagePlaceholderBuilder>(cacheController, scheduler_->mainQueue());
 
   auto batches =
       std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler_, std::nullopt, "Optional<BatchContext>");

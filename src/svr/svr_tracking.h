@@ -2,7 +2,9 @@
 // queue ticks at the frame rate of the video quality and asks the wireframe recorder for an image;
 // the recorder decides whether one is due. Finished images go on to `imagePublisher` (the core).
 // A link that runs keeps its rate for the whole screen: a changed video quality takes effect at the
-// next screen.
+// next screen. After the first image of a screen, new images are asked for by the view change
+// detector, which hears every layout of a view and passes on at most one per frame; its notice sets
+// the recorder's `needNewImage` on "obx.ombrix.SVRTracking".
 //
 // Made with `make`; the link and the recorder hold it weakly.
 #pragma once
@@ -16,6 +18,7 @@
 #include "platform/dispatch/scheduler.h"
 #include "svr/recording/screen_recording_lofi_mode.h"
 #include "svr/svr_configuration.h"
+#include "svr/svr_view_change_detector.h"
 
 namespace obx {
 
@@ -34,13 +37,15 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
                    bool forceMask);
   // A further batch of the same screen: stored here and on the recorder.
   void setBatch(std::optional<BatchContext> batch);
-  // Invalidates the link; the next startScreen makes a new one.
+  // Invalidates the link, puts back the layout method the detector replaced and stops hearing it;
+  // the next startScreen makes a new link and hooks the layouts again.
   void stop();
   // The tick, run by the display link on the main queue.
   void videoFrame();
   void publishImage(std::optional<ImageToParse> image) override;
 
   ScreenRecordingLOFIMode& recorder() { return *recorder_; }
+  SVRViewChangeDetector& viewChangeDetector() { return *viewChangeDetector_; }
   SessionReplayMode sessionReplayMode() const { return sessionReplayMode_.get(); }
   // Frames per second of the running link, 0 when none runs.
   double runningFramesPerSecond() const;
@@ -51,10 +56,16 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   void invalidateDisplayLink();
   void createDisplayLinkIfAbsent();
   void recordNow();
+  // Hooks the layouts and subscribes to the detector, unless done already.
+  void listenToLayerChanges();
+  void stopListeningToLayerChanges();
 
   std::shared_ptr<SVRConfiguration> configuration_;
   std::shared_ptr<platform::Scheduler> scheduler_;
   std::shared_ptr<ScreenRecordingLOFIMode> recorder_;
+  std::shared_ptr<SVRViewChangeDetector> viewChangeDetector_;
+  std::shared_ptr<platform::DispatchQueue> obxQueue_;
+  ReadWriteLock<std::shared_ptr<LayerChangeObserverValue>> newChangeInLayer_{nullptr};
   std::weak_ptr<SVRImagePublisher> imagePublisher_;
   ReadWriteLock<SessionReplayMode> sessionReplayMode_{SessionReplayMode::loFi};
   ReadWriteLock<std::shared_ptr<platform::DisplayLink>> displayLink_{nullptr};
