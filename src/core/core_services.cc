@@ -16,6 +16,7 @@
 #include "platform/reachability/network_reachability.h"
 #include "platform/ui/application.h"
 #include "rum/rum_feature.h"
+#include "session/image_placeholder_builder.h"
 #include "session/metrics.h"
 #include "session/session_life_cycle.h"
 #include "session/tracked_events.h"
@@ -45,7 +46,7 @@ void Core::registerFeatureBuilders() {
     if (!scheduler) return nullptr;
     RUMDependencies dependencies{d.metrics,       d.appCycle,     d.screenDetector, d.devicePerformance,
                                  d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
-                                 nullptr,         d.batchCoordinator};
+                                 d.imagePlaceholderBuilder, d.batchCoordinator};
     return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
   });
   setFeatureBuilder(FeatureKey::kNetwork, [weakScheduler](const CommonDependencies& d,
@@ -165,6 +166,8 @@ std::optional<CommonDependencies> Core::buildCommonDependencies() {
   dependencies.trackedEvents = std::make_shared<TrackedEvents>(trackedEvents);
   dependencies.metrics = std::make_shared<Metrics>(configuration, 1);
   dependencies.userMasking = std::make_shared<UserMasking>();
+  dependencies.imagePlaceholderBuilder =
+      std::make_shared<ImagePlaceholderBuilder>(cacheController, scheduler_->mainQueue());
 
   auto batches =
       std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler_, std::nullopt, "Optional<BatchContext>");
