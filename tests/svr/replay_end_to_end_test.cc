@@ -19,6 +19,7 @@
 #include "platform/ui/label.h"
 #include "platform/ui/navigation_controller.h"
 #include "platform/ui/window.h"
+#include "session/crash_coordinator.h"
 #include "session/image_placeholder_builder.h"
 #include "store/data_controller.h"
 #include "store/file_storage.h"
@@ -83,8 +84,9 @@ class ReplayEndToEndTest : public ::testing::Test {
   }
 
   // Starts the SDK; `document` plays the live configuration's answer (no request goes out).
-  void start(const std::string& document = "{}") {
+  void start(const std::string& document = "{}", bool sessionReplayEnabled = true) {
     Configuration configuration("acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false);
+    configuration.sessionReplayEnabled = sessionReplayEnabled;
     configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
     core_->initialize(configuration, Platform::native());
     scheduler_->runUntilIdle();
@@ -414,6 +416,49 @@ TEST_F(ReplayEndToEndTest, OutOfReplaySampleDeletesTheScreensImages) {
     EXPECT_FALSE(batch.events.empty());
   }
   EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
+}
+
+// On a crash the screen on display gets the placeholder it would get at its end: a masked screen
+// one more "Video recording masked for this screen" image; a recorded screen, or one while replay
+// is switched off (nothing records, so nothing is owed), none.
+TEST_F(ReplayEndToEndTest, CrashGivesTheScreensPlaceholder) {
+  struct Case {
+    std::string name;
+    bool replayEnabled;
+    std::size_t imagesBefore;
+    std::size_t imagesAfter;
+  };
+  const std::vector<Case> cases = {
+      {"Secret", true, 1, 2},
+      {"Home", true, 3, 3},
+      {"Plain", false, 0, 0},
+  };
+  start(R"({"dst_screenMasking": ["Secret"]})");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (!c.replayEnabled) {
+      // Replay switched off for the screens that follow: the feature is built again without its loop.
+      core_->configuration()->editUserConfiguration([](UserConfiguration& user) { user.sessionReplayEnabled = false; });
+      core_->configuration()->applyUserConfiguration();
+      core_->setConsent(Consent::analytics);
+      scheduler_->runUntilIdle();
+      core_->setConsent(Consent::analyticsAndRecording);
+      scheduler_->runUntilIdle();
+      ASSERT_NE(svr(), nullptr);
+      ASSERT_EQ(svr()->trackingImages(), nullptr);
+    }
+    show(c.name);
+    scheduler_->advance(1.0);
+    auto before = batchesOf(c.name);
+    ASSERT_EQ(before.size(), 1u);
+    EXPECT_EQ(before[0].images.size(), c.imagesBefore);
+    CrashCoordinator::shared().crashed(Crash{1, "boom", 11, {}});
+    scheduler_->runUntilIdle();
+    auto after = batchesOf(c.name);
+    ASSERT_EQ(after.size(), 1u);
+    EXPECT_EQ(after[0].imageEventIndexes().size(), c.imagesAfter);
+    EXPECT_EQ(after[0].ofType("placeholder").size(), c.imagesAfter - c.imagesBefore + (c.name == "Secret" ? 1 : 0));
+  }
 }
 
 }  // namespace
