@@ -12,6 +12,9 @@ std::shared_ptr<SVRTracking> SVRTracking::make(std::shared_ptr<SVRConfiguration>
                                                std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder) {
   std::shared_ptr<SVRTracking> tracking(new SVRTracking(configuration, scheduler, std::move(imagePublisher)));
   tracking->imagePlaceholderBuilder_ = std::move(imagePlaceholderBuilder);
+  tracking->viewChangeDetector_ = SVRViewChangeDetector::make(configuration, scheduler);
+  tracking->viewChangeDetector_->start();
+  tracking->listenToLayerChanges();
   tracking->recorder_ = ScreenRecordingLOFIMode::make(std::move(configuration), std::move(scheduler), imageCache);
   tracking->recorder_->setImagePublisher(tracking);
   return tracking;
@@ -22,10 +25,34 @@ SVRTracking::SVRTracking(std::shared_ptr<SVRConfiguration> configuration,
                          std::weak_ptr<SVRImagePublisher> imagePublisher)
     : configuration_(std::move(configuration)),
       scheduler_(std::move(scheduler)),
+      obxQueue_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.SVRTracking")),
       imagePublisher_(std::move(imagePublisher)),
       sessionReplayMode_(configuration_->common().sessionReplayMode) {}
 
-SVRTracking::~SVRTracking() { invalidateDisplayLink(); }
+SVRTracking::~SVRTracking() {
+  invalidateDisplayLink();
+  stopListeningToLayerChanges();
+}
+
+void SVRTracking::listenToLayerChanges() {
+  // A swizzle that fails leaves replay on its clock alone; there is nothing to tell.
+  viewChangeDetector_->swizzleLayoutSublayersOfLayer();
+  if (newChangeInLayer_.get()) return;
+  std::weak_ptr<SVRTracking> weak = weak_from_this();
+  auto observer = LayerChangeObserverValue::make(obxQueue_, [weak](const LayerChange&, const LayerChange&) {
+    if (auto self = weak.lock()) self->recorder_->setNeedNewImage(true);
+  });
+  newChangeInLayer_.set(observer);
+  viewChangeDetector_->add(observer);
+}
+
+void SVRTracking::stopListeningToLayerChanges() {
+  if (!viewChangeDetector_) return;
+  viewChangeDetector_->unswizzleAll();
+  auto observer = newChangeInLayer_.mutate(
+      [](std::shared_ptr<LayerChangeObserverValue>& value) { return std::exchange(value, nullptr); });
+  if (observer) viewChangeDetector_->remove(observer);
+}
 
 double SVRTracking::runningFramesPerSecond() const {
   auto link = displayLink_.get();
@@ -64,6 +91,7 @@ void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<Batc
     return;
   }
   createDisplayLinkIfAbsent();
+  listenToLayerChanges();
   Logger::log("Start new Screen Images for screen " + viewContext.name, LogLevel::developer);
   SessionReplayMode resolved = mode.value_or(common.sessionReplayMode);
   sessionReplayMode_.set(resolved);
@@ -89,7 +117,10 @@ void SVRTracking::setBatch(std::optional<BatchContext> batch) {
   recorder_->setBatchContext(std::move(batch));
 }
 
-void SVRTracking::stop() { invalidateDisplayLink(); }
+void SVRTracking::stop() {
+  invalidateDisplayLink();
+  stopListeningToLayerChanges();
+}
 
 void SVRTracking::videoFrame() {
   if (!isDeviceStressed_.get().empty()) {

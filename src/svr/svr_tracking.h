@@ -2,8 +2,11 @@
 // queue ticks at the frame rate of the video quality and asks the wireframe recorder for an image;
 // the recorder decides whether one is due. Finished images go on to `imagePublisher` (the core).
 // A link that runs keeps its rate for the whole screen: a changed video quality takes effect at the
-// next screen. While the device is stressed the ticks take no image: one placeholder of the first
-// stress kind stands for the whole period, and is published once more as the stress ends.
+// next screen. After the first image of a screen, new images are asked for by the view change
+// detector, which hears every layout of a view and passes on at most one per frame; its notice sets
+// the recorder's `needNewImage` on "obx.ombrix.SVRTracking". While the device is stressed the ticks
+// take no image: one placeholder of the first stress kind stands for the whole period, and is
+// published once more as the stress ends.
 //
 // Made with `make`; the link and the recorder hold it weakly.
 #pragma once
@@ -20,6 +23,7 @@
 #include "session/image_placeholder_builder.h"
 #include "svr/recording/screen_recording_lofi_mode.h"
 #include "svr/svr_configuration.h"
+#include "svr/svr_view_change_detector.h"
 
 namespace obx {
 
@@ -40,7 +44,8 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
                    bool forceMask);
   // A further batch of the same screen: stored here and on the recorder.
   void setBatch(std::optional<BatchContext> batch);
-  // Invalidates the link; the next startScreen makes a new one.
+  // Invalidates the link, puts back the layout method the detector replaced and stops hearing it;
+  // the next startScreen makes a new link and hooks the layouts again.
   void stop();
   // The tick, run by the display link on the main queue.
   void videoFrame();
@@ -49,6 +54,7 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   void setDeviceStressed(std::vector<DeviceStressedType> stress);
 
   ScreenRecordingLOFIMode& recorder() { return *recorder_; }
+  SVRViewChangeDetector& viewChangeDetector() { return *viewChangeDetector_; }
   SessionReplayMode sessionReplayMode() const { return sessionReplayMode_.get(); }
   // Frames per second of the running link, 0 when none runs.
   double runningFramesPerSecond() const;
@@ -62,11 +68,17 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   // One placeholder for the first stress kind, unless one is already out.
   void stressPlaceholder();
   void stressPlaceholderArrived(std::optional<std::string> data);
+  // Hooks the layouts and subscribes to the detector, unless done already.
+  void listenToLayerChanges();
+  void stopListeningToLayerChanges();
 
   std::shared_ptr<SVRConfiguration> configuration_;
   std::shared_ptr<platform::Scheduler> scheduler_;
   std::shared_ptr<ScreenRecordingLOFIMode> recorder_;
   std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder_;
+  std::shared_ptr<SVRViewChangeDetector> viewChangeDetector_;
+  std::shared_ptr<platform::DispatchQueue> obxQueue_;
+  ReadWriteLock<std::shared_ptr<LayerChangeObserverValue>> newChangeInLayer_{nullptr};
   std::weak_ptr<SVRImagePublisher> imagePublisher_;
   ReadWriteLock<SessionReplayMode> sessionReplayMode_{SessionReplayMode::loFi};
   ReadWriteLock<std::shared_ptr<platform::DisplayLink>> displayLink_{nullptr};

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/runtime/runtime.h"
 #include "platform/ui/label.h"
 #include "svr/recording/replay_rates.h"
 #include "svr/recording_fixture.h"
@@ -59,22 +60,56 @@ TEST_F(SVRTrackingTest, StillScreenGivesOpeningImagesThenNone) {
   }
 }
 
-// Many layout changes within one frame give one new image, on the next tick, and none after.
+// Layout changes reach the recorder through the layout hook: many within one frame give one new
+// image, on the next tick; a still screen after them gives none, however long it stays.
 TEST_F(SVRTrackingTest, LayoutChangeGivesAtMostOneFramePerTick) {
   startScreen("screen-1");
   scheduler_->advance(10);
   scheduler_->runUntilIdle();
   ASSERT_EQ(publisher_->images.size(), 3u);
-  for (int i = 0; i < 5; ++i) {
-    label_->setFrame(Rect::make(20, 60 + i * 10, 200, 30));
-    tracking_->recorder().setNeedNewImage(true);
+  const std::vector<std::pair<int, std::size_t>> rounds = {{5, 4u}, {0, 4u}, {50, 5u}, {1, 6u}, {0, 6u}};
+  for (auto [changes, imagesAfter] : rounds) {
+    SCOPED_TRACE(changes);
+    for (int i = 0; i < changes; ++i) {
+      label_->setFrame(Rect::make(20, 60 + (i + publisher_->images.size()) % 400, 200, 30));
+      scheduler_->runUntilIdle();  // each change laid out on its own pass
+    }
+    scheduler_->advance(0.5);
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(publisher_->images.size(), imagesAfter);
+    scheduler_->advance(30);
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(publisher_->images.size(), imagesAfter);
   }
-  scheduler_->advance(0.5);
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(publisher_->images.size(), 4u);
+}
+
+// stop() puts the layout method back, so changes go unheard; the next screen hooks it again.
+TEST_F(SVRTrackingTest, StopUnhooksLayoutsAndTheNextScreenHooksThemAgain) {
+  auto implementation = [] {
+    return platform::methodGetImplementation(
+        platform::View::runtimeClass()->instanceMethod(platform::selectors::layoutSublayersOfLayer));
+  };
+  startScreen("screen-1");
   scheduler_->advance(10);
   scheduler_->runUntilIdle();
-  EXPECT_EQ(publisher_->images.size(), 4u);
+  platform::IMP hooked = implementation();
+  tracking_->stop();
+  platform::IMP unhooked = implementation();
+  EXPECT_NE(unhooked, hooked);
+  label_->setFrame(Rect::make(20, 90, 200, 30));
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(tracking_->recorder().needNewImage(), false);
+
+  startScreen("screen-2");
+  EXPECT_NE(implementation(), unhooked);
+  scheduler_->advance(10);
+  scheduler_->runUntilIdle();
+  std::size_t before = publisher_->images.size();
+  label_->setFrame(Rect::make(20, 120, 200, 30));
+  scheduler_->advance(0.5);
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(publisher_->images.size(), before + 1);
 }
 
 // A changed video quality leaves the running link alone and applies at the next screen; a screen

@@ -9,7 +9,11 @@
 namespace obx::platform {
 
 Class* View::runtimeClass() {
-  static Class* const cls = registerClass("View", Object::runtimeClass(), typeid(View));
+  static Class* const cls = [] {
+    Class* c = registerClass("View", Object::runtimeClass(), typeid(View));
+    c->addMethod(selectors::layoutSublayersOfLayer, implementationOf(&View::layoutSublayersOfLayer));
+    return c;
+  }();
   return cls;
 }
 
@@ -101,7 +105,35 @@ bool View::isDescendantOfView(const View* view) const {
   return false;
 }
 
+void View::setNeedsLayout() {
+  needsLayout_ = true;
+  const View* top = this;
+  while (auto parent = top->superview_.lock()) top = parent.get();
+  // Not through window(): this may run inside a constructor, before the view is shared.
+  if (auto* window = dynamic_cast<const Window*>(top)) const_cast<Window*>(window)->scheduleLayoutPass();
+}
+
+void View::layoutIfNeeded() { layoutTree(); }
+
+void View::layoutTree() {
+  if (needsLayout_) {
+    needsLayout_ = false;
+    if (!layer_) layer_ = std::make_shared<Layer>();
+    auto layer = layer_;
+    sendMessage<void(Layer&)>(*this, selectors::layoutSublayersOfLayer, *layer);
+  }
+  // A layout may add or remove subviews; the pass goes over those there were when it began.
+  auto subviews = subviews_;
+  for (const auto& subview : subviews) subview->layoutTree();
+}
+
+void View::layoutSublayersOfLayer(Layer& layer) {
+  (void)layer;
+  layoutSubviews();
+}
+
 void View::notifyMovedToWindow() {
+  setNeedsLayout();
   didMoveToWindow();
   for (auto& subview : subviews_) subview->notifyMovedToWindow();
 }

@@ -8,6 +8,12 @@
 // change, as the toolkit redraws a view at the next display. Every change of frame, visibility,
 // opacity, colour, subviews or a kind's own state goes through `didChangeVisualState`.
 //
+// Layout: every such change also marks the view for layout, and a view is marked when it joins a
+// window. A window lays out what is marked in one pass on the main queue soon after, as the toolkit
+// does at the end of a run-loop turn: each marked view, parent before subviews, is sent
+// "layoutSublayersOfLayer:" through the run-time, so a replacement of that method sees every layout
+// of every view. Its implementation calls `layoutSubviews`.
+//
 // Main queue only.
 #pragma once
 
@@ -25,6 +31,13 @@
 namespace obx::platform {
 
 class Window;
+
+namespace selectors {
+inline constexpr const char* layoutSublayersOfLayer = "layoutSublayersOfLayer:";
+}  // namespace selectors
+
+// The signature of "layoutSublayersOfLayer:" in the method tables: the view, then its layer.
+using LayoutSublayersSignature = void(Object&, Layer&);
 
 class View : public Object {
  public:
@@ -86,8 +99,14 @@ class View : public Object {
   // Draws this view and its visible subviews into the current image context (image_context.h), the
   // view's bounds fitted to `rect`. False, drawing nothing, without a current context.
   bool drawViewHierarchyInRect(Rect rect, bool afterScreenUpdates) const;
-  // Layers have no pending updates here; kept for callers that follow the platform.
-  void layoutIfNeeded() {}
+  // Marks the view for layout; in a window, a layout pass follows on the main queue, one for all
+  // the marks made before it runs.
+  void setNeedsLayout();
+  bool needsLayout() const { return needsLayout_; }
+  // Lays out at once the marked views of this view's tree.
+  void layoutIfNeeded();
+  // The implementation of "layoutSublayersOfLayer:" for the view's own layer: `layoutSubviews`.
+  void layoutSublayersOfLayer(Layer& layer);
 
  protected:
   // Whether the view draws anything of its own; without, its layer has no contents.
@@ -101,8 +120,13 @@ class View : public Object {
   virtual BitmapKind contentsKind() const { return BitmapKind::backingStore; }
   // Adds the kind's own state ("text = 'Total'") to the description's parts.
   virtual void describeState(std::vector<std::string>& parts) const { (void)parts; }
+  // A kind's placement of its subviews, at each layout of the view.
+  virtual void layoutSubviews() {}
   // Called after every change that alters how the view looks.
-  virtual void didChangeVisualState() { contentsValid_ = false; }
+  virtual void didChangeVisualState() {
+    contentsValid_ = false;
+    setNeedsLayout();
+  }
   // Called when the view joins or leaves a window's tree.
   virtual void didMoveToWindow() {}
   // For subclasses whose state changes their look.
@@ -112,6 +136,7 @@ class View : public Object {
   Point originInWindow() const;
   void notifyMovedToWindow();
   void drawTree(BitmapContext& context) const;
+  void layoutTree();
 
   Rect frame_;
   Point boundsOrigin_;
@@ -127,6 +152,7 @@ class View : public Object {
   double contentScaleFactor_ = 1.0;
   mutable std::shared_ptr<Layer> layer_;
   mutable bool contentsValid_ = false;
+  bool needsLayout_ = true;
 };
 
 // "'It''s'": a text quoted as descriptions show it.

@@ -46,12 +46,26 @@ void Window::makeKeyAndVisible() {
   if (auto scene = windowScene_.lock()) scene->addWindow(self);
   application->setKeyWindow(self);
   setHidden(false);
+  setNeedsLayout();
   if (visible_) return;
   visible_ = true;
   if (rootViewController_) {
     rootViewController_->beginAppearanceTransition(true, false);
     rootViewController_->endAppearanceTransition();
   }
+}
+
+void Window::scheduleLayoutPass() {
+  if (layoutPassScheduled_) return;
+  std::weak_ptr<Object> weak = weak_from_this();
+  if (weak.expired()) return;  // still being made; the pass comes with the first change once shared
+  layoutPassScheduled_ = true;
+  Application::shared()->mainQueue()->async([weak] {
+    auto self = std::static_pointer_cast<Window>(weak.lock());
+    if (!self) return;
+    self->layoutPassScheduled_ = false;
+    self->layoutIfNeeded();
+  });
 }
 
 void Window::makeKeyWindow() { Application::shared()->setKeyWindow(sharedAs<Window>()); }

@@ -35,12 +35,15 @@ class Window : public View {
   void setWindowLevel(double level) { windowLevel_ = level; }
   // Hides the window and removes it from the application; its controllers disappear.
   void resignAndRemove();
+  // Posts one layout pass of the window's tree to the main queue, unless one is waiting already.
+  void scheduleLayoutPass();
 
  private:
   std::shared_ptr<ViewController> rootViewController_;
   std::weak_ptr<WindowScene> windowScene_;
   bool visible_ = false;
   double windowLevel_ = 0;
+  bool layoutPassScheduled_ = false;
 };
 
 }  // namespace obx::platform
