@@ -1,7 +1,6 @@
 #include "svr/svr_core.h"
 
 #include <cmath>
-#include <limits>
 
 #include "base/logger.h"
 #include "lifecycle/observing.h"
