@@ -44,9 +44,9 @@ void Core::registerFeatureBuilders() {
                                           -> std::shared_ptr<Feature> {
     auto scheduler = weakScheduler.lock();
     if (!scheduler) return nullptr;
-    RUMDependencies dependencies{d.metrics,       d.appCycle,     d.screenDetector, d.devicePerformance,
-                                 d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
-                                 d.imagePlaceholderBuilder, d.batchCoordinator};
+    RUMDependencies dependencies{d.metrics,       d.appCycle,      d.screenDetector, d.devicePerformance,
+                                 d.trackedEvents, d.configuration, d.sessionCycle,   d.reachability,
+                                 d.imagePlaceholderBuilder,        d.batchCoordinator};
     return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
   });
   setFeatureBuilder(FeatureKey::kNetwork, [weakScheduler](const CommonDependencies& d,

@@ -28,13 +28,11 @@ platform::TextStyle labelStyle(double fontSize) {
   return style;
 }
 
-// Decoded once: the picture does not change while the process runs.
+// Decoded for each page rather than kept: pages are few (one per reason and orientation for the
+// cache's life) and the decoded picture would hold 6.7 MB for the rest of the process.
 std::shared_ptr<const platform::Bitmap> emblem() {
-  static const std::shared_ptr<const platform::Bitmap> bitmap = [] {
-    auto bytes = platform::base64Decode(kPlaceholderEmblemBase64);
-    return bytes ? platform::decodePNG(*bytes) : nullptr;
-  }();
-  return bitmap;
+  auto bytes = platform::base64Decode(kPlaceholderEmblemBase64);
+  return bytes ? platform::decodePNG(*bytes) : nullptr;
 }
 
 // Aspect fit: the largest rectangle of the picture's proportions inside `frame`, centred.
