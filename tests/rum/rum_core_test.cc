@@ -463,6 +463,26 @@ TEST_F(RUMCoreTest, TouchesGroupedByKind) {
   EXPECT_EQ(written[5]["d"], Json::parse(R"([{"x":5,"y":6}])"));
 }
 
+// The core takes touches only off Flutter, and lets go of the touch capture when it goes.
+TEST_F(RUMCoreTest, TouchSubscriptionFollowsPlatform) {
+  const std::pair<Platform, int> cases[] = {{Platform::native(), 1},
+                                            {Platform{PlatformType::flutter, "3.0.0", "Dart"}, 0}};
+  for (const auto& [platform, subscribed] : cases) {
+    makeConfiguration(Consent::analyticsAndRecording, platform);
+    auto touches = std::make_shared<ScriptedTouches>(scheduler_);
+    makeCore(RUMHandles{nullptr, nullptr, touches});
+    EXPECT_EQ(touches->starts, subscribed);
+    EXPECT_EQ(touches->observerCount(), static_cast<std::size_t>(subscribed));
+    BatchContext batch = showScreen("Home");
+    touches->publish({{EventType::touchBegan, Touch{1, 2}}});
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(types(batch).size(), subscribed ? 5u : 4u);
+    core_.reset();
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(touches->observerCount(), 0u);
+  }
+}
+
 // A batch and a measure that exist before the core are handed to it at construction, and the
 // known connection is used at once.
 TEST_F(RUMCoreTest, CurrentValuesAtConstruction) {
