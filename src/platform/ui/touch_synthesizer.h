@@ -2,8 +2,8 @@
 // the key window reach the application as the system delivers them, one event per step through
 // `sendEvent:`, and a scroll view under a dragging finger moves its content with it: dragging while
 // the finger is down, decelerating after a fling. Between two steps of a gesture `wait(seconds)`
-// lets time pass: the host's main loop in an application, the manual scheduler's advance in a test.
-// Timestamps come from the application's scheduler clock. Main queue only.
+// lets time pass: the host's main loop in an application, the manual scheduler's advance in a test;
+// a null `wait` runs each gesture at once. Timestamps come from the application's scheduler clock. Main queue only.
 #pragma once
 
 #include <functional>
