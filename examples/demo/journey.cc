@@ -6,6 +6,7 @@
 #include <string>
 
 #include "demo_server.h"
+#include "gestures.h"
 #include "obx/facade.h"
 #include "platform/net/url_session.h"
 #include "platform/ui/application.h"
@@ -60,11 +61,14 @@ void runJourney(const std::function<void(double seconds)>& run) {
   auto session = obx::platform::URLSession::shared();
   auto application = obx::platform::Application::shared();
   auto list = std::make_shared<ListScreen>();
+  auto rows = addList(*list->view());
   auto navigation = obx::platform::NavigationController::make(list);
   auto window = std::make_shared<obx::platform::Window>();
   window->setRootViewController(navigation);
   window->makeKeyAndVisible();
-  run(6.0);  // longer than one batch: the list screen gets a second batch
+  run(1.0);
+  touchTheList(rows, run);
+  run(3.0);  // longer than one batch in all: the list screen gets a second batch
 
   navigation->pushViewController(std::make_shared<DetailScreen>(), true);
   run(1.0);

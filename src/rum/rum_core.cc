@@ -8,6 +8,8 @@
 #include "lifecycle/reachability_observing.h"
 #include "platform/crypto/crypto.h"
 #include "platform/ui/application.h"
+#include "rum/rum_scroll_handle.h"
+#include "rum/rum_touches_handle.h"
 #include "session/crash_coordinator.h"
 #include "session/metrics.h"
 #include "session/session_life_cycle_observing.h"
@@ -66,14 +68,31 @@ RUMCore::RUMCore(Token, RUMDependencies dependencies, std::shared_ptr<DataContro
       // Screen start reads the toolkit: its blocks run on the main queue itself.
       rumMainQueue_(scheduler_->mainQueue()),
       screenHandle_(std::make_unique<RUMScreenHandle>(dependencies_.metrics, ReachabilityConnection::none)),
+      touchesHandle_(std::move(handles.touchesHandle)),
       scrollHandle_(std::move(handles.scrollHandle)),
       formHandle_(std::move(handles.formHandle)),
       samplingHandle_(std::make_unique<RUMSamplingHandle>(
           std::make_unique<RUMSamplingHandleConfig>(dependencies_.configuration, rumQueue_))),
-      rumConfiguration_(std::make_unique<RUMConfiguration>(dependencies_.configuration, rumQueue_)) {}
+      rumConfiguration_(std::make_unique<RUMConfiguration>(dependencies_.configuration, rumQueue_)) {
+  if (!scrollHandle_) {
+    contentOffsetSwizzler_ = std::make_shared<RUMUIScrollContentOffsetSwizzler>(
+        std::make_shared<RUMUIScrollContentOffsetSwizzler::ScrollViewNotifier>(
+            scheduler_, std::weak_ptr<platform::ScrollView>(), "Optional<UIScrollView>"));
+    contentOffsetSwizzler_->start();
+    scrollHandle_ = std::make_shared<RUMScrollHandle>(contentOffsetSwizzler_, scheduler_);
+  }
+  if (!touchesHandle_) {
+    touchesHandle_ = std::make_shared<RUMTouchesHandle>(std::make_shared<RUMTouchesHandle::TouchesNotifier>(
+        scheduler_, std::vector<RUMTouchesHandle::Wrapper>(), "Array<Wrapper>"));
+  }
+}
 
 void RUMCore::start() {
   rumConfiguration_->observe();
+  if (!isFlutter()) {
+    touchesHandle_->add(touchesObserver());
+    touchesHandle_->start();
+  }
 
   if (auto reachability = dependencies_.reachability) {
     reachability->add(reachabilityObserver());
@@ -112,6 +131,8 @@ RUMCore::~RUMCore() {
   if (dependencies_.trackedEvents && trackedEventsObserver_) dependencies_.trackedEvents->remove(trackedEventsObserver_);
   if (dependencies_.reachability && reachabilityObserver_) dependencies_.reachability->remove(reachabilityObserver_);
   if (dependencies_.batchCoordinator && batchObserver_) dependencies_.batchCoordinator->remove(batchObserver_);
+  if (scrollHandle_) scrollHandle_->stop();
+  if (touchesObserver_) touchesHandle_->remove(touchesObserver_);
   rumConfiguration_.reset();
   // This object can no longer be named by a shared pointer: dropping expired entries removes it.
   CrashCoordinator::shared().remove(std::shared_ptr<RUMCore>());
@@ -175,11 +196,15 @@ std::shared_ptr<ObserverValue<std::optional<ReachabilityConnection>>> RUMCore::r
   return reachabilityObserver_;
 }
 
-void RUMCore::touchesDetected(std::vector<RUMTouchWrapper> touches) {
-  std::weak_ptr<RUMCore> weak = weak_from_this();
-  rumQueue_->async([weak, touches = std::move(touches)] {
-    if (auto self = weak.lock()) self->writeTouches(touches);
-  });
+std::shared_ptr<TouchesObserverValue> RUMCore::touchesObserver() {
+  if (!touchesObserver_) {
+    std::weak_ptr<RUMCore> weak = weak_from_this();
+    touchesObserver_ = TouchesObserverValue::make(
+        rumQueue_, [weak](const std::vector<RUMTouchWrapper>& touches, const std::vector<RUMTouchWrapper>&) {
+          if (auto self = weak.lock()) self->touchesDetected(touches);
+        });
+  }
+  return touchesObserver_;
 }
 
 // MARK: - Batches and screens
@@ -339,7 +364,7 @@ void RUMCore::appStateChanged(AppStateCycle state) {
   if (dependencies_.metrics) dependencies_.metrics->incrementAppLaunchesSessions();
 }
 
-void RUMCore::writeTouches(const std::vector<RUMTouchWrapper>& touches) {
+void RUMCore::touchesDetected(const std::vector<RUMTouchWrapper>& touches) {
   std::vector<Touch> began, moved, ended;
   for (const RUMTouchWrapper& wrapper : touches) {
     switch (wrapper.type) {

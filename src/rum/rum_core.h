@@ -33,6 +33,8 @@
 #include "rum/rum_screen_handle.h"
 #include "rum/rum_scroll_handling.h"
 #include "rum/rum_touch_wrapper.h"
+#include "rum/rum_touches_observing.h"
+#include "rum/rum_ui_scroll_content_offset_swizzler.h"
 #include "session/crash_coordinator_delegate.h"
 #include "session/rum_placeholder_providing.h"
 #include "session/session_context.h"
@@ -48,10 +50,13 @@ struct RUMCoreError : std::runtime_error {
   std::string description() const { return what(); }
 };
 
-// The capture handles that join the core as they are built; a null handle's steps are skipped.
+// The capture handles that join the core. A null scroll or touches handle is built by the core on
+// the platform (RUMScrollHandle over its own RUMUIScrollContentOffsetSwizzler, RUMTouchesHandle); a
+// null form handle's steps are skipped.
 struct RUMHandles {
   std::shared_ptr<RUMScrollHandling> scrollHandle;
   std::shared_ptr<RUMFormHandling> formHandle;
+  std::shared_ptr<RUMTouchesObserving> touchesHandle;
 };
 
 class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared_from_this<RUMCore> {
@@ -70,9 +75,6 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   // CrashCoordinatorDelegate: the crash path, once.
   void crashed(const Crash& crash) override;
   void applicationWillCrash();
-
-  // The touch capture's report: split by event and written as "tB", "tM", "tE". Posts to rumQueue.
-  void touchesDetected(std::vector<RUMTouchWrapper> touches);
 
   // Stored only for a multiplatform host, when none is stored yet.
   void setDelegateIfAbsent(std::shared_ptr<OBXDelegate> delegate);
@@ -102,7 +104,8 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   void performanceMeasured(const std::optional<DeviceMeasure>& measure);
   void connectivityChanged(const std::optional<ReachabilityConnection>& connection);
   void trackedEventArrived(const std::optional<TrackedEvent>& event);
-  void writeTouches(const std::vector<RUMTouchWrapper>& touches);
+  // The touch capture's report: split by event and written as "tB", "tM", "tE".
+  void touchesDetected(const std::vector<RUMTouchWrapper>& touches);
 
   // Screen steps.
   bool writeBatchEvent();
@@ -127,6 +130,7 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   std::shared_ptr<ObserverValue<std::optional<DeviceMeasure>>> performanceObserver();
   std::shared_ptr<ObserverValue<std::optional<TrackedEvent>>> trackedEventsObserver();
   std::shared_ptr<ObserverValue<std::optional<ReachabilityConnection>>> reachabilityObserver();
+  std::shared_ptr<TouchesObserverValue> touchesObserver();
 
   RUMDependencies dependencies_;
   std::shared_ptr<platform::Scheduler> scheduler_;
@@ -137,6 +141,8 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   std::shared_ptr<platform::DispatchQueue> rumQueue_;
   std::shared_ptr<platform::DispatchQueue> rumMainQueue_;
   std::unique_ptr<RUMScreenHandle> screenHandle_;
+  std::shared_ptr<RUMUIScrollContentOffsetSwizzler> contentOffsetSwizzler_;  // when the core built the handle
+  std::shared_ptr<RUMTouchesObserving> touchesHandle_;
   std::shared_ptr<RUMScrollHandling> scrollHandle_;
   std::shared_ptr<RUMFormHandling> formHandle_;
   std::unique_ptr<RUMSamplingHandle> samplingHandle_;
@@ -153,6 +159,7 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   std::shared_ptr<ObserverValue<std::optional<DeviceMeasure>>> performanceObserver_;
   std::shared_ptr<ObserverValue<std::optional<TrackedEvent>>> trackedEventsObserver_;
   std::shared_ptr<ObserverValue<std::optional<ReachabilityConnection>>> reachabilityObserver_;
+  std::shared_ptr<TouchesObserverValue> touchesObserver_;
 };
 
 }  // namespace obx

@@ -14,6 +14,8 @@ class RUMScrollHandling {
   virtual void start() = 0;
   // The scrolls of the screen since `start`, emptying the list.
   virtual std::vector<Scroll> takeScrolls() = 0;
+  // Stops listening to scroll views for good; the core is going away.
+  virtual void stop() {}
 };
 
 }  // namespace obx

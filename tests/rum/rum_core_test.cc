@@ -102,6 +102,22 @@ class RecordingForms : public RUMFormHandling {
   std::vector<TrackedEvent> events;
 };
 
+// A touch capture whose events the test publishes.
+class ScriptedTouches : public RUMTouchesObserving {
+ public:
+  explicit ScriptedTouches(std::shared_ptr<platform::Scheduler> scheduler)
+      : notifier_(std::move(scheduler), {}, "Array<Wrapper>") {}
+  void add(std::shared_ptr<TouchesObserverValue> observer) override { notifier_.observe(std::move(observer)); }
+  void remove(const std::shared_ptr<TouchesObserverValue>& observer) override { notifier_.remove(observer); }
+  void start() override { ++starts; }
+  void publish(std::vector<RUMTouchWrapper> touches) { notifier_.notify(std::move(touches)); }
+  std::size_t observerCount() const { return notifier_.observerCount(); }
+  int starts = 0;
+
+ private:
+  Notifier<std::vector<RUMTouchWrapper>> notifier_;
+};
+
 using Types = std::vector<std::string>;
 
 class RUMCoreTest : public ::testing::Test {
@@ -272,7 +288,7 @@ TEST_F(RUMCoreTest, PlaceholderSizeAndMissingAnswer) {
 TEST_F(RUMCoreTest, FlutterSkipsPlaceholdersAndFormResults) {
   makeConfiguration(Consent::analytics, Platform{PlatformType::flutter, "3.0.0", "Dart"});
   auto forms = std::make_shared<RecordingForms>();
-  makeCore(RUMHandles{nullptr, forms});
+  makeCore(RUMHandles{nullptr, forms, nullptr});
   BatchContext batch = showScreen("Home");
   trackedEvents_->formSuccess();
   scheduler_->runUntilIdle();
@@ -286,7 +302,7 @@ TEST_F(RUMCoreTest, FlutterSkipsPlaceholdersAndFormResults) {
 TEST_F(RUMCoreTest, FormsAndScrollsAtScreenEnd) {
   auto forms = std::make_shared<RecordingForms>();
   auto scrolls = std::make_shared<RecordingScrolls>();
-  makeCore(RUMHandles{scrolls, forms});
+  makeCore(RUMHandles{scrolls, forms, nullptr});
   trackedEvents_->formError("early", std::nullopt);
   scheduler_->runUntilIdle();
 
@@ -432,17 +448,39 @@ TEST_F(RUMCoreTest, PerformanceRecordsAndStressLetters) {
 
 // Touches are grouped by kind into tB, tM and tE in that order; other kinds are dropped.
 TEST_F(RUMCoreTest, TouchesGroupedByKind) {
-  makeCore();
+  auto touches = std::make_shared<ScriptedTouches>(scheduler_);
+  makeCore(RUMHandles{nullptr, nullptr, touches});
+  EXPECT_EQ(touches->starts, 1);
   BatchContext batch = showScreen("Home");
-  core_->touchesDetected({{EventType::touchEnded, Touch{5, 6}},
-                          {EventType::touchBegan, Touch{1, 2}},
-                          {EventType::goal, Touch{9, 9}},
-                          {EventType::touchBegan, Touch{3, 4}}});
+  touches->publish({{EventType::touchEnded, Touch{5, 6}},
+                    {EventType::touchBegan, Touch{1, 2}},
+                    {EventType::goal, Touch{9, 9}},
+                    {EventType::touchBegan, Touch{3, 4}}});
   scheduler_->runUntilIdle();
   std::vector<Json> written = events(batch);
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "tB", "tE"}));
   EXPECT_EQ(written[4]["d"], Json::parse(R"([{"x":1,"y":2},{"x":3,"y":4}])"));
   EXPECT_EQ(written[5]["d"], Json::parse(R"([{"x":5,"y":6}])"));
+}
+
+// The core takes touches only off Flutter, and lets go of the touch capture when it goes.
+TEST_F(RUMCoreTest, TouchSubscriptionFollowsPlatform) {
+  const std::pair<Platform, int> cases[] = {{Platform::native(), 1},
+                                            {Platform{PlatformType::flutter, "3.0.0", "Dart"}, 0}};
+  for (const auto& [platform, subscribed] : cases) {
+    makeConfiguration(Consent::analyticsAndRecording, platform);
+    auto touches = std::make_shared<ScriptedTouches>(scheduler_);
+    makeCore(RUMHandles{nullptr, nullptr, touches});
+    EXPECT_EQ(touches->starts, subscribed);
+    EXPECT_EQ(touches->observerCount(), static_cast<std::size_t>(subscribed));
+    BatchContext batch = showScreen("Home");
+    touches->publish({{EventType::touchBegan, Touch{1, 2}}});
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(types(batch).size(), subscribed ? 5u : 4u);
+    core_.reset();
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(touches->observerCount(), 0u);
+  }
 }
 
 // A batch and a measure that exist before the core are handed to it at construction, and the

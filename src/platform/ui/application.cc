@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/runtime/runtime.h"
+#include "platform/ui/event.h"
 #include "platform/ui/notification_names.h"
 #include "platform/ui/window.h"
 
@@ -20,7 +21,11 @@ std::shared_ptr<Application>& sharedSlot() {
 }  // namespace
 
 Class* Application::runtimeClass() {
-  static Class* const cls = registerClass("Application", Object::runtimeClass(), typeid(Application));
+  static Class* const cls = [] {
+    Class* c = registerClass("Application", Object::runtimeClass(), typeid(Application));
+    c->addMethod(selectors::sendEvent, implementationOf(&Application::deliverEvent));
+    return c;
+  }();
   return cls;
 }
 
@@ -70,6 +75,12 @@ void Application::removeWindow(const Window* window) {
 }
 
 void Application::setKeyWindow(const std::shared_ptr<Window>& window) { keyWindow_ = window; }
+
+void Application::sendEvent(const Event& event) {
+  sendMessage<void(const Event&)>(*this, selectors::sendEvent, event);
+}
+
+void Application::deliverEvent(const Event&) { ++eventsDelivered_; }
 
 void Application::post(const char* name) { notificationCenter_->post(name, sharedAs<Application>()); }
 

@@ -7,6 +7,7 @@
 // any thread may call. State changes post the platform's notifications through the centre.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -20,7 +21,15 @@
 
 namespace obx::platform {
 
+class Event;
 class Window;
+
+namespace selectors {
+inline constexpr const char* sendEvent = "sendEvent:";
+}  // namespace selectors
+
+// The signature of "sendEvent:" in the application's method table.
+using SendEventSignature = void(Object&, const Event&);
 
 enum class ApplicationState : int { active = 0, inactive = 1, background = 2 };
 
@@ -64,6 +73,12 @@ class Application : public Object {
   void moveToBackground();
   void returnToForeground();
 
+  // `sendEvent:`: the system hands the application an event. Sent through the object run-time, so a
+  // replaced implementation sees every event; the toolkit's own handling counts it.
+  void sendEvent(const Event& event);
+  // Events that reached the toolkit's own implementation of "sendEvent:".
+  std::uint64_t eventsDelivered() const { return eventsDelivered_; }
+
   // The device turns: its orientation, the scenes' and status bar's interface orientation and the
   // screen's bounds follow, and the orientation notification is posted.
   void rotate(DeviceOrientation orientation);
@@ -75,6 +90,8 @@ class Application : public Object {
 
  private:
   void post(const char* name);
+  // The body of "sendEvent:".
+  void deliverEvent(const Event& event);
 
   std::shared_ptr<Scheduler> scheduler_;
   std::shared_ptr<NotificationCenter> notificationCenter_;
@@ -85,6 +102,7 @@ class Application : public Object {
   std::vector<std::shared_ptr<WindowScene>> scenes_;
   InterfaceOrientation statusBarOrientation_ = InterfaceOrientation::portrait;
   ApplicationState applicationState_ = ApplicationState::active;
+  std::uint64_t eventsDelivered_ = 0;
 };
 
 }  // namespace obx::platform

@@ -13,6 +13,36 @@ Class* ScrollView::runtimeClass() {
 
 void ScrollView::setContentOffset(Point offset) { sendMessage<void(Point)>(*this, selectors::setContentOffset, offset); }
 
+namespace {
+
+std::shared_ptr<GestureRecognizer> attached(const ScrollView& view, std::shared_ptr<GestureRecognizer>& slot,
+                                            GestureRecognizerKind kind) {
+  if (!slot) {
+    slot = std::make_shared<GestureRecognizer>(kind);
+    // Attached lazily: a view made in its constructor has no shared owner yet to be named by.
+    slot->setView(std::static_pointer_cast<View>(std::const_pointer_cast<Object>(view.weak_from_this().lock())));
+  }
+  return slot;
+}
+
+}  // namespace
+
+std::shared_ptr<GestureRecognizer> ScrollView::panGestureRecognizer() const {
+  return attached(*this, pan_, GestureRecognizerKind::pan);
+}
+
+std::shared_ptr<GestureRecognizer> ScrollView::pinchGestureRecognizer() const {
+  return zoomEnabled_ ? attached(*this, pinch_, GestureRecognizerKind::pinch) : nullptr;
+}
+
+std::vector<std::shared_ptr<GestureRecognizer>> ScrollView::gestureRecognizers() const {
+  std::vector<std::shared_ptr<GestureRecognizer>> list{panGestureRecognizer()};
+  if (auto pinch = pinchGestureRecognizer()) list.push_back(pinch);
+  auto own = View::gestureRecognizers();
+  list.insert(list.end(), own.begin(), own.end());
+  return list;
+}
+
 void ScrollView::beginDragging() {
   tracking_ = true;
   dragging_ = true;

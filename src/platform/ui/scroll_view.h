@@ -32,6 +32,13 @@ class ScrollView : public View {
   bool isDragging() const { return dragging_; }
   bool isTracking() const { return tracking_; }
   bool isDecelerating() const { return decelerating_; }
+  // The pan recogniser that drives scrolling, attached on first use; a pinch recogniser joins it
+  // when zooming is enabled.
+  std::shared_ptr<GestureRecognizer> panGestureRecognizer() const;
+  std::shared_ptr<GestureRecognizer> pinchGestureRecognizer() const;
+  void setZoomEnabled(bool enabled) { zoomEnabled_ = enabled; }
+  std::vector<std::shared_ptr<GestureRecognizer>> gestureRecognizers() const override;
+
   bool isScrollEnabled() const { return scrollEnabled_; }
   void setScrollEnabled(bool enabled) { scrollEnabled_ = enabled; }
 
@@ -52,6 +59,9 @@ class ScrollView : public View {
   bool tracking_ = false;
   bool decelerating_ = false;
   bool scrollEnabled_ = true;
+  bool zoomEnabled_ = false;
+  mutable std::shared_ptr<GestureRecognizer> pan_;
+  mutable std::shared_ptr<GestureRecognizer> pinch_;
 };
 
 }  // namespace obx::platform

@@ -57,6 +57,25 @@ std::shared_ptr<Window> View::window() const {
   return std::static_pointer_cast<Window>(std::const_pointer_cast<Object>(top->shared_from_this()));
 }
 
+void View::addGestureRecognizer(const std::shared_ptr<GestureRecognizer>& recognizer) {
+  if (!recognizer) return;
+  std::weak_ptr<View> self = std::static_pointer_cast<View>(weak_from_this().lock());
+  if (self.expired()) return;
+  if (auto former = recognizer->view(); former && former.get() != this) former->removeGestureRecognizer(recognizer.get());
+  if (std::find(gestureRecognizers_.begin(), gestureRecognizers_.end(), recognizer) == gestureRecognizers_.end()) {
+    gestureRecognizers_.push_back(recognizer);
+  }
+  recognizer->setView(self);
+}
+
+void View::removeGestureRecognizer(const GestureRecognizer* recognizer) {
+  auto found = std::find_if(gestureRecognizers_.begin(), gestureRecognizers_.end(),
+                            [&](const auto& each) { return each.get() == recognizer; });
+  if (found == gestureRecognizers_.end()) return;
+  (*found)->setView({});
+  gestureRecognizers_.erase(found);
+}
+
 void View::addSubview(const std::shared_ptr<View>& view) { insertSubview(view, subviews_.size()); }
 
 void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {

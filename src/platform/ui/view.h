@@ -27,6 +27,7 @@
 #include "platform/runtime/object.h"
 #include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
+#include "platform/ui/gesture_recognizer.h"
 
 namespace obx::platform {
 
@@ -67,6 +68,12 @@ class View : public Object {
   void setClipsToBounds(bool clips) { clipsToBounds_ = clips; }
   const std::string& accessibilityIdentifier() const { return accessibilityIdentifier_; }
   void setAccessibilityIdentifier(std::string identifier) { accessibilityIdentifier_ = std::move(identifier); }
+
+  // The recognisers attached to this view, in the order they were added. A view that is not owned
+  // through a shared pointer cannot take one.
+  virtual std::vector<std::shared_ptr<GestureRecognizer>> gestureRecognizers() const { return gestureRecognizers_; }
+  void addGestureRecognizer(const std::shared_ptr<GestureRecognizer>& recognizer);
+  void removeGestureRecognizer(const GestureRecognizer* recognizer);
 
   // Subviews back to front.
   const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
@@ -149,6 +156,7 @@ class View : public Object {
   std::string accessibilityIdentifier_;
   std::vector<std::shared_ptr<View>> subviews_;
   std::weak_ptr<View> superview_;
+  std::vector<std::shared_ptr<GestureRecognizer>> gestureRecognizers_;
   double contentScaleFactor_ = 1.0;
   mutable std::shared_ptr<Layer> layer_;
   mutable bool contentsValid_ = false;

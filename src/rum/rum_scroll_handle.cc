@@ -1,0 +1,181 @@
+#include "rum/rum_scroll_handle.h"
+
+#include <cstdlib>
+#include <deque>
+
+#include "platform/ui/application.h"
+#include "platform/ui/window.h"
+
+namespace obx {
+namespace {
+
+// Both pieces of a key, decimal; a piece that doesn't read whole gives the fallback.
+std::int64_t readInteger(const std::string& text) {
+  if (text.empty()) return 0;
+  char* end = nullptr;
+  long long value = std::strtoll(text.c_str(), &end, 10);
+  return (end && *end == '\0') ? static_cast<std::int64_t>(value) : 0;
+}
+
+float readFloat(const std::string& text) {
+  if (text.empty()) return 0.0f;
+  char* end = nullptr;
+  float value = std::strtof(text.c_str(), &end);
+  return (end && *end == '\0') ? value : 0.0f;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  std::size_t begin = 0;
+  for (std::size_t at = text.find(separator); at != std::string::npos; at = text.find(separator, begin)) {
+    pieces.push_back(text.substr(begin, at - begin));
+    begin = at + 1;
+  }
+  pieces.push_back(text.substr(begin));
+  return pieces;
+}
+
+}  // namespace
+
+RUMScrollHandle::RUMScrollHandle(std::shared_ptr<RRUMUIScrollContentOffsetSwizzlerObserving> contentOffsetObserving,
+                                 std::shared_ptr<platform::Scheduler> scheduler)
+    : contentOffsetObserving_(std::move(contentOffsetObserving)),
+      scheduler_(std::move(scheduler)),
+      screenFrame_(platform::Application::shared()->mainScreen()->bounds()) {}
+
+RUMScrollHandle::~RUMScrollHandle() { stop(); }
+
+std::shared_ptr<ScrollViewObserverValue> RUMScrollHandle::contentOffsetScrollObserving() {
+  std::lock_guard lock(mutex_);
+  if (!observer_) {
+    std::weak_ptr<RUMScrollHandle> weak = weak_from_this();
+    observer_ = ScrollViewObserverValue::make(
+        scheduler_->mainQueue(),
+        [weak](const std::weak_ptr<platform::ScrollView>& view, const std::weak_ptr<platform::ScrollView>&) {
+          if (auto self = weak.lock()) self->contentOffsetChanged(view);
+        });
+  }
+  return observer_;
+}
+
+void RUMScrollHandle::start() {
+  if (contentOffsetObserving_) contentOffsetObserving_->add(contentOffsetScrollObserving());
+  scrollsDictionary_.set({});
+  scrollCollection_.set({});
+  {
+    std::lock_guard lock(mutex_);
+    scroll_.reset();
+  }
+  auto window = platform::Application::shared()->keyWindow();
+  if (!window) return;
+
+  std::shared_ptr<platform::ScrollView> found;
+  std::deque<std::shared_ptr<platform::View>> queue{window};
+  while (!queue.empty() && !found) {
+    auto view = std::move(queue.front());
+    queue.pop_front();
+    if (view->isKindOfClass(platform::ScrollView::runtimeClass())) {
+      const platform::Size size = view->frame().size;
+      if (size.width > 0.8 * screenFrame_.size.width && size.height > 0.5 * screenFrame_.size.height) {
+        found = std::static_pointer_cast<platform::ScrollView>(view);
+        break;
+      }
+    }
+    for (const auto& subview : view->subviews()) queue.push_back(subview);
+  }
+  if (!found) return;
+  ScrollData position = positionOf(found.get());
+  std::lock_guard lock(mutex_);
+  currentScrollView_ = found;
+  scroll_ = position;
+}
+
+void RUMScrollHandle::contentOffsetChanged(const std::weak_ptr<platform::ScrollView>& changed) {
+  auto view = changed.lock();
+  std::shared_ptr<platform::ScrollView> current;
+  bool dragging = false;
+  {
+    std::lock_guard lock(mutex_);
+    current = currentScrollView_.lock();
+    dragging = isDragging_;
+  }
+  if (!view) {
+    if (!current && dragging) {
+      ScrollData position = positionOf(nullptr);
+      std::lock_guard lock(mutex_);
+      scroll_ = position;
+      isDragging_ = false;
+    }
+    return;
+  }
+  if (!current || current != view) return;
+  const bool viewDragging = view->isDragging();
+  if (!dragging) {
+    if (!viewDragging) return;
+    std::optional<ScrollData> closed;
+    {
+      std::lock_guard lock(mutex_);
+      isDragging_ = true;
+      closed = scroll_;
+    }
+    closePosition(closed);
+    return;
+  }
+  if (viewDragging) return;
+  ScrollData position = positionOf(view.get());
+  std::lock_guard lock(mutex_);
+  scroll_ = position;
+  isDragging_ = false;
+}
+
+void RUMScrollHandle::closePosition(const std::optional<ScrollData>& position) {
+  if (!position) return;
+  const std::int64_t elapsed = static_cast<std::int64_t>((now() - position->time) * 1000);
+  const std::string key = std::to_string(position->offsetY) + "," + std::to_string(position->height);
+  scrollsDictionary_.mutate([&](std::map<std::string, std::int64_t>& map) { map[key] += elapsed; });
+}
+
+std::vector<Scroll> RUMScrollHandle::finish() {
+  stop();
+  std::optional<ScrollData> position;
+  {
+    std::lock_guard lock(mutex_);
+    position = scroll_;
+  }
+  closePosition(position);
+  auto entries = scrollsDictionary_.get();
+  if (entries.empty()) return {};
+  scrollCollection_.mutate([&](std::vector<Scroll>& list) {
+    for (const auto& [key, focusTime] : entries) {
+      std::vector<std::string> pieces = split(key, ',');
+      if (pieces.empty()) continue;
+      list.push_back(Scroll{readInteger(pieces.back()), focusTime, readFloat(pieces.front())});
+    }
+  });
+  scrollsDictionary_.set({});
+  return scrollCollection_.get();
+}
+
+void RUMScrollHandle::stop() {
+  std::shared_ptr<ScrollViewObserverValue> observer;
+  {
+    std::lock_guard lock(mutex_);
+    observer = observer_;
+  }
+  if (contentOffsetObserving_ && observer) contentOffsetObserving_->remove(observer);
+}
+
+std::shared_ptr<platform::ScrollView> RUMScrollHandle::currentScrollView() const {
+  std::lock_guard lock(mutex_);
+  return currentScrollView_.lock();
+}
+
+ScrollData RUMScrollHandle::positionOf(const platform::ScrollView* view) const {
+  if (!view) return ScrollData{0, 0, now()};
+  return ScrollData{static_cast<std::int64_t>(view->frame().size.height),
+                    static_cast<std::int64_t>(view->contentOffset().y), now()};
+}
+
+double RUMScrollHandle::now() const { return scheduler_->clock().now(); }
+
+}  // namespace obx
