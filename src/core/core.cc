@@ -1,6 +1,7 @@
 #include "core/core.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/logger.h"
 #include "config/bundle_versions.h"
@@ -19,13 +20,28 @@ bool listHolds(const std::optional<StringList>& list, const std::optional<std::s
 
 std::mutex sharedMutex;
 
+// Never destroyed: a facade call may still arrive while the process exits.
+std::shared_ptr<Core>& sharedInstance() {
+  static auto* instance = new std::shared_ptr<Core>();
+  return *instance;
+}
+
 }  // namespace
 
 std::shared_ptr<Core> Core::shared() {
   std::lock_guard lock(sharedMutex);
-  static auto* instance = new std::shared_ptr<Core>();
-  if (!*instance) *instance = make(platform::defaultScheduler());
-  return *instance;
+  auto& instance = sharedInstance();
+  if (!instance) instance = make(platform::defaultScheduler());
+  return instance;
+}
+
+void Core::resetShared(std::shared_ptr<Core> core) {
+  std::shared_ptr<Core> previous;
+  {
+    std::lock_guard lock(sharedMutex);
+    previous = std::exchange(sharedInstance(), std::move(core));
+  }
+  // Destroyed outside the lock: its features' destructors may call back into the facade.
 }
 
 std::shared_ptr<Core> Core::make(std::shared_ptr<platform::Scheduler> scheduler,

@@ -46,6 +46,9 @@ class Core : public std::enable_shared_from_this<Core> {
   // The process-wide core of the facade, made on first use on platform::defaultScheduler().
   // Making it starts nothing: only the two queues and an empty registry exist until initialize().
   static std::shared_ptr<Core> shared();
+  // Replaces the process-wide core, so that a test drives the facade and the C API against a core
+  // it made on the manual scheduler; null makes the next shared() build a fresh one.
+  static void resetShared(std::shared_ptr<Core> core);
   // Makes the platform's connectivity monitor; tests give a fake one.
   using ReachabilityFactory =
       std::function<std::shared_ptr<platform::Reachability>(std::shared_ptr<platform::Scheduler>)>;

@@ -2,49 +2,142 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "base/logger.h"
+#include "platform/dispatch/manual_scheduler.h"
 #include "testing/log_capture.h"
 
 namespace obx {
 namespace {
 
-// Every key of the server's document lands in its field, with the live conversions applied.
-TEST(SessionConfigurationTest, DecodesEveryKeyAndConverts) {
-  const char* document = R"({
-    "qv_experienceDataSampleMethod": 1, "qv_analysisDataSampleMethod": 0, "qv_replayDataSampleMethod": 2,
-    "qv_sessCookieFlags": 1, "qv_leadCookieFlags": 3, "analysisSessFlags": 2, "analysisLeadFlags": 4,
-    "replaySessFlags": -1, "replayLeadFlags": 0, "qv_ipHandling": 2,
-    "dst_disableScreenTracking": ["Secret"], "dst_screenMasking": ["Login"], "dst_forceHiFi": [],
-    "dst_forceLoFi": ["Map"], "vs_imageQuality": 4, "vs_videoQuality": 0, "vs_screenMaxDuration": 8,
-    "vs_screenshotMaxCount": 300, "vs_recordVideoInForeground": true, "qv_sessionTimeout": 45,
-    "m_maskingColor": "FF00FF", "qv_showLocalLogs": false, "qv_allowLogs": true,
-    "vc_blockediOSSDKVersions": ["0.0.1"], "vc_blockediOSAppVersions": ["9.9"], "msc_keepVideoData": true,
-    "msc_maxMemoryUsage": 300, "msc_maxCPUUsage": 80, "msc_enableAnalytics": true,
-    "msc_overrideUserConfigs": true, "vc_blockedFlutterSDKVersions": ["3.0"],
-    "vc_blockedFlutterAppVersions": ["1.1"], "vc_blockedReactNativeSDKVersions": ["0.70"],
-    "vc_blockedReactNativeAppVersions": ["2.2"], "dst_bufferDuration": 4.5, "dst_forceWireframe": true,
-    "vs_enableRecording": false, "msc_overrideCollectionURL": "https://other", "msc_timeToLive": 7,
-    "msc_allowBridgeCommunication": false, "unknownKey": {"ignored": true}
-  })";
+// A document with every key at a value other than its default, each value distinct from its
+// neighbours', so that a key read into the wrong field shows.
+constexpr const char* kEveryKey = R"({
+  "qv_experienceDataSampleMethod": 1, "qv_analysisDataSampleMethod": 2, "qv_replayDataSampleMethod": 0,
+  "qv_sessCookieFlags": 1, "qv_leadCookieFlags": 3, "analysisSessFlags": 2, "analysisLeadFlags": 4,
+  "replaySessFlags": -1, "replayLeadFlags": 0, "qv_ipHandling": 2,
+  "dst_disableScreenTracking": ["Secret"], "dst_screenMasking": ["Login"], "dst_forceHiFi": ["Map"],
+  "dst_forceLoFi": ["Chart"], "vs_imageQuality": 4, "vs_videoQuality": 1, "vs_screenMaxDuration": 8,
+  "vs_screenshotMaxCount": 300, "vs_recordVideoInForeground": true, "qv_sessionTimeout": 45,
+  "m_maskingColor": "FF00FF", "qv_showLocalLogs": true, "qv_allowLogs": false,
+  "vc_blockediOSSDKVersions": ["0.0.1"], "vc_blockediOSAppVersions": ["9.9"], "msc_keepVideoData": true,
+  "msc_maxMemoryUsage": 512, "msc_maxCPUUsage": 80, "msc_enableAnalytics": false,
+  "msc_overrideUserConfigs": true, "vc_blockedFlutterSDKVersions": ["3.0"],
+  "vc_blockedFlutterAppVersions": ["1.1"], "vc_blockedReactNativeSDKVersions": ["0.70"],
+  "vc_blockedReactNativeAppVersions": ["2.2"], "dst_bufferDuration": 4.5, "dst_forceWireframe": true,
+  "vs_enableRecording": false, "msc_overrideCollectionURL": "https://other.test", "msc_timeToLive": 7,
+  "msc_allowBridgeCommunication": false, "unknownKey": {"ignored": true}
+})";
+
+// The stored form of that document: every field of the record under its own name, enumerations as
+// their raw values, with the live conversions (override switch, buffer duration, days to seconds).
+constexpr const char* kEveryField = R"({
+  "useLiveConfiguration": true, "ipHandling": 2, "batchTime": 4.5, "maxTimeFileSaved": 604800.0,
+  "experienceDataSampleMethod": 1, "sessionCookieFlags": 1, "leadCookieFlags": 3,
+  "analysisDataSampleMethod": 2, "analysisSessionFlags": 2, "analysisLeadFlags": 4,
+  "replayDataSampleMethod": 0, "replaySessionFlags": -1, "replayLeadFlags": 0,
+  "disableScreenTracking": ["Secret"], "screensMasking": ["Login"], "forceHiFi": ["Map"], "forceLoFi": ["Chart"],
+  "imageQualityType": 4, "videoQualityType": 1, "maxScreenDuration": 8, "maxScreenshots": 300,
+  "recordVideoInForeground": true, "sessionTimeout": 45, "maskingColor": "FF00FF", "showLocalLogs": true,
+  "allowLogs": false, "sdkVersionsBlocked": ["0.0.1"], "appVersionsBlocked": ["9.9"], "keepVideoData": true,
+  "maxMemoryUsage": 512, "maxCPUUsage": 80, "enableAnalytics": false, "blockedFlutterSDKVersions": ["3.0"],
+  "blockedFlutterAppVersions": ["1.1"], "blockedRNSDKVersions": ["0.70"], "blockedRNAppVersions": ["2.2"],
+  "forceWireframe": true, "enableRecording": false, "overrideCollectionURL": "https://other.test",
+  "allowBridgeCommunication": false
+})";
+
+// A cache in memory, standing for the store's.
+class MemoryCache : public ConfigurationCache {
+ public:
+  std::optional<std::string> read(const std::string& key) override {
+    auto found = entries.find(key);
+    if (found == entries.end()) return std::nullopt;
+    return found->second;
+  }
+  void save(const std::string& key, const std::vector<std::uint8_t>& bytes) override {
+    entries[key] = std::string(bytes.begin(), bytes.end());
+  }
+  std::map<std::string, std::string> entries;
+};
+
+// Every key of the server's document lands in its own field of the stored record, with the live
+// conversions applied; the record holds nothing else.
+TEST(SessionConfigurationTest, EveryKeyLandsInItsField) {
   std::string error;
-  auto decoded = SessionConfiguration::decode(document, &error);
+  auto decoded = SessionConfiguration::decode(kEveryKey, &error);
   ASSERT_TRUE(decoded) << error;
-  LiveConfiguration live = decoded->toLiveConfiguration();
-  EXPECT_EQ(live.experienceDataSampleMethod, SamplingMethod::weighted);
-  EXPECT_EQ(live.replayDataSampleMethod, SamplingMethod::purposeful);
-  EXPECT_EQ(live.leadCookieFlags, SamplingFlags::collectionInSample);
-  EXPECT_EQ(live.replaySessionFlags, SamplingFlags::unexpected);
-  EXPECT_EQ(live.analysisLeadFlags, SamplingFlags::collectionOutSample);
-  EXPECT_EQ(live.imageQualityType, ImageQualityType::ultra);
-  EXPECT_EQ(live.videoQualityType, VideoQualityType::poor);
-  EXPECT_EQ(live.maxScreenshots, 300);
-  EXPECT_EQ(live.sessionTimeout, 45);
-  EXPECT_EQ(live.batchTime, 4.5);
-  EXPECT_EQ(live.maxTimeFileSaved, 604800.0);
-  EXPECT_TRUE(live.useLiveConfiguration);
-  EXPECT_EQ(live.allowBridgeCommunication, false);
-  EXPECT_EQ(live.blockedRNAppVersions, (StringList{"2.2"}));
-  EXPECT_EQ(live.forceHiFi, StringList{});
-  EXPECT_EQ(live.overrideCollectionURL, "https://other");
+  const auto stored = nlohmann::json::parse(encodeLiveConfiguration(decoded->toLiveConfiguration()));
+  const auto expected = nlohmann::json::parse(kEveryField);
+  EXPECT_EQ(stored, expected) << stored.dump();
+  // The record has 40 fields; the expected form names each once.
+  EXPECT_EQ(expected.size(), 40u);
+}
+
+// The received document, through the live update, reaches every field of Common that the live layer
+// feeds; the stored form goes to the cache and comes back whole at the next start.
+TEST(SessionConfigurationTest, LiveUpdateFillsCommonAndTheCacheRoundTrips) {
+  auto scheduler = platform::ManualScheduler::make();
+  auto cache = std::make_shared<MemoryCache>();
+  const Configuration app("acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false);
+  {
+    testing::LogCapture logs;
+    SDKConfiguration configuration(app, Platform{}, scheduler, cache);
+    configuration.updateLiveConfiguration(*SessionConfiguration::decode(kEveryKey));
+    const Common common = configuration.common();
+    EXPECT_TRUE(common.isLiveConfigFinished);
+    EXPECT_EQ(common.ipHandling, 2);
+    EXPECT_EQ(common.experienceDataSampleMethod, SamplingMethod::weighted);
+    EXPECT_EQ(common.analysisDataSampleMethod, SamplingMethod::purposeful);
+    EXPECT_EQ(common.replayDataSampleMethod, SamplingMethod::random);
+    EXPECT_EQ(common.sessionCookieFlags, SamplingFlags::appInSample);
+    EXPECT_EQ(common.leadCookieFlags, SamplingFlags::collectionInSample);
+    EXPECT_EQ(common.analysisSessionFlags, SamplingFlags::appOutSample);
+    EXPECT_EQ(common.analysisLeadFlags, SamplingFlags::collectionOutSample);
+    EXPECT_EQ(common.replaySessionFlags, SamplingFlags::unexpected);
+    EXPECT_EQ(common.replayLeadFlags, SamplingFlags::processing);
+    EXPECT_EQ(common.disableScreenTracking, StringList{"Secret"});
+    EXPECT_EQ(common.screensMasking, StringList{"Login"});
+    EXPECT_EQ(common.forceHiFi, StringList{"Map"});
+    EXPECT_EQ(common.forceLoFi, StringList{"Chart"});
+    EXPECT_EQ(common.imageQualityType, ImageQualityType::ultra);
+    EXPECT_EQ(common.videoQualityType, VideoQualityType::low);
+    EXPECT_EQ(common.maxScreenDuration, 8);
+    EXPECT_EQ(common.kMaxImagesVideoRecording, 300);
+    EXPECT_EQ(common.recordVideoInForeground, true);
+    EXPECT_EQ(common.sessionLength, 2700);
+    EXPECT_EQ(common.maskingColor, Color::fromHex("FF00FF"));
+    EXPECT_EQ(common.showLocalLogs, true);
+    EXPECT_EQ(common.allowLogs, false);
+    EXPECT_EQ(common.sdkVersionsBlocked, StringList{"0.0.1"});
+    EXPECT_EQ(common.appVersionsBlocked, StringList{"9.9"});
+    EXPECT_EQ(common.keepVideoData, true);
+    EXPECT_EQ(common.enableAnalytics, false);
+    EXPECT_EQ(common.blockedFlutterSDKVersions, StringList{"3.0"});
+    EXPECT_EQ(common.blockedFlutterAppVersions, StringList{"1.1"});
+    EXPECT_EQ(common.blockedRNSDKVersions, StringList{"0.70"});
+    EXPECT_EQ(common.blockedRNAppVersions, StringList{"2.2"});
+    EXPECT_EQ(common.batchTime, 4.5);
+    EXPECT_EQ(common.maxTimeFileSaved, 604800.0);
+    EXPECT_EQ(common.allowBridgeCommunication, false);
+  }
+  ASSERT_TRUE(cache->entries.count("config"));
+  EXPECT_EQ(nlohmann::json::parse(cache->entries["config"]), nlohmann::json::parse(kEveryField));
+
+  // The next start restores every field from the cache, and the stored form decodes to itself.
+  SDKConfiguration restarted(app, Platform{}, scheduler, cache);
+  EXPECT_EQ(nlohmann::json::parse(encodeLiveConfiguration(restarted.liveConfiguration())),
+            nlohmann::json::parse(kEveryField));
+  EXPECT_FALSE(restarted.common().isLiveConfigFinished);
+  EXPECT_EQ(restarted.common().analysisSessionFlags, SamplingFlags::appOutSample);
+  auto back = decodeLiveConfiguration(kEveryField);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(nlohmann::json::parse(encodeLiveConfiguration(*back)), nlohmann::json::parse(kEveryField));
+
+  Logger::setShowLocalLogs(false);
+  Logger::setAllowLogs(false);
+  Logger::setLevel(LogLevel::public_);
 }
 
 // An empty document gives the defaults of the conversions: 15 days, bridge allowed, no override.

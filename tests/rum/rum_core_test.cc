@@ -413,6 +413,61 @@ TEST_F(RUMCoreTest, UserScreenFlagLastsOneScreen) {
   EXPECT_FALSE(configuration_->common().userScreenFlag.has_value());
 }
 
+// Each level's user override, set alone, moves only its own number in the samplingStatus record
+// written at the end of the screen: true reads 1 where the server's flags say 2, false reads 2
+// where they say 1. The method keeps every level collecting, so the record is written either way.
+TEST_F(RUMCoreTest, EachUserOverrideMovesOnlyItsOwnLevel) {
+  struct Override {
+    const char* field;
+    std::function<void(UserConfiguration&, std::optional<bool>)> set;
+  };
+  const std::vector<Override> overrides = {
+      {"experienceDataStatus", [](UserConfiguration& user, std::optional<bool> v) { user.userSessionCookieFlag = v; }},
+      {"analysisDataStatusSession",
+       [](UserConfiguration& user, std::optional<bool> v) { user.userAnalysisSessionFlag = v; }},
+      {"replayDataStatus", [](UserConfiguration& user, std::optional<bool> v) { user.userReplaySessionFlag = v; }},
+      {"analysisDataStatusPage", [](UserConfiguration& user, std::optional<bool> v) { user.userScreenFlag = v; }},
+  };
+  makeCore();
+  for (bool value : {true, false}) {
+    const SamplingFlags server = value ? SamplingFlags::collectionOutSample : SamplingFlags::collectionInSample;
+    configuration_->editLiveConfiguration([&](LiveConfiguration& live) {
+      live.experienceDataSampleMethod = SamplingMethod::purposeful;
+      live.analysisDataSampleMethod = SamplingMethod::purposeful;
+      live.replayDataSampleMethod = SamplingMethod::purposeful;
+      live.sessionCookieFlags = server;
+      live.analysisSessionFlags = server;
+      live.replaySessionFlags = server;
+    });
+    configuration_->applyLiveConfiguration();
+    const std::int64_t serverStatus = value ? 2 : 1;
+    const std::int64_t userStatus = value ? 1 : 2;
+    for (const Override& level : overrides) {
+      SCOPED_TRACE(std::string(level.field) + (value ? " true" : " false"));
+      BatchContext batch = showScreen("Home");
+      configuration_->editUserConfiguration([&](UserConfiguration& user) { level.set(user, value); });
+      configuration_->applyUserConfiguration();
+      scheduler_->runUntilIdle();
+      showScreen("Next");
+
+      Json expected = {{"experienceDataStatus", serverStatus},
+                       {"analysisDataStatusSession", serverStatus},
+                       {"replayDataStatus", serverStatus}};
+      expected[level.field] = userStatus;
+      std::optional<Json> record;
+      for (const Json& event : events(batch)) {
+        if (event["t"] == "samplingStatus") record = event["d"];
+      }
+      ASSERT_TRUE(record);
+      EXPECT_EQ(*record, expected);
+
+      configuration_->editUserConfiguration([&](UserConfiguration& user) { level.set(user, std::nullopt); });
+      configuration_->applyUserConfiguration();
+      scheduler_->runUntilIdle();
+    }
+  }
+}
+
 // Performance records carry the measure and the letter of the first stress kind.
 TEST_F(RUMCoreTest, PerformanceRecordsAndStressLetters) {
   makeCore();

@@ -18,7 +18,7 @@ class SVRTrackingTest : public ::testing::Test {
   SVRTrackingTest() {
     Common common;
     common.maskingAutomatic = {};
-    common.imageTakenWhenScreenStart = 3;
+    // imageTakenWhenScreenStart stays at the configuration's default: it decides the opening images.
     common.videoQualityType = VideoQualityType::poor;  // 2 frames per second
     configuration_->setCommon(common);
     window_->setBackgroundColor(platform::Color{1, 1, 1, 1});
@@ -43,8 +43,8 @@ class SVRTrackingTest : public ::testing::Test {
   std::shared_ptr<platform::Label> label_;
 };
 
-// The link alone drives a still screen: the opening images come on the ticks (the first without
-// waiting for one), then nothing however long the screen stays.
+// The link alone drives a still screen: the configuration's default of three opening images come on
+// the ticks (the first without waiting for one), then nothing however long the screen stays.
 TEST_F(SVRTrackingTest, StillScreenGivesOpeningImagesThenNone) {
   startScreen("screen-1");
   EXPECT_EQ(publisher_->images.size(), 1u) << "the first image does not wait for a tick";

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,9 +35,12 @@ class UploadWorkerTest : public ::testing::Test {
     });
   }
 
+  // The retrying layer follows `retryingReachability_` when a test gives one, else the worker's.
   void startCore() {
-    auto retrying = std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session_), reachability_, scheduler_);
-    auto uploader = std::make_shared<Uploader>(std::make_shared<UploadAuthorized>(), retrying, configuration_);
+    std::shared_ptr<ReachabilityObserving> forRetrying = reachability_;
+    if (retryingReachability_) forRetrying = retryingReachability_;
+    auto retrying = std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session_), forRetrying, scheduler_);
+    auto uploader = std::make_shared<Uploader>(authorized_, retrying, configuration_);
     core_ = std::make_unique<UploadCore>(UploadDependencies{batches_, configuration_, reachability_}, controller_,
                                          uploader, scheduler_);
     scheduler_->runUntilIdle();
@@ -78,6 +82,8 @@ class UploadWorkerTest : public ::testing::Test {
   std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
   std::shared_ptr<FakeURLSession> session_ =
       std::make_shared<FakeURLSession>(platform::DispatchQueue::makeSerial(scheduler_, "session-delegate"));
+  std::shared_ptr<ReachabilityStub> retryingReachability_;
+  std::shared_ptr<UploadAuthorized> authorized_ = std::make_shared<UploadAuthorized>();
   std::unique_ptr<UploadCore> core_;
 };
 
@@ -223,6 +229,141 @@ TEST_F(UploadWorkerTest, UnparseableScreenIsDeleted) {
   EXPECT_EQ(session_->sendCount(), 0u);
   EXPECT_FALSE(onDisk("X_1"));
   EXPECT_EQ(worker().screenToSendCount(), 0);
+}
+
+
+// With the configuration's defaults a pass takes at most five screens, the oldest first; the others
+// wait on the disk for the next pass, one cycle later.
+TEST_F(UploadWorkerTest, APassTakesFiveScreensByDefault) {
+  const std::vector<std::string> ids = {"P1_1", "P2_1", "P3_1", "P4_1", "P5_1", "P6_1", "P7_1"};
+  for (const auto& id : ids) {
+    writeScreens({id});
+    scheduler_->advance(0.5);  // distinct folder dates give the pass its order
+  }
+  startCore();
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets(), (std::vector<std::string>{"P1_1.zip", "P2_1.zip", "P3_1.zip", "P4_1.zip", "P5_1.zip"}));
+  EXPECT_TRUE(logs_.contains("✉️ 5 to send"));
+  EXPECT_TRUE(onDisk("P6_1"));
+  EXPECT_TRUE(onDisk("P7_1"));
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets().size(), 7u);
+  EXPECT_FALSE(onDisk("P6_1"));
+  EXPECT_FALSE(onDisk("P7_1"));
+}
+
+// With the configuration's defaults a request the server keeps answering 503 goes out five times,
+// three seconds apart, and then the service counts as offline.
+TEST_F(UploadWorkerTest, FiveTriesThreeSecondsApartByDefault) {
+  session_->setFallback(Outcome::status(503));
+  writeScreens({"R_1"});
+  startCore();
+  scheduler_->advance(2.0);
+  EXPECT_EQ(session_->sendCount(), 1u);
+  scheduler_->advance(2.9);
+  EXPECT_EQ(session_->sendCount(), 1u);
+  scheduler_->advance(0.1);
+  EXPECT_EQ(session_->sendCount(), 2u);
+  scheduler_->advance(3 * 3.0);
+  EXPECT_EQ(session_->sendCount(), 5u);
+  scheduler_->advance(30.0);
+  EXPECT_EQ(session_->sendCount(), 5u);
+  EXPECT_FALSE(worker().isServiceOnline());
+  EXPECT_TRUE(onDisk("R_1"));
+}
+
+// With the configuration's defaults a screen is kept fifteen days: at the first pass after that, a
+// screen older than that is deleted unsent and a younger one goes out.
+TEST_F(UploadWorkerTest, ScreensAreKeptFifteenDaysByDefault) {
+  const double fifteenDays = 15 * 24 * 60 * 60.0;
+  writeScreens({"Old_1"});
+  scheduler_->advance(20.0);
+  writeScreens({"Young_1"});  // 22.5 seconds younger than Old_1
+  // The first pass, 2.0 seconds after the start, finds Old_1 ten seconds past the limit.
+  scheduler_->advance(fifteenDays + 10.0 - 25.0 - 2.0);
+  startCore();
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets(), std::vector<std::string>{"Young_1.zip"});
+  EXPECT_FALSE(onDisk("Old_1"));
+  EXPECT_FALSE(onDisk("Young_1"));
+}
+
+// Every outcome of the second screen's upload in a pass of two: what it leaves of the pass's count,
+// on the disk and in the service's state, and whether the next pass, with the cause gone, takes
+// what was kept. Causes that hold for the whole pass (no connection, no authorization, no request)
+// keep both screens.
+TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
+  struct Case {
+    const char* name;
+    std::function<void()> cause;  // sets the condition up before the pass
+    std::function<void()> cure;   // takes it away before the next pass
+    bool kept;                     // the second screen is still on the disk after the pass
+    bool online;
+    int count;
+    std::size_t sentByNextPass;  // requests of the next pass
+    const char* line;
+  };
+  auto script = [this](std::vector<Outcome> outcomes) {
+    return [this, outcomes] {
+      session_->enqueue(Outcome::status(200));  // the first screen of the pass
+      for (const auto& outcome : outcomes) session_->enqueue(outcome);
+    };
+  };
+  auto nothing = [] {};
+  const std::vector<Case> cases = {
+      {"accepted", script({Outcome::status(200)}), nothing, false, true, 0, 0,
+       "✅ - Finish send screen, proceed to delete directory with id S2_1"},
+      {"dropped", script({Outcome::status(404)}), nothing, false, true, 0, 0,
+       "❌ Error sending screen: Upload to collection server failed!"},
+      {"retried, then accepted", script({Outcome::status(502), Outcome::status(200)}), nothing, false, true, 0, 0,
+       "✅ - Finish send screen, proceed to delete directory with id S2_1"},
+      {"stopped", script(std::vector<Outcome>(5, Outcome::status(504))), nothing, true, false, 1, 0,
+       "❌ Unable to send screens: The service is currently offline"},
+      // The worker saw Wi-Fi and started the pass; the retrying layer finds no connection.
+      {"connection lost", [this] { retryingReachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::none); },
+       [this] { retryingReachability_->set(ReachabilityConnection::wifi); }, true, true, 0, 2,
+       "❌ Error sending screen: Not internet connection"},
+      {"unauthorized", [this] { authorized_->status.store(Authorization::unauthorized); },
+       [this] { authorized_->status.store(Authorization::authorized); }, true, true, 0, 2,
+       "❌ Error sending screen: Unauthorized upload!"},
+      {"no request",
+       [this] {
+         configuration_->editCommon([](Common& common) { common.endpoint = Endpoint::custom("not a url", ""); });
+       },
+       [this] {
+         configuration_->editCommon(
+             [](Common& common) { common.endpoint = Endpoint::custom("http://collector.test", "http://collector.test/"); });
+       },
+       true, true, 0, 2, Uploader::kNoRequestDescription},
+  };
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
+    core_.reset();
+    scheduler_->runUntilIdle();
+    retryingReachability_.reset();
+    logs_.clear();
+    for (const char* id : {"S1_1", "S2_1"}) std::filesystem::remove_all(sandbox_.storeRoot() / id);
+    writeScreens({"S1_1"});
+    scheduler_->advance(0.5);
+    writeScreens({"S2_1"});
+    testCase.cause();
+    startCore();
+    scheduler_->advance(2.0 + 5 * 3.0);
+    EXPECT_EQ(onDisk("S2_1"), testCase.kept);
+    EXPECT_EQ(worker().isServiceOnline(), testCase.online);
+    EXPECT_EQ(worker().screenToSendCount(), testCase.count);
+    EXPECT_TRUE(logs_.contains(testCase.line)) << testCase.line;
+
+    testCase.cure();
+    const auto before = session_->sendCount();
+    scheduler_->advance(2.0);
+    EXPECT_EQ(session_->sendCount() - before, testCase.sentByNextPass);
+    if (testCase.sentByNextPass > 0) {
+      EXPECT_FALSE(onDisk("S1_1"));
+      EXPECT_FALSE(onDisk("S2_1"));
+      EXPECT_EQ(worker().screenToSendCount(), 0);
+    }
+  }
 }
 
 }  // namespace
