@@ -144,6 +144,7 @@ std::int64_t frameAt(const Json& frames, std::int64_t offset) {
 
 const char* kStyle = R"(
 * { box-sizing: border-box; }
+[hidden] { display: none !important; }
 body { font-family: sans-serif; margin: 0; color: #222; background: #f4f4f6; }
 header { padding: 0.8em 1.5em; background: #fff; border-bottom: 1px solid #ddd; }
 h1 { font-size: 1.2em; margin: 0 0 0.2em; } h2 { font-size: 1em; margin: 0 0 0.5em; }
