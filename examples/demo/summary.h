@@ -10,6 +10,17 @@
 
 namespace demo {
 
+// One stored upload of a screen. A screen that lasted longer than a batch may arrive in several
+// uploads under the same cScreenID; only the first holds the "screen" event.
+struct StoredScreen {
+  std::string folder;     // "<nnn>_<cScreenID>"
+  std::string cScreenID;
+  std::string name;       // the "screen" event's name, empty in a later upload of the screen
+  int frames = 0;         // entries of the "images" events
+  std::vector<std::string> missingFiles;  // frames listed without their .jpg
+  bool placeholder = false;               // a "placeholder" event says true
+};
+
 struct Summary {
   int sessions = 0;
   int screens = 0;
@@ -17,12 +28,17 @@ struct Summary {
   std::uintmax_t bytesStored = 0;
   std::map<std::string, int> eventsByType;
   std::vector<std::filesystem::path> replayPages;
+  std::vector<StoredScreen> stored;  // in the collector's order, session by session
 };
 
 Summary readSummary(const std::filesystem::path& dataDirectory);
 
 // The upload bytes the collector reports in its request lines ("POST /asset/ <status> in <n> B ...").
 std::uintmax_t bytesReceived(const std::vector<std::string>& collectorLines);
+
+// The names of the recorded screens (those with a "screen" event) none of whose uploads holds a
+// frame, or which list a frame whose file is missing, each with the reason.
+std::vector<std::string> screensWithoutFrames(const Summary& summary);
 
 // The summary as the demo prints it, `bytesSent` being what the SDK posted.
 std::string describe(const Summary& summary, std::uintmax_t bytesSent);

@@ -123,5 +123,17 @@ TEST(ReplayPageModelTest, NamesCannotBreakOutOfThePage) {
   EXPECT_EQ(scripts, 1u);
 }
 
+// A screen that arrived in two uploads is named in both: the later one, without a "screen" event,
+// borrows the name of the first with the same cScreenID; another screen's name is not borrowed.
+TEST(ReplayPageModelTest, LaterUploadOfAScreenIsNamed) {
+  Json first = Json::array({Json{{"t", "screen"}, {"o", 0}, {"d", {{"sN", "Basket"}}}}, imagesEvent(100, {100})});
+  Json later = Json::array({imagesEvent(100, {100})});
+  const std::string page = ReplayPage::render(
+      "S1", {ReplayScreen{"001_abc", "abc", first}, ReplayScreen{"002_abc", "abc", later},
+             ReplayScreen{"003_def", "def", later}});
+  EXPECT_NE(page.find("002_abc · Basket, continued"), std::string::npos);
+  EXPECT_EQ(page.find("003_def · Basket"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace obx::collector

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 #include <cstdio>
 #include <optional>
 #include <sstream>
@@ -443,10 +444,18 @@ std::string ReplayPage::render(const std::string& sessionID, const std::vector<R
   Json model = Json::array();
   std::int64_t totalDuration = 0;
   std::size_t totalFrames = 0;
+  std::map<std::string, std::string> names;  // cScreenID -> name, from the upload with the "screen" event
   for (const ReplayScreen& screen : screens) {
     model.push_back(screenModel(screen));
     totalDuration += model.back()["duration"].get<std::int64_t>();
     totalFrames += model.back()["frames"].size();
+    // A screen longer than a batch may arrive in several uploads; only the first names it.
+    const std::string name = model.back()["name"].get<std::string>();
+    if (!name.empty()) {
+      names.emplace(screen.cScreenID, name);
+    } else if (auto known = names.find(screen.cScreenID); known != names.end()) {
+      model.back()["name"] = known->second + ", continued";
+    }
   }
 
   std::ostringstream page;
