@@ -16,6 +16,7 @@
 #include "platform/reachability/network_reachability.h"
 #include "platform/ui/application.h"
 #include "rum/rum_feature.h"
+#include "session/image_placeholder_builder.h"
 #include "session/metrics.h"
 #include "session/session_life_cycle.h"
 #include "session/tracked_events.h"
@@ -29,6 +30,7 @@
 #include "store/files/file_writer.h"
 #include "store/files/security.h"
 #include "store/repository.h"
+#include "svr/svr_feature.h"
 #include "upload/http_client.h"
 #include "upload/http_retrying.h"
 #include "upload/upload_feature.h"
@@ -44,7 +46,7 @@ void Core::registerFeatureBuilders() {
     if (!scheduler) return nullptr;
     RUMDependencies dependencies{d.metrics,       d.appCycle,     d.screenDetector, d.devicePerformance,
                                  d.trackedEvents, d.configuration, d.sessionCycle,  d.reachability,
-                                 nullptr,         d.batchCoordinator};
+                                 d.imagePlaceholderBuilder, d.batchCoordinator};
     return RUMFeature::make(std::move(dependencies), std::move(dataController), scheduler);
   });
   setFeatureBuilder(FeatureKey::kNetwork, [weakScheduler](const CommonDependencies& d,
@@ -56,6 +58,15 @@ void Core::registerFeatureBuilders() {
                                   std::move(dataController), scheduler);
     if (!core) return nullptr;
     return std::make_shared<NetworkFeature>(std::move(core));
+  });
+  setFeatureBuilder(FeatureKey::kSVR, [weakScheduler](const CommonDependencies& d,
+                                                      std::shared_ptr<DataController> dataController)
+                                          -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    if (!scheduler) return nullptr;
+    SVRDependencies dependencies{d.appCycle,      d.screenDetector,          d.devicePerformance, d.configuration,
+                                 d.userMasking, d.imagePlaceholderBuilder, d.batchCoordinator};
+    return SVRFeature::make(std::move(dependencies), std::move(dataController), scheduler);
   });
   setFeatureBuilder(FeatureKey::kUpload, [weakScheduler](const CommonDependencies& d,
                                                          std::shared_ptr<DataController> dataController)
@@ -155,6 +166,8 @@ std::optional<CommonDependencies> Core::buildCommonDependencies() {
   dependencies.trackedEvents = std::make_shared<TrackedEvents>(trackedEvents);
   dependencies.metrics = std::make_shared<Metrics>(configuration, 1);
   dependencies.userMasking = std::make_shared<UserMasking>();
+  dependencies.imagePlaceholderBuilder =
+      std::make_shared<ImagePlaceholderBuilder>(cacheController, scheduler_->mainQueue());
 
   auto batches =
       std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler_, std::nullopt, "Optional<BatchContext>");

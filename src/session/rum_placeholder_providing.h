@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-namespace obx {
+#include "session/placeholder_reason.h"
 
-enum class PlaceholderReason { noPermissions };
+namespace obx {
 
 class RUMPlaceholderProviding {
  public:

@@ -60,4 +60,19 @@ Size measureText(const std::string& text, const TextStyle& style) {
   return {static_cast<double>(width), static_cast<double>(height)};
 }
 
+Size measureWrappedText(const std::string& text, const TextStyle& style, double width) {
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
+  cairo_t* cairo = cairo_create(surface);
+  PangoLayout* layout = makeLayout(cairo, text, style);
+  if (width > 0) pango_layout_set_width(layout, static_cast<int>(width * PANGO_SCALE));
+  pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
+  int measuredWidth = 0;
+  int measuredHeight = 0;
+  pango_layout_get_pixel_size(layout, &measuredWidth, &measuredHeight);
+  g_object_unref(layout);
+  cairo_destroy(cairo);
+  cairo_surface_destroy(surface);
+  return {static_cast<double>(measuredWidth), static_cast<double>(measuredHeight)};
+}
+
 }  // namespace obx::platform

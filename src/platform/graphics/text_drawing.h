@@ -25,5 +25,8 @@ struct TextStyle {
 void drawText(BitmapContext& context, const std::string& text, Rect rect, const TextStyle& style);
 // The size the text takes on one line, in points.
 Size measureText(const std::string& text, const TextStyle& style);
+// The size the text takes wrapped at `width` points as drawText wraps it (numberOfLines 0): the
+// widest line and the height of all lines.
+Size measureWrappedText(const std::string& text, const TextStyle& style, double width);
 
 }  // namespace obx::platform
