@@ -34,12 +34,15 @@ void readScreen(const fs::path& folder, Summary& summary) {
         for (const auto& image : data) {
           ++screen.frames;
           const auto index = image.is_object() ? image.value("sIndex", nlohmann::json()) : nlohmann::json();
-          const std::string file = (index.is_number_integer() ? std::to_string(index.get<std::int64_t>()) : "?") + ".jpg";
-          std::error_code error;
-          if (!fs::is_regular_file(folder / file, error)) screen.missingFiles.push_back(file);
+          screen.listedFiles.push_back((index.is_number_integer() ? std::to_string(index.get<std::int64_t>()) : "?") +
+                                       ".jpg");
         }
       }
     }
+  }
+  std::error_code error;
+  for (const auto& file : fs::directory_iterator(folder, error)) {
+    if (file.path().extension() == ".jpg") screen.files.insert(file.path().filename().string());
   }
   summary.stored.push_back(std::move(screen));
 }
@@ -85,14 +88,30 @@ std::uintmax_t bytesReceived(const std::vector<std::string>& collectorLines) {
   return total;
 }
 
+std::vector<std::string> missingFiles(const Summary& summary, std::size_t at) {
+  const StoredScreen& screen = summary.stored[at];
+  std::vector<std::string> missing;
+  for (const auto& file : screen.listedFiles) {
+    bool found = screen.files.count(file) > 0;
+    for (std::size_t earlier = 0; !found && earlier < at; ++earlier) {
+      found = summary.stored[earlier].cScreenID == screen.cScreenID && summary.stored[earlier].files.count(file);
+    }
+    if (!found) missing.push_back(file);
+  }
+  return missing;
+}
+
 std::vector<std::string> screensWithoutFrames(const Summary& summary) {
   std::map<std::string, const StoredScreen*> named;  // cScreenID -> the upload with the "screen" event
   std::map<std::string, int> frames;
   std::vector<std::string> faults;
-  for (const auto& screen : summary.stored) {
+  for (std::size_t at = 0; at < summary.stored.size(); ++at) {
+    const StoredScreen& screen = summary.stored[at];
     if (!screen.name.empty()) named.emplace(screen.cScreenID, &screen);
     frames[screen.cScreenID] += screen.frames;
-    for (const auto& file : screen.missingFiles) faults.push_back(screen.folder + " lists " + file + " without its file");
+    for (const auto& file : missingFiles(summary, at)) {
+      faults.push_back(screen.folder + " lists " + file + ", which no upload of its screen brought");
+    }
   }
   for (const auto& [id, screen] : named) {
     if (frames[id] == 0) faults.push_back(screen->name + " (" + screen->folder + ") has no frames");
@@ -109,7 +128,8 @@ std::string describe(const Summary& summary, std::uintmax_t bytesSent) {
   for (const auto& screen : summary.stored) {
     if (!screen.name.empty()) names.emplace(screen.cScreenID, screen.name);
   }
-  for (const auto& screen : summary.stored) {
+  for (std::size_t at = 0; at < summary.stored.size(); ++at) {
+    const StoredScreen& screen = summary.stored[at];
     const auto name = names.find(screen.cScreenID);
     out << "  " << screen.folder.substr(0, screen.folder.find('_')) << " "
         << (!screen.name.empty()         ? screen.name
@@ -117,7 +137,8 @@ std::string describe(const Summary& summary, std::uintmax_t bytesSent) {
                                   : "(no screen event)")
         << ": " << screen.frames
         << (screen.frames == 1 ? " frame" : " frames") << (screen.placeholder ? ", a placeholder" : "");
-    if (!screen.missingFiles.empty()) out << ", " << screen.missingFiles.size() << " without their file";
+    const auto missing = missingFiles(summary, at);
+    if (!missing.empty()) out << ", " << missing.size() << " without their file";
     out << "\n";
   }
   out << "bytes sent: " << bytesSent << " (stored by the collector: " << summary.bytesStored << ")\n";

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,9 @@ struct StoredScreen {
   std::string cScreenID;
   std::string name;       // the "screen" event's name, empty in a later upload of the screen
   int frames = 0;         // entries of the "images" events
-  std::vector<std::string> missingFiles;  // frames listed without their .jpg
-  bool placeholder = false;               // a "placeholder" event says true
+  std::vector<std::string> listedFiles;  // "<index>.jpg" of each entry
+  std::set<std::string> files;           // the .jpg files that came with this upload
+  bool placeholder = false;              // a "placeholder" event says true
 };
 
 struct Summary {
@@ -36,8 +38,12 @@ Summary readSummary(const std::filesystem::path& dataDirectory);
 // The upload bytes the collector reports in its request lines ("POST /asset/ <status> in <n> B ...").
 std::uintmax_t bytesReceived(const std::vector<std::string>& collectorLines);
 
-// The names of the recorded screens (those with a "screen" event) none of whose uploads holds a
-// frame, or which list a frame whose file is missing, each with the reason.
+// The frames the upload `at` of `summary.stored` lists whose file neither it nor an earlier upload of
+// the same screen brought. (A later upload lists again the frame on display when its batch began.)
+std::vector<std::string> missingFiles(const Summary& summary, std::size_t at);
+
+// The recorded screens (those with a "screen" event) none of whose uploads holds a frame, and the
+// uploads that list a frame whose file never arrived, each told in a line.
 std::vector<std::string> screensWithoutFrames(const Summary& summary);
 
 // The summary as the demo prints it, `bytesSent` being what the SDK posted.

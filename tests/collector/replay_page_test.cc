@@ -135,5 +135,23 @@ TEST(ReplayPageModelTest, LaterUploadOfAScreenIsNamed) {
   EXPECT_EQ(page.find("003_def · Basket"), std::string::npos);
 }
 
+// A later upload of a screen lists again the frame on display when its batch began: the page takes
+// that frame's file from the earlier upload of the same screen that brought it, and marks a frame
+// whose file no upload of the screen brought.
+TEST(ReplayPageModelTest, FrameFilesComeFromEarlierUploadsOfTheScreen) {
+  Json twoFrames = Json::array({imagesEvent(300, {100, 200})});  // indexes 0 and 1
+  const std::string page = ReplayPage::render(
+      "S1", {ReplayScreen{"001_abc", "abc", twoFrames, {0, 1}}, ReplayScreen{"002_def", "def", twoFrames, {0}},
+             ReplayScreen{"003_abc", "abc", twoFrames, {0}}});
+  for (const std::string expected : {
+           "<li data-frame=\"1\">001_abc/1.jpg (1.jpg), 200 ms, from 100 ms</li>",
+           "<li data-frame=\"1\">002_def/1.jpg (1.jpg), 200 ms, from 100 ms, its file did not arrive</li>",
+           "<li data-frame=\"0\">003_abc/0.jpg (0.jpg)",
+           "<li data-frame=\"1\">001_abc/1.jpg (1.jpg), 200 ms, from 100 ms</li>\n</ol>\n</details>\n</section>\n</div>",
+       }) {
+    EXPECT_NE(page.find(expected), std::string::npos) << expected;
+  }
+}
+
 }  // namespace
 }  // namespace obx::collector

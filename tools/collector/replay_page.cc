@@ -150,7 +150,7 @@ body { font-family: sans-serif; margin: 0; color: #222; background: #f4f4f6; }
 header { padding: 0.8em 1.5em; background: #fff; border-bottom: 1px solid #ddd; }
 h1 { font-size: 1.2em; margin: 0 0 0.2em; } h2 { font-size: 1em; margin: 0 0 0.5em; }
 header p { margin: 0; color: #555; font-size: 0.9em; }
-.layout { display: grid; grid-template-columns: 200px auto minmax(320px, 1fr); gap: 1.2em; padding: 1em 1.5em; align-items: start; }
+.layout { display: grid; grid-template-columns: 200px auto minmax(0, 1fr); gap: 1.2em; padding: 1em 1.5em; align-items: start; }
 nav ol { list-style: none; padding: 0; margin: 0; }
 nav button { width: 100%; text-align: left; margin-bottom: 4px; padding: 6px 8px; border: 1px solid #ccc; border-radius: 4px; background: #fff; cursor: pointer; font-size: 0.85em; }
 nav button.current { border-color: #1565c0; background: #e3f0fd; }
@@ -171,6 +171,7 @@ section.screen { background: #fff; border: 1px solid #ddd; border-radius: 6px; p
 section.screen[hidden] { display: none; }
 table { border-collapse: collapse; font-size: 0.85em; width: 100%; }
 td, th { border-bottom: 1px solid #eee; padding: 2px 8px; text-align: left; vertical-align: top; }
+td:last-child { overflow-wrap: anywhere; }
 td.offset { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
 tr[data-offset] { cursor: pointer; }
 tr.past { color: #999; }
@@ -223,7 +224,7 @@ function render(previous) {
       const frame = screen.frames[f];
       $('frame').src = frame.src;
       $('info').textContent = 'frame ' + (f + 1) + '/' + screen.frames.length + ' · ' + frame.name + ' · from ' +
-          clock(frame.start) + ' for ' + frame.ms + ' ms';
+          clock(frame.start) + ' for ' + frame.ms + ' ms' + (frame.missing ? ' · its file did not arrive' : '');
       const item = document.querySelector('#s' + state.n + ' ol.frames li[data-frame="' + f + '"]');
       if (item) item.classList.add('shown');
       if (state.playing) {
@@ -445,8 +446,21 @@ std::string ReplayPage::render(const std::string& sessionID, const std::vector<R
   std::int64_t totalDuration = 0;
   std::size_t totalFrames = 0;
   std::map<std::string, std::string> names;  // cScreenID -> name, from the upload with the "screen" event
-  for (const ReplayScreen& screen : screens) {
+  for (std::size_t n = 0; n < screens.size(); ++n) {
+    const ReplayScreen& screen = screens[n];
     model.push_back(screenModel(screen));
+    for (Json& frame : model.back()["frames"]) {
+      const std::int64_t index = frame["index"].get<std::int64_t>();
+      if (screen.imageFiles.count(index)) continue;
+      frame["missing"] = true;
+      for (std::size_t earlier = n; earlier-- > 0;) {
+        if (screens[earlier].cScreenID == screen.cScreenID && screens[earlier].imageFiles.count(index)) {
+          frame["src"] = screens[earlier].folderName + "/" + std::to_string(index) + ".jpg";
+          frame.erase("missing");
+          break;
+        }
+      }
+    }
     totalDuration += model.back()["duration"].get<std::int64_t>();
     totalFrames += model.back()["frames"].size();
     // A screen longer than a batch may arrive in several uploads; only the first names it.
@@ -472,7 +486,8 @@ std::string ReplayPage::render(const std::string& sessionID, const std::vector<R
     const Json& screen = model[n];
     const std::string name = screen["name"].get<std::string>();
     page << "<li><button type=\"button\">" << (n + 1) << ". " << escapeHTML(name.empty() ? screens[n].folderName : name)
-         << "<small>" << screen["frames"].size() << " frames · " << screen["duration"].get<std::int64_t>()
+         << "<small>" << screen["frames"].size() << (screen["frames"].size() == 1 ? " frame · " : " frames · ")
+         << screen["duration"].get<std::int64_t>()
          << " ms</small></button></li>\n";
   }
   page << "</ol>\n</nav>\n";
@@ -515,7 +530,8 @@ std::string ReplayPage::render(const std::string& sessionID, const std::vector<R
         const Json& frame = frames[f];
         page << "<li data-frame=\"" << f << "\">" << escapeHTML(frame["src"].get<std::string>()) << " ("
              << escapeHTML(frame["name"].get<std::string>()) << "), " << frame["ms"].get<std::int64_t>() << " ms, from "
-             << frame["start"].get<std::int64_t>() << " ms</li>\n";
+             << frame["start"].get<std::int64_t>() << " ms" << (frame.contains("missing") ? ", its file did not arrive" : "")
+             << "</li>\n";
       }
       page << "</ol>\n</details>\n";
     }

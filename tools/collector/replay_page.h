@@ -10,6 +10,7 @@
 // the page's playback log.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,11 +22,15 @@ struct ReplayScreen {
   std::string folderName;  // "<nnn>_<cScreenID>"
   std::string cScreenID;
   Json events;             // the body as received: an array of event objects
+  // The indexes whose "<index>.jpg" this upload brought. A later upload of a screen lists again the
+  // frame on display when its batch began, whose file came with an earlier upload.
+  std::set<std::int64_t> imageFiles;
 };
 
 class ReplayPage {
  public:
-  // The page of `sessionID` with `screens` in the order given.
+  // The page of `sessionID` with `screens` in the order given. A frame whose file is not in its own
+  // upload is taken from the latest earlier upload of the same screen that has it.
   static std::string render(const std::string& sessionID, const std::vector<ReplayScreen>& screens);
 
   // What the page's script plays for one screen, in milliseconds from the screen's start:
