@@ -9,6 +9,7 @@ packages=(
   libssl-dev libcurl4-openssl-dev nlohmann-json3-dev libzip-dev libturbojpeg0-dev
   libcairo2-dev libpango1.0-dev fonts-dejavu-core libcpp-httplib-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  chromium
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -17,7 +17,7 @@ constexpr const char* kListeningPrefix = "listening on ";
 }
 
 CollectorProcess::CollectorProcess(const std::filesystem::path& executable, const std::filesystem::path& dataDirectory,
-                                   const std::string& account) {
+                                   const std::filesystem::path& configDirectory, const std::string& account) {
   int pipeFds[2];
   if (::pipe(pipeFds) != 0) {
     error_ = std::string("pipe: ") + std::strerror(errno);
@@ -28,9 +28,9 @@ CollectorProcess::CollectorProcess(const std::filesystem::path& executable, cons
   posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
   posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
   const std::string program = executable.string();
-  const std::string data = dataDirectory.string();
-  std::vector<std::string> arguments = {program, "--host", "127.0.0.1", "--port", "0", "--data", data, "--account",
-                                        account};
+  std::vector<std::string> arguments = {program,     "--host", "127.0.0.1", "--port", "0", "--data",
+                                        dataDirectory.string(), "--config", configDirectory.string(),
+                                        "--account", account};
   std::vector<char*> argv;
   for (auto& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);

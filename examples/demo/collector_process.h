@@ -15,10 +15,10 @@ namespace demo {
 
 class CollectorProcess {
  public:
-  // Starts `executable` storing into `dataDirectory` for `account`. On failure `baseURL()` is empty
-  // and `error()` says why.
+  // Starts `executable` storing into `dataDirectory` for `account`, serving the configuration
+  // documents of `configDirectory`. On failure `baseURL()` is empty and `error()` says why.
   CollectorProcess(const std::filesystem::path& executable, const std::filesystem::path& dataDirectory,
-                   const std::string& account);
+                   const std::filesystem::path& configDirectory, const std::string& account);
   ~CollectorProcess();
   CollectorProcess(const CollectorProcess&) = delete;
   CollectorProcess& operator=(const CollectorProcess&) = delete;

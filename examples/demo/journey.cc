@@ -10,14 +10,100 @@
 #include "obx/facade.h"
 #include "platform/net/url_session.h"
 #include "platform/ui/application.h"
+#include "platform/ui/button.h"
+#include "platform/ui/label.h"
 #include "platform/ui/navigation_controller.h"
+#include "platform/ui/text_field.h"
 #include "platform/ui/window.h"
 
 namespace demo {
 
-class ListScreen : public obx::platform::ViewController {};
-class DetailScreen : public obx::platform::ViewController {};
-class SettingsScreen : public obx::platform::ViewController {};
+using obx::platform::Rect;
+
+// A screen of the demo: a white page with a title and what `build` adds.
+class DemoScreen : public obx::platform::ViewController {
+ public:
+  explicit DemoScreen(std::string heading) : heading_(std::move(heading)) {}
+  void viewDidLoad() override {
+    ViewController::viewDidLoad();
+    auto page = view();
+    page->setFrame(Rect::make(0, 0, 390, 844));
+    page->setBackgroundColor(obx::platform::Color{1, 1, 1, 1});
+    page->addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 60, 350, 40), heading_));
+    build(*page);
+  }
+
+ protected:
+  virtual void build(obx::platform::View& page) { (void)page; }
+
+ private:
+  std::string heading_;
+};
+
+class ListScreen : public DemoScreen {
+ public:
+  ListScreen() : DemoScreen("Lamps") {}
+  void build(obx::platform::View& page) override {
+    const char* rows[] = {"Arc lamp", "Desk lamp", "Paper lantern", "Reading light"};
+    for (int i = 0; i < 4; ++i) {
+      page.addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 130 + 56 * i, 350, 44), rows[i]));
+    }
+  }
+};
+
+class DetailScreen : public DemoScreen {
+ public:
+  DetailScreen() : DemoScreen("Arc lamp") {}
+  void build(obx::platform::View& page) override {
+    auto photo = std::make_shared<obx::platform::View>(Rect::make(20, 120, 350, 220));
+    photo->setBackgroundColor(obx::platform::Color{0.93, 0.86, 0.7, 1});
+    page.addSubview(photo);
+    page.addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 360, 350, 30), "129.00 EUR"));
+    page.addSubview(std::make_shared<obx::platform::Button>(Rect::make(20, 420, 350, 50), "Add to basket"));
+  }
+};
+
+// Text fields are masked in replay by default: the email and the password (typed as a secure entry)
+// show as blocks of the masking colour.
+class SignInScreen : public DemoScreen {
+ public:
+  SignInScreen() : DemoScreen("Sign in") {}
+  void build(obx::platform::View& page) override {
+    email = std::make_shared<obx::platform::TextField>(Rect::make(20, 140, 350, 44));
+    email->setPlaceholder("Email");
+    password = std::make_shared<obx::platform::TextField>(Rect::make(20, 210, 350, 44));
+    password->setSecureTextEntry(true);
+    password->setText("correct horse battery staple");
+    page.addSubview(email);
+    page.addSubview(password);
+    page.addSubview(std::make_shared<obx::platform::Button>(Rect::make(20, 290, 350, 50), "Sign in"));
+  }
+  std::shared_ptr<obx::platform::TextField> email;
+  std::shared_ptr<obx::platform::TextField> password;
+};
+
+// Listed in the live configuration's screensMasking: replay shows a placeholder instead.
+class PaymentScreen : public DemoScreen {
+ public:
+  PaymentScreen() : DemoScreen("Payment") {}
+  void build(obx::platform::View& page) override {
+    page.addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 140, 350, 30), "Card 4111 1111 1111 1111"));
+  }
+};
+
+// Nothing on it moves: replay takes its opening images and then none.
+class AboutScreen : public DemoScreen {
+ public:
+  AboutScreen() : DemoScreen("About") {}
+  void build(obx::platform::View& page) override {
+    page.addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 140, 350, 30), "Lamps & Co, since 1921"));
+  }
+};
+
+class SettingsScreen : public DemoScreen {
+ public:
+  SettingsScreen() : DemoScreen("Settings") {}
+};
 
 namespace {
 
@@ -84,6 +170,27 @@ void runJourney(const std::function<void(double seconds)>& run) {
     download(session, server.baseURL() + "/brochure.pdf");
   }
   run(2.0);
+  navigation->popViewController(true);
+  run(1.0);
+
+  // Signing in: the user types an email; the password field already holds a secret.
+  auto signIn = std::make_shared<SignInScreen>();
+  navigation->pushViewController(signIn, true);
+  run(1.0);
+  if (signIn->email) {
+    signIn->email->becomeFirstResponder();
+    signIn->email->insertText("ada@example.test");
+    signIn->email->resignFirstResponder();
+  }
+  run(1.5);
+  navigation->pushViewController(std::make_shared<PaymentScreen>(), true);
+  run(2.0);
+  navigation->popViewController(true);
+  run(0.5);
+  navigation->popViewController(true);
+  run(0.5);
+  navigation->pushViewController(std::make_shared<AboutScreen>(), true);
+  run(4.0);
   navigation->popViewController(true);
   run(1.0);
 

@@ -1,12 +1,16 @@
-// The demo's host application: three screens (a list, a detail, settings) and the scripted journey
-// through them: pushes, a pop, a modal, a trip to the background, goals, dimensions, errors, and
-// requests to its own server on 127.0.0.1 (an answer, a 404, a download that fails). It ends in the
-// background, so that the last screen is closed and every batch can leave.
+// The demo's host application: its screens (a list, a detail, a sign-in form whose text fields replay
+// masks, a payment screen that the live configuration masks whole, a still "about" page, settings)
+// and the scripted journey through them: pushes, pops, a modal, a trip to the background, goals,
+// dimensions, errors, and requests to its own server on 127.0.0.1 (an answer, a 404, a download that
+// fails). It ends in the background, so that the last screen is closed and every batch can leave.
 #pragma once
 
 #include <functional>
 
 namespace demo {
+
+// The screen that the demo's live configuration lists in screensMasking.
+inline constexpr const char* kMaskedScreenName = "demo.PaymentScreen";
 
 // Runs the journey; `run(seconds)` lets the SDK and the main loop work for that much wall time.
 void runJourney(const std::function<void(double seconds)>& run);

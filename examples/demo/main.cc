@@ -1,9 +1,14 @@
 // obx-demo: a host application that runs a scripted journey with the SDK pointed at a local
-// obx-collector. It starts the collector on 127.0.0.1 with a free port, runs the journey, waits until
-// the SDK's spool is empty, prints what arrived (sessions, screens, events by type, images, bytes)
-// with the path of the replay page, and exits non-zero if anything the SDK sent did not arrive or
-// the journey's own requests are not among it as "network" events.
+// obx-collector. It starts the collector on 127.0.0.1 with a free port, serving a live configuration
+// that masks the payment screen, runs the journey, waits until the SDK's spool is empty, prints what
+// arrived (sessions, screens with their frames, events by type, images, bytes) with the path of the
+// replay page, and exits non-zero if anything the SDK sent did not arrive, if the journey's own
+// requests are not among it as "network" events, if replay never recorded, or if a recorded screen
+// arrived without its frames or the masked screen without its placeholder.
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <fstream>
 #include <filesystem>
 #include <mutex>
 #include <set>
@@ -26,6 +31,8 @@ namespace {
 constexpr const char* kAccount = "demo-account";
 constexpr const char* kProperty = "demo-property";
 constexpr const char* kSentLine = "✅ - Finish send screen, proceed to delete directory with id ";
+// Written by replay at the start of every screen it records.
+constexpr const char* kRecordingLine = "OmbrixOBX start recording . . .";
 constexpr double kDrainTimeout = 60.0;
 // The journey's own requests: a catalog, a missing page, a failed download.
 constexpr int kJourneyRequests = 3;
@@ -43,26 +50,39 @@ int batchFolders(const fs::path& spool) {
   return count;
 }
 
-// The screens the SDK reports as accepted by the server, from its log.
-class SentScreens {
+// What the SDK's log tells: the screens it reports as accepted by the server, and whether replay
+// recorded any screen.
+class SDKReport {
  public:
   void observe() {
     obx::Logger::setLineObserver([this](const std::string& line, obx::LogLevel) {
+      if (line.find(kRecordingLine) != std::string::npos) recording_ = true;
       auto at = line.find(kSentLine);
       if (at == std::string::npos) return;
       std::lock_guard lock(mutex_);
       ids_.insert(line.substr(at + std::string(kSentLine).size()));
     });
   }
-  std::size_t count() const {
+  std::size_t sentCount() const {
     std::lock_guard lock(mutex_);
     return ids_.size();
   }
+  bool replayRunning() const { return recording_; }
 
  private:
   mutable std::mutex mutex_;
   std::set<std::string> ids_;
+  std::atomic<bool> recording_{false};
 };
+
+// The live configuration the demo's collector serves: replay in sample, the payment screen masked.
+bool writeConfiguration(const fs::path& directory) {
+  std::error_code error;
+  fs::create_directories(directory / kAccount, error);
+  std::ofstream out(directory / kAccount / (std::string(kProperty) + ".json"));
+  out << R"({"replaySessFlags": 3, "dst_screenMasking": [")" << demo::kMaskedScreenName << "\"]}\n";
+  return static_cast<bool>(out);
+}
 
 fs::path collectorExecutable(int argc, char** argv) {
   if (argc > 1) return argv[1];
@@ -75,20 +95,26 @@ int main(int argc, char** argv) {
   using obx::OBX;
   const fs::path sandbox = fs::temp_directory_path() / "obx-demo-sandbox";
   const fs::path received = fs::temp_directory_path() / "obx-demo-collector";
+  const fs::path served = fs::temp_directory_path() / "obx-demo-config";
   fs::remove_all(sandbox);
   fs::remove_all(received);
+  fs::remove_all(served);
+  if (!writeConfiguration(served)) {
+    std::fprintf(stderr, "obx-demo: cannot write the live configuration into %s\n", served.c_str());
+    return 2;
+  }
   obx::platform::setSandboxRoot(sandbox);
   obx::platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
 
-  demo::CollectorProcess collector(collectorExecutable(argc, argv), received, kAccount);
+  demo::CollectorProcess collector(collectorExecutable(argc, argv), received, served, kAccount);
   if (collector.baseURL().empty()) {
     std::fprintf(stderr, "obx-demo: %s\n", collector.error().c_str());
     return 2;
   }
   std::printf("obx-demo: collector at %s, storing into %s\n", collector.baseURL().c_str(), received.c_str());
 
-  SentScreens sent;
-  sent.observe();
+  SDKReport report;
+  report.observe();
   obx::Configuration configuration(kAccount, kProperty, obx::Consent::analyticsAndRecording, true, true, false, true,
                                    true);
   configuration.endpoint = obx::Endpoint::custom(collector.baseURL(), collector.baseURL() + "/replay/");
@@ -113,15 +139,30 @@ int main(int argc, char** argv) {
     std::printf("obx-demo: %d batch folders were still in the spool after %.0f s\n", left, kDrainTimeout);
     ok = false;
   }
-  if (sent.count() == 0 || static_cast<std::size_t>(summary.screens) != sent.count()) {
-    std::printf("obx-demo: the SDK sent %zu screens, the collector stored %d\n", sent.count(), summary.screens);
+  if (report.sentCount() == 0 || static_cast<std::size_t>(summary.screens) != report.sentCount()) {
+    std::printf("obx-demo: the SDK sent %zu screens, the collector stored %d\n", report.sentCount(), summary.screens);
     ok = false;
   }
-  const auto network = summary.eventsByType.find("network");
-  const int requests = network == summary.eventsByType.end() ? 0 : network->second;
-  if (requests != kJourneyRequests) {
-    std::printf("obx-demo: the journey made %d requests, the collector stored %d network events\n", kJourneyRequests,
-                requests);
+  // The demo's live configuration keeps replay in sample and the consent allows recording: every
+  // screen must arrive with its frames.
+  if (!report.replayRunning()) {
+    std::printf("obx-demo: replay never started recording (no \"%s\" in the SDK's log)\n", kRecordingLine);
+    ok = false;
+  }
+  for (const auto& fault : demo::screensWithoutFrames(summary)) {
+    std::printf("obx-demo: a recorded screen arrived without its frames: %s\n", fault.c_str());
+    ok = false;
+  }
+  std::set<std::string> masked;
+  for (const auto& screen : summary.stored) {
+    if (screen.name == demo::kMaskedScreenName) masked.insert(screen.cScreenID);
+  }
+  const bool placeholder = std::any_of(summary.stored.begin(), summary.stored.end(), [&](const demo::StoredScreen& s) {
+    return masked.count(s.cScreenID) && s.placeholder && s.frames > 0;
+  });
+  if (!placeholder) {
+    std::printf("obx-demo: %s, masked by the live configuration, arrived without its placeholder\n",
+                demo::kMaskedScreenName);
     ok = false;
   }
   obx::Logger::setLineObserver({});

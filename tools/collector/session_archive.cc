@@ -1,6 +1,7 @@
 #include "collector/session_archive.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -79,6 +80,15 @@ ReplayScreen replayScreenOf(const fs::path& folder) {
   screen.folderName = folder.filename().string();
   screen.cScreenID = screen.folderName.substr(screen.folderName.find('_') + 1);
   screen.events = Json::array();
+  std::error_code code;
+  for (fs::directory_iterator it(folder, code), end; !code && it != end; it.increment(code)) {
+    const fs::path name = it->path().filename();
+    if (name.extension() != ".jpg") continue;
+    const std::string stem = name.stem().string();
+    std::int64_t index = 0;
+    auto [last, error] = std::from_chars(stem.data(), stem.data() + stem.size(), index);
+    if (error == std::errc() && last == stem.data() + stem.size()) screen.imageFiles.insert(index);
+  }
   if (auto events = readFile(folder / "events.json")) {
     try {
       screen.events = Json::parse(*events);
@@ -161,7 +171,9 @@ std::optional<SessionArchive::Stored> SessionArchive::store(const UploadQuery& q
   ++state.lastNumber;
   state.assets.emplace(query.asset, folder);
   const std::string folderName = folder.filename().string();
-  state.replayScreens.push_back(ReplayScreen{folderName, query.cScreenID, upload.body});
+  ReplayScreen replayScreen{folderName, query.cScreenID, upload.body, {}};
+  for (const auto& [index, bytes] : upload.images) replayScreen.imageFiles.insert(index);
+  state.replayScreens.push_back(std::move(replayScreen));
   Stored stored{folder, false, {}};
   std::string pageError;
   if (!writeFile(root_ / query.sessionID / "index.html", ReplayPage::render(query.sessionID, state.replayScreens),
