@@ -30,6 +30,7 @@
 #include "store/files/file_writer.h"
 #include "store/files/security.h"
 #include "store/repository.h"
+#include "svr/svr_feature.h"
 #include "upload/http_client.h"
 #include "upload/http_retrying.h"
 #include "upload/upload_feature.h"
@@ -57,6 +58,15 @@ void Core::registerFeatureBuilders() {
                                   std::move(dataController), scheduler);
     if (!core) return nullptr;
     return std::make_shared<NetworkFeature>(std::move(core));
+  });
+  setFeatureBuilder(FeatureKey::kSVR, [weakScheduler](const CommonDependencies& d,
+                                                      std::shared_ptr<DataController> dataController)
+                                          -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    if (!scheduler) return nullptr;
+    SVRDependencies dependencies{d.appCycle,      d.screenDetector,          d.devicePerformance, d.configuration,
+                                 d.userMasking, d.imagePlaceholderBuilder, d.batchCoordinator};
+    return SVRFeature::make(std::move(dependencies), std::move(dataController), scheduler);
   });
   setFeatureBuilder(FeatureKey::kUpload, [weakScheduler](const CommonDependencies& d,
                                                          std::shared_ptr<DataController> dataController)

@@ -8,8 +8,10 @@ namespace obx {
 std::shared_ptr<SVRTracking> SVRTracking::make(std::shared_ptr<SVRConfiguration> configuration,
                                                std::shared_ptr<platform::Scheduler> scheduler,
                                                std::weak_ptr<SVRImagePublisher> imagePublisher,
-                                               BitmapCache* imageCache) {
+                                               BitmapCache* imageCache,
+                                               std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder) {
   std::shared_ptr<SVRTracking> tracking(new SVRTracking(configuration, scheduler, std::move(imagePublisher)));
+  tracking->imagePlaceholderBuilder_ = std::move(imagePlaceholderBuilder);
   tracking->viewChangeDetector_ = SVRViewChangeDetector::make(configuration, scheduler);
   tracking->viewChangeDetector_->start();
   tracking->listenToLayerChanges();
@@ -100,6 +102,11 @@ void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<Batc
   recorder_->setConfigurationMask(masks.value_or(std::vector<MaskAutomatic>{}));
   recorder_->setForceMaskForCurrentScreen(forceMask);
   recorder_->setCurrentSessionReplayMode(resolved);
+  isRepeatedImage_.store(false);
+  if (!isDeviceStressed_.get().empty()) {
+    stressPlaceholder();
+    return;
+  }
   // The first image of a screen does not wait for a tick.
   recorder_->setNeedNewImage(true);
   recordNow();
@@ -115,7 +122,46 @@ void SVRTracking::stop() {
   stopListeningToLayerChanges();
 }
 
-void SVRTracking::videoFrame() { recordNow(); }
+void SVRTracking::videoFrame() {
+  if (!isDeviceStressed_.get().empty()) {
+    stressPlaceholder();
+    return;
+  }
+  // The stress has ended: its placeholder marks the end of the gap, then images resume.
+  auto stressed = stressedImage_.mutate([](std::optional<ImageToParse>& value) { return std::exchange(value, std::nullopt); });
+  if (stressed) publishImage(std::move(stressed));
+  isRepeatedImage_.store(false);
+  recordNow();
+}
+
+void SVRTracking::setDeviceStressed(std::vector<DeviceStressedType> stress) { isDeviceStressed_.set(std::move(stress)); }
+
+void SVRTracking::stressPlaceholder() {
+  if (isRepeatedImage_.exchange(true)) return;
+  auto stress = isDeviceStressed_.get();
+  if (stress.empty() || !imagePlaceholderBuilder_) {
+    isRepeatedImage_.store(false);
+    return;
+  }
+  std::weak_ptr<SVRTracking> weak = shared_from_this();
+  imagePlaceholderBuilder_->createPlaceholder(placeholderReasonFor(stress.front()), [weak](std::optional<std::string> data) {
+    if (auto self = weak.lock()) self->stressPlaceholderArrived(std::move(data));
+  });
+}
+
+void SVRTracking::stressPlaceholderArrived(std::optional<std::string> data) {
+  auto batch = batchContext_.get();
+  if (!data || !batch) {
+    // Nothing went out: the next tick under stress asks again.
+    isRepeatedImage_.store(false);
+    return;
+  }
+  platform::Size size = mainScreenImageSize();
+  ImageToParse image{std::vector<std::uint8_t>(data->begin(), data->end()), Size{size.width, size.height}, *batch,
+                     recorder_->index(), true};
+  stressedImage_.set(image);
+  publishImage(std::move(image));
+}
 
 void SVRTracking::recordNow() {
   platform::Size size = mainScreenImageSize();

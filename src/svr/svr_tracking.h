@@ -4,18 +4,23 @@
 // A link that runs keeps its rate for the whole screen: a changed video quality takes effect at the
 // next screen. After the first image of a screen, new images are asked for by the view change
 // detector, which hears every layout of a view and passes on at most one per frame; its notice sets
-// the recorder's `needNewImage` on "obx.ombrix.SVRTracking".
+// the recorder's `needNewImage` on "obx.ombrix.SVRTracking". While the device is stressed the ticks
+// take no image: one placeholder of the first stress kind stands for the whole period, and is
+// published once more as the stress ends.
 //
 // Made with `make`; the link and the recorder hold it weakly.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "base/read_write_lock.h"
+#include "lifecycle/device_measure.h"
 #include "platform/dispatch/display_link.h"
 #include "platform/dispatch/scheduler.h"
+#include "session/image_placeholder_builder.h"
 #include "svr/recording/screen_recording_lofi_mode.h"
 #include "svr/svr_configuration.h"
 #include "svr/svr_view_change_detector.h"
@@ -25,10 +30,12 @@ namespace obx {
 class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_this<SVRTracking> {
  public:
   // `imageCache` is the recorder's cache of rendered image views; the shared one when null.
+  // Without `imagePlaceholderBuilder` a stressed device gives no placeholder, only no images.
   static std::shared_ptr<SVRTracking> make(std::shared_ptr<SVRConfiguration> configuration,
                                            std::shared_ptr<platform::Scheduler> scheduler,
                                            std::weak_ptr<SVRImagePublisher> imagePublisher,
-                                           BitmapCache* imageCache = nullptr);
+                                           BitmapCache* imageCache = nullptr,
+                                           std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder = nullptr);
   ~SVRTracking() override;
 
   // Starts the images of a screen; `mode` absent means the configured one.
@@ -43,6 +50,8 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   // The tick, run by the display link on the main queue.
   void videoFrame();
   void publishImage(std::optional<ImageToParse> image) override;
+  // The stress kinds of the last device measure, first one first; empty when the device is at ease.
+  void setDeviceStressed(std::vector<DeviceStressedType> stress);
 
   ScreenRecordingLOFIMode& recorder() { return *recorder_; }
   SVRViewChangeDetector& viewChangeDetector() { return *viewChangeDetector_; }
@@ -56,6 +65,9 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   void invalidateDisplayLink();
   void createDisplayLinkIfAbsent();
   void recordNow();
+  // One placeholder for the first stress kind, unless one is already out.
+  void stressPlaceholder();
+  void stressPlaceholderArrived(std::optional<std::string> data);
   // Hooks the layouts and subscribes to the detector, unless done already.
   void listenToLayerChanges();
   void stopListeningToLayerChanges();
@@ -63,6 +75,7 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   std::shared_ptr<SVRConfiguration> configuration_;
   std::shared_ptr<platform::Scheduler> scheduler_;
   std::shared_ptr<ScreenRecordingLOFIMode> recorder_;
+  std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder_;
   std::shared_ptr<SVRViewChangeDetector> viewChangeDetector_;
   std::shared_ptr<platform::DispatchQueue> obxQueue_;
   ReadWriteLock<std::shared_ptr<LayerChangeObserverValue>> newChangeInLayer_{nullptr};
@@ -70,6 +83,10 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   ReadWriteLock<SessionReplayMode> sessionReplayMode_{SessionReplayMode::loFi};
   ReadWriteLock<std::shared_ptr<platform::DisplayLink>> displayLink_{nullptr};
   ReadWriteLock<std::optional<BatchContext>> batchContext_{std::nullopt};
+  ReadWriteLock<std::vector<DeviceStressedType>> isDeviceStressed_;
+  ReadWriteLock<std::optional<ImageToParse>> stressedImage_{std::nullopt};
+  // A stress placeholder is out, or asked for.
+  std::atomic<bool> isRepeatedImage_{false};
 };
 
 }  // namespace obx

@@ -1,0 +1,281 @@
+// Session replay through the whole SDK (Core with all its features, on the manual scheduler) for a
+// host journey like the demo's: a list that is scrolled, a detail form that is typed into, a
+// settings page, back and forth. Three figures a user would quote:
+//   - bytes of replay per minute: the JPEG bytes stored for upload per minute of the journey;
+//   - CPU share of one core while a screen changes on every frame at 6 frames per second: the
+//     process CPU time the SDK spends per second of that screen's life;
+//   - steady memory added: resident memory after minutes of continuous capture, less the memory
+//     before the SDK started.
+// Each runs once over minutes of virtual time; the counters carry the figures.
+#include <benchmark/benchmark.h>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <tuple>
+
+#include "config/session_configuration.h"
+#include "core/core.h"
+#include "obx/view_properties.h"
+#include "platform/bundle/bundle_info.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "platform/files/sandbox.h"
+#include "platform/graphics/bitmap_context.h"
+#include "platform/graphics/layer.h"
+#include "platform/reachability/reachability.h"
+#include "platform/ui/application.h"
+#include "platform/ui/button.h"
+#include "platform/ui/image_view.h"
+#include "platform/ui/label.h"
+#include "platform/ui/navigation_controller.h"
+#include "platform/ui/scroll_view.h"
+#include "platform/ui/text_field.h"
+#include "platform/ui/window.h"
+#include "store/file_storage.h"
+#include "store/files/security.h"
+#include "store/repository.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using obx::platform::Rect;
+
+// No network: the upload worker stays idle, so the figures are replay's alone and every image
+// stays in the spool to be counted.
+class NoNetwork : public obx::platform::Reachability {
+ public:
+  Connection connection() override { return Connection::unavailable; }
+  void setWhenReachable(Callback) override {}
+  void setWhenUnreachable(Callback) override {}
+  void startNotifier() override {}
+  void stopNotifier() override {}
+};
+
+class ListScreen : public obx::platform::ViewController {};
+class DetailScreen : public obx::platform::ViewController {};
+class SettingsScreen : public obx::platform::ViewController {};
+
+double processCPUSeconds() {
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+double residentMiB() {
+  std::ifstream statm("/proc/self/statm");
+  long size = 0, resident = 0;
+  statm >> size >> resident;
+  return static_cast<double>(resident) * static_cast<double>(::sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+}
+
+// The SDK started on a manual scheduler in a sandbox of its own, with a host window.
+struct Host {
+  Host() {
+    root = fs::temp_directory_path() / ("obx-replay-core-bench-" + std::to_string(::getpid()));
+    fs::remove_all(root);
+    obx::platform::setSandboxRoot(root);
+    obx::platform::setDefaultScheduler(scheduler);
+    obx::platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
+  }
+  ~Host() {
+    core.reset();
+    scheduler->runUntilIdle();
+    obx::platform::setDefaultScheduler(nullptr);
+    fs::remove_all(root);
+  }
+
+  void start() {
+    core = obx::Core::make(scheduler, [](std::shared_ptr<obx::platform::Scheduler>) { return std::make_shared<NoNetwork>(); });
+    obx::Configuration configuration("acc", "prop", obx::Consent::analyticsAndRecording, false, true, false, false, false);
+    // No URL: nothing is uploaded, so every image stays in the spool to be counted.
+    configuration.endpoint = obx::Endpoint::custom("not a url", "https://portal.test/replay/");
+    core->initialize(configuration, obx::Platform::native());
+    scheduler->runUntilIdle();
+    core->configuration()->updateLiveConfiguration(*obx::SessionConfiguration::decode("{}"));
+    scheduler->runUntilIdle();
+    window->makeKeyAndVisible();
+  }
+
+  // Advances virtual time in frames of 1/6 s, calling `eachFrame` before each.
+  template <typename F>
+  void run(double seconds, F&& eachFrame) {
+    const int frames = static_cast<int>(seconds * 6.0 + 0.5);
+    for (int i = 0; i < frames; ++i) {
+      eachFrame(i);
+      scheduler->advance(1.0 / 6.0);
+    }
+  }
+  void run(double seconds) {
+    run(seconds, [](int) {});
+  }
+
+  // JPEG bytes and images in the spool.
+  std::pair<std::size_t, std::size_t> storedImages() {
+    scheduler->runUntilIdle();
+    auto queue = obx::platform::DispatchQueue::makeSerial(scheduler, "obx.ombrix.read-write");
+    obx::Repository repository(core->configuration(), obx::FileStorage::make(queue, std::make_shared<obx::Security>()),
+                               nullptr, 0.0, scheduler);
+    std::size_t bytes = 0, count = 0;
+    for (const auto& entry : fs::directory_iterator(obx::platform::applicationSupportDirectory() / "obx.ombrix")) {
+      const std::string name = entry.path().filename().string();
+      if (!entry.is_directory() || name.find('_') == std::string::npos) continue;
+      for (const auto& image : repository.images(name)) {
+        bytes += image.data.size();
+        ++count;
+      }
+    }
+    return {bytes, count};
+  }
+
+  std::shared_ptr<obx::platform::ManualScheduler> scheduler = obx::platform::ManualScheduler::make();
+  std::shared_ptr<obx::platform::Application> application = obx::platform::Application::resetShared(scheduler);
+  fs::path root;
+  std::shared_ptr<obx::Core> core;
+  std::shared_ptr<obx::platform::Window> window = std::make_shared<obx::platform::Window>();
+};
+
+std::shared_ptr<ListScreen> makeList(std::shared_ptr<obx::platform::ScrollView>& list) {
+  auto screen = std::make_shared<ListScreen>();
+  obx::setObxScreenName(*screen, "Orders");
+  list = std::make_shared<obx::platform::ScrollView>(Rect::make(0, 88, 390, 756));
+  list->setContentSize({390, 40 * 72});
+  for (int row = 0; row < 40; ++row) {
+    auto cell = std::make_shared<obx::platform::View>(Rect::make(0, row * 72, 390, 72));
+    cell->setBackgroundColor(obx::platform::Color{0.97, 0.97, 0.98, 1});
+    cell->addSubview(std::make_shared<obx::platform::ImageView>(
+        Rect::make(12, 12, 48, 48), obx::platform::Image::make("avatar-" + std::to_string(row % 8), {48, 48})));
+    cell->addSubview(std::make_shared<obx::platform::Label>(Rect::make(72, 10, 240, 22), "Order #" + std::to_string(1000 + row)));
+    cell->addSubview(std::make_shared<obx::platform::Label>(Rect::make(72, 36, 240, 20), "Delivered on Tuesday"));
+    cell->addSubview(std::make_shared<obx::platform::Button>(Rect::make(300, 20, 80, 32), "Track"));
+    list->addSubview(cell);
+  }
+  screen->view()->addSubview(list);
+  return screen;
+}
+
+std::shared_ptr<DetailScreen> makeDetail(std::shared_ptr<obx::platform::TextField>& field) {
+  auto screen = std::make_shared<DetailScreen>();
+  obx::setObxScreenName(*screen, "Checkout");
+  auto view = screen->view();
+  view->addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 100, 350, 30), "Delivery address"));
+  for (int i = 0; i < 3; ++i) {
+    auto input = std::make_shared<obx::platform::TextField>(Rect::make(20, 140 + i * 56, 350, 44));
+    input->setText(i == 0 ? "" : "12 Harbour Street");
+    view->addSubview(input);
+    if (i == 0) field = input;
+  }
+  view->addSubview(std::make_shared<obx::platform::Button>(Rect::make(20, 340, 350, 48), "Pay 42.00"));
+  return screen;
+}
+
+std::shared_ptr<SettingsScreen> makeSettings() {
+  auto screen = std::make_shared<SettingsScreen>();
+  obx::setObxScreenName(*screen, "Settings");
+  for (int i = 0; i < 8; ++i) {
+    screen->view()->addSubview(
+        std::make_shared<obx::platform::Label>(Rect::make(20, 100 + i * 48, 300, 30), "Setting " + std::to_string(i)));
+  }
+  return screen;
+}
+
+// Bytes of replay per minute for the journey, repeated for `state.range(0)` minutes of its time.
+void BM_ReplayBytesPerMinuteOfJourney(benchmark::State& state) {
+  const double minutes = static_cast<double>(state.range(0));
+  std::size_t bytes = 0, images = 0;
+  for (auto _ : state) {
+    Host host;
+    host.start();
+    std::shared_ptr<obx::platform::ScrollView> list;
+    auto navigation = obx::platform::NavigationController::make(makeList(list));
+    host.window->setRootViewController(navigation);
+    double elapsed = 0;
+    while (elapsed < minutes * 60.0) {
+      // The list, scrolled a screen's height every 2 seconds.
+      host.run(8.0, [&](int frame) {
+        if (frame % 12 == 11) list->setContentOffset({0, std::fmod(list->contentOffset().y + 300.0, 2000.0)});
+      });
+      // The checkout form, typed into for 3 seconds, then read.
+      std::shared_ptr<obx::platform::TextField> field;
+      navigation->pushViewController(makeDetail(field), false);
+      std::string typed;
+      host.run(8.0, [&](int frame) {
+        if (frame < 18 && frame % 2 == 0) field->setText(typed += "a");
+      });
+      navigation->popViewController(false);
+      host.run(4.0);
+      navigation->pushViewController(makeSettings(), false);
+      host.run(6.0);
+      navigation->popViewController(false);
+      host.run(4.0);
+      elapsed += 30.0;
+    }
+    std::tie(bytes, images) = host.storedImages();
+  }
+  state.counters["bytes_per_minute"] = static_cast<double>(bytes) / minutes;
+  state.counters["images_per_minute"] = static_cast<double>(images) / minutes;
+  state.counters["bytes_per_image"] = images ? static_cast<double>(bytes) / static_cast<double>(images) : 0.0;
+}
+BENCHMARK(BM_ReplayBytesPerMinuteOfJourney)->Arg(3)->Iterations(1)->Unit(benchmark::kSecond);
+
+// A screen whose content changes on every frame: capture runs continuously at 6 frames per second.
+// The process's CPU time per second of the screen's life is the share of one core; the resident
+// memory is read before the SDK starts, after one minute and after the last.
+void BM_ContinuousCapture6fps(benchmark::State& state) {
+  const double seconds = static_cast<double>(state.range(0));
+  double cpuShare = 0, added = 0, addedAfterOneMinute = 0, residentBefore = 0, startedSDK = 0, firstImage = 0;
+  std::size_t images = 0;
+  for (auto _ : state) {
+    Host host;
+    // The host has drawn its own screens with the toolkit before: its font and drawing caches are
+    // the application's, not the SDK's.
+    {
+      auto shown = std::make_shared<obx::platform::View>(Rect::make(0, 0, 390, 844));
+      for (int i = 0; i < 12; ++i) {
+        shown->addSubview(std::make_shared<obx::platform::Label>(Rect::make(20, 180 + i * 48, 350, 30),
+                                                                 "Quote " + std::to_string(i)));
+      }
+      auto context = obx::platform::BitmapContext::make({390, 844}, true, 1.0);
+      shown->layer()->renderInContext(*context);
+    }
+    const double before = residentMiB();
+    residentBefore = before;
+    host.start();
+    startedSDK = residentMiB() - before;
+    auto screen = std::make_shared<DetailScreen>();
+    obx::setObxScreenName(*screen, "Live");
+    auto clock = std::make_shared<obx::platform::Label>(Rect::make(20, 120, 350, 40), "");
+    screen->view()->addSubview(clock);
+    for (int i = 0; i < 12; ++i) {
+      screen->view()->addSubview(
+          std::make_shared<obx::platform::Label>(Rect::make(20, 180 + i * 48, 350, 30), "Quote " + std::to_string(i)));
+    }
+    host.window->setRootViewController(obx::platform::NavigationController::make(screen));
+    host.scheduler->runUntilIdle();
+    firstImage = residentMiB() - before;
+    host.run(5.0, [&](int frame) { clock->setText("Frame " + std::to_string(frame)); });
+    const double cpuStart = processCPUSeconds();
+    int frame = 0;
+    host.run(60.0, [&](int) { clock->setText("Frame " + std::to_string(++frame)); });
+    addedAfterOneMinute = residentMiB() - before;
+    host.run(seconds - 60.0, [&](int) { clock->setText("Frame " + std::to_string(++frame)); });
+    cpuShare = (processCPUSeconds() - cpuStart) / seconds;
+    added = residentMiB() - before;
+    images = host.storedImages().second;
+  }
+  state.counters["cpu_share_of_one_core_pct"] = cpuShare * 100.0;
+  state.counters["memory_added_MiB_after_1min"] = addedAfterOneMinute;
+  state.counters["memory_added_MiB_at_end"] = added;
+  state.counters["resident_MiB_before"] = residentBefore;
+  state.counters["memory_added_MiB_by_start_alone"] = startedSDK;
+  state.counters["memory_added_MiB_at_first_image"] = firstImage;
+  state.counters["images"] = static_cast<double>(images);
+}
+BENCHMARK(BM_ContinuousCapture6fps)->Arg(180)->Iterations(1)->Unit(benchmark::kSecond);
+
+}  // namespace

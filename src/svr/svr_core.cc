@@ -1,0 +1,336 @@
+#include "svr/svr_core.h"
+
+#include <cmath>
+
+#include "base/logger.h"
+#include "lifecycle/observing.h"
+#include "platform/files/file_manager.h"
+#include "session/crash_coordinator.h"
+#include "session/user_masking.h"
+#include "store/data_controller.h"
+#include "store/image_cache.h"
+#include "svr/recording/replay_rates.h"
+
+namespace obx {
+namespace {
+
+bool listHolds(const std::optional<StringList>& list, const std::string& name) {
+  if (!list) return false;
+  for (const auto& entry : *list) {
+    if (entry == name) return true;
+  }
+  return false;
+}
+
+std::int64_t wholeMilliseconds(platform::Date date) { return static_cast<std::int64_t>(date * 1000.0); }
+
+// A side that can't be written as a whole number of points can't come from a screen.
+bool representable(double side) {
+  return std::isfinite(side) && side > -9.2e18 && side < 9.2e18;
+}
+
+// Writes the image file and its "image" event (and "imagePlaceholder" for a placeholder) under the
+// image's own batch. Returns the event, or nothing when the image is refused.
+std::optional<ImageEvent> storeImage(DataController& dataController, const ImageToParse& image, platform::Date now) {
+  if (!representable(image.size.width) || !representable(image.size.height)) {
+    Logger::log("Image of screen " + image.batchContext.viewContext.screenID + " refused: its size is not a number",
+                LogLevel::qa);
+    return std::nullopt;
+  }
+  const std::string& screenID = image.batchContext.viewContext.screenID;
+  std::int64_t timestamp = wholeMilliseconds(now);
+  Logger::log("Save image for screen: " + screenID + " with index: " + std::to_string(image.index),
+              LogLevel::developer);
+  dataController.saveImage(Image{image.index, std::string(image.data.begin(), image.data.end()), timestamp},
+                           image.batchContext);
+  ImageEvent event{image.index, std::to_string(image.index), static_cast<std::int64_t>(image.size.width),
+                   static_cast<std::int64_t>(image.size.height), timestamp};
+  dataController.saveEvent(EventType::image, static_cast<double>(timestamp) / 1000.0, event, image.batchContext);
+  if (image.isPlaceholder) dataController.saveEvent(EventType::imagePlaceholder, now, true, image.batchContext);
+  return event;
+}
+
+}  // namespace
+
+std::shared_ptr<SVRCore> SVRCore::make(SVRDependencies dependencies, std::shared_ptr<DataController> dataController,
+                                       std::shared_ptr<platform::Scheduler> scheduler) {
+  if (!dependencies.configuration || !dataController || !scheduler) {
+    Logger::log("Session replay can't start without its configuration and store", LogLevel::developer);
+    return nullptr;
+  }
+  auto core = std::make_shared<SVRCore>(Token{}, std::move(dependencies), std::move(dataController),
+                                        std::move(scheduler));
+  core->start();
+  return core;
+}
+
+SVRCore::SVRCore(Token, SVRDependencies dependencies, std::shared_ptr<DataController> dataController,
+                 std::shared_ptr<platform::Scheduler> scheduler)
+    : dependencies_(std::move(dependencies)),
+      scheduler_(std::move(scheduler)),
+      dataController_(std::move(dataController)),
+      svrQueue_(platform::DispatchQueue::makeSerial(scheduler_, kQueueLabel)),
+      configuration_(std::make_shared<SVRConfiguration>(dependencies_.configuration, svrQueue_)),
+      userMasking_(dependencies_.userMasking),
+      imagePlaceholderBuilder_(dependencies_.imagePlaceholderBuilder) {}
+
+void SVRCore::start() {
+  if (configuration_->common().sessionReplayEnabled) {
+    std::weak_ptr<SVRImagePublisher> publisher = std::static_pointer_cast<SVRImagePublisher>(shared_from_this());
+    trackingImages_ = SVRTracking::make(configuration_, scheduler_, publisher, nullptr, imagePlaceholderBuilder_);
+  }
+  if (auto appCycle = dependencies_.appCycle) appCycle->add(appStateCycleObserver());
+  // SVRConfiguration subscribed itself at construction.
+  if (auto performance = dependencies_.devicePerformance) {
+    performance->add(performanceObserver());
+    if (auto measure = performance->devicePerformance()) performanceObserver()->deliver(measure, std::nullopt);
+  }
+  if (auto batchCoordinator = dependencies_.batchCoordinator) {
+    batchCoordinator->add(batchCoordinatorObserver());
+    if (auto batch = batchCoordinator->batchContext()) batchCoordinatorObserver()->deliver(batch, std::nullopt);
+  }
+  CrashCoordinator::shared().add(shared_from_this());
+}
+
+SVRCore::~SVRCore() {
+  // Core removes this feature as soon as it hears of a change, before svrQueue has seen it: the
+  // end of the screen follows the configuration as it is now.
+  Common common = dependencies_.configuration->common();
+  if (auto batch = batchContext_.get()) {
+    if (common.userConsents != Consent::analyticsAndRecording) placeholderCheck(*batch);
+  }
+  if (trackingImages_) trackingImages_->stop();
+  if (auto batch = batchContext_.get()) {
+    if (!shouldCollectReplayData(common)) {
+      deleteImages(batch->viewContext.screenID);
+      Logger::log("Delete images for screen: " + batch->viewContext.screenID, LogLevel::developer);
+    }
+  }
+  if (dependencies_.appCycle && appStateCycle_) dependencies_.appCycle->remove(appStateCycle_);
+  if (dependencies_.devicePerformance && performance_) dependencies_.devicePerformance->remove(performance_);
+  if (dependencies_.batchCoordinator && batchCoordinator_) dependencies_.batchCoordinator->remove(batchCoordinator_);
+  trackingImages_.reset();
+  configuration_.reset();
+  // This object can no longer be named by a shared pointer: dropping expired entries removes it.
+  CrashCoordinator::shared().remove(std::shared_ptr<SVRCore>());
+}
+
+// MARK: - Observers
+
+std::shared_ptr<ObserverValue<std::optional<BatchContext>>> SVRCore::batchCoordinatorObserver() {
+  if (!batchCoordinator_) {
+    std::weak_ptr<SVRCore> weak = weak_from_this();
+    batchCoordinator_ = ObserverValue<std::optional<BatchContext>>::make(
+        svrQueue_, [weak](const std::optional<BatchContext>& batch, const std::optional<BatchContext>& previous) {
+          if (auto self = weak.lock()) self->batchChanged(batch, previous);
+        });
+  }
+  return batchCoordinator_;
+}
+
+std::shared_ptr<ObserverValue<AppStateCycle>> SVRCore::appStateCycleObserver() {
+  if (!appStateCycle_) {
+    std::weak_ptr<SVRCore> weak = weak_from_this();
+    appStateCycle_ = ObserverValue<AppStateCycle>::make(svrQueue_, [weak](const AppStateCycle& state,
+                                                                          const AppStateCycle&) {
+      if (auto self = weak.lock()) self->appStateChanged(state);
+    });
+  }
+  return appStateCycle_;
+}
+
+std::shared_ptr<ObserverValue<std::optional<DeviceMeasure>>> SVRCore::performanceObserver() {
+  if (!performance_) {
+    std::weak_ptr<SVRCore> weak = weak_from_this();
+    performance_ = ObserverValue<std::optional<DeviceMeasure>>::make(
+        svrQueue_, [weak](const std::optional<DeviceMeasure>& measure, const std::optional<DeviceMeasure>&) {
+          if (auto self = weak.lock()) self->performanceMeasured(measure);
+        });
+  }
+  return performance_;
+}
+
+// MARK: - Batches and screens
+
+void SVRCore::batchChanged(const std::optional<BatchContext>& batch, const std::optional<BatchContext>& previous) {
+  if (!batch) {
+    // The screen ended: if it never got an image, its placeholder stands for it.
+    if (previous) placeholderCheck(*previous);
+    return;
+  }
+  batchContext_.set(batch);
+  auto screen = viewContext_.get();
+  std::string currentID = screen ? screen->screenID : std::string();
+  if (batch->viewContext.screenID == currentID) {
+    // A further batch of the same screen opens with the image on display.
+    if (trackingImages_) trackingImages_->setBatch(batch);
+    if (auto image = currentImage_.get()) dataController_->saveEvent(EventType::image, now(), *image, *batch);
+    return;
+  }
+  newScreen(*batch);
+}
+
+void SVRCore::newScreen(const BatchContext& batch) {
+  BitmapCache::shared().removeAllObjects();
+  currentImage_.set(std::nullopt);
+  viewContext_.set(batch.viewContext);
+  Common common = configuration_->common();
+  const std::string& name = batch.viewContext.name;
+
+  if (isDiscarded(common, batch.viewContext)) {
+    if (trackingImages_) {
+      trackingImages_->stop();
+      trackingImages_->recorder().setIndex(0);
+      trackingImages_->recorder().setImagesTaken(0);
+    }
+    placeholderCheck(batch);
+    Logger::log("Screen " + name + " has been discarded or masked", LogLevel::qa);
+    forceLoFiForNextScreen_ = true;
+    return;
+  }
+
+  std::vector<MaskAutomatic> fromApplication =
+      userMasking_ ? userMasking_->automaticMasksInScreen() : std::vector<MaskAutomatic>{};
+  if (trackingImages_ && userMasking_) trackingImages_->recorder().setUserMaskedRects(userMasking_->rect());
+  SessionReplayMode mode = chooseMode(common, name);
+  if (trackingImages_) {
+    std::vector<MaskAutomatic> masks = chooseMasks(common, fromApplication);
+    trackingImages_->startScreen(batch.viewContext, batch, mode, masks, !fromApplication.empty());
+  }
+  Logger::log("OmbrixOBX start recording . . .", LogLevel::developer);
+  lastAutomaticMaskingInCurrentScreen_ = fromApplication;
+  if (userMasking_) userMasking_->clear();
+}
+
+bool SVRCore::isDiscarded(const Common& common, const ViewContext& screen) const {
+  return screen.discardRecording || listHolds(common.disableScreenTracking, screen.name) ||
+         listHolds(common.screensMasking, screen.name);
+}
+
+SessionReplayMode SVRCore::chooseMode(const Common& common, const std::string& name) {
+  SessionReplayMode mode = common.sessionReplayMode;
+  if (listHolds(common.forceHiFi, name)) mode = SessionReplayMode::hiFi;
+  if (listHolds(common.forceLoFi, name)) mode = SessionReplayMode::loFi;
+  // The screen after a discarded one is drawn as a wireframe, whatever was asked.
+  if (forceLoFiForNextScreen_) {
+    forceLoFiForNextScreen_ = false;
+    mode = SessionReplayMode::loFi;
+  }
+  return mode;
+}
+
+std::vector<MaskAutomatic> SVRCore::chooseMasks(const Common& common, const std::vector<MaskAutomatic>& fromApplication) {
+  std::vector<MaskAutomatic> masks;
+  if (!fromApplication.empty()) {
+    masks = fromApplication;
+  } else if (!maskingInCurrentScreen_.empty()) {
+    masks = maskingInCurrentScreen_;
+  } else {
+    masks = common.maskingAutomatic;
+  }
+  maskingInCurrentScreen_.clear();
+  return masks;
+}
+
+// MARK: - Application state and load
+
+void SVRCore::appStateChanged(AppStateCycle state) {
+  if (state != AppStateCycle::background) return;
+  // The screen restarts when the application returns: the masks the application set for it hold
+  // once more.
+  maskingInCurrentScreen_ = lastAutomaticMaskingInCurrentScreen_;
+  if (auto batch = batchContext_.get()) placeholderCheck(*batch);
+}
+
+void SVRCore::performanceMeasured(const std::optional<DeviceMeasure>& measure) {
+  if (!measure || !trackingImages_) return;
+  trackingImages_->setDeviceStressed(measure->isStressed);
+}
+
+void SVRCore::crashed(const Crash&) {
+  if (auto batch = batchContext_.get()) placeholderCheck(*batch);
+}
+
+// MARK: - Placeholders
+
+void SVRCore::placeholderCheck(const BatchContext& batch) {
+  Common common = dependencies_.configuration->common();
+  if (common.platform.type == PlatformType::flutter) return;
+  const ViewContext& screen = batch.viewContext;
+  if (listHolds(common.disableScreenTracking, screen.name)) return;
+  PlaceholderReason reason = PlaceholderReason::noVideo;
+  if (listHolds(common.screensMasking, screen.name)) {
+    reason = PlaceholderReason::videoMasked;
+  } else if (screen.discardRecording) {
+    reason = PlaceholderReason::videoDisabled;
+  } else if (!trackingImages_ || trackingImages_->recorder().index() != 0) {
+    return;
+  }
+  if (!imagePlaceholderBuilder_) return;
+  Logger::log("Create placeholder '" + placeholderReasonMessage(reason) + "' -> ID: " + screen.screenID, LogLevel::qa);
+  std::weak_ptr<SVRCore> weak = weak_from_this();
+  std::shared_ptr<DataController> dataController = dataController_;
+  std::shared_ptr<platform::Scheduler> scheduler = scheduler_;
+  imagePlaceholderBuilder_->createPlaceholder(
+      reason, [weak, batch, dataController, scheduler](std::optional<std::string> data) {
+        if (!data) return;
+        if (auto self = weak.lock()) {
+          self->placeholderArrived(batch, *data);
+          return;
+        }
+        // The feature went while the placeholder was drawn (consent withdrawn at the end of a
+        // screen): the screen still gets it, as its first image.
+        platform::Size size = mainScreenImageSize();
+        ImageToParse image{std::vector<std::uint8_t>(data->begin(), data->end()), Size{size.width, size.height},
+                           batch, 0, true};
+        storeImage(*dataController, image, scheduler->clock().now());
+      });
+}
+
+void SVRCore::placeholderArrived(const BatchContext& batch, const std::string& data) {
+  platform::Size size = mainScreenImageSize();
+  auto current = batchContext_.get();
+  bool sameScreen = current && current->viewContext.screenID == batch.viewContext.screenID;
+  std::int64_t index = trackingImages_ && sameScreen ? trackingImages_->recorder().index() : 0;
+  publishImage(ImageToParse{std::vector<std::uint8_t>(data.begin(), data.end()), Size{size.width, size.height}, batch,
+                            index, true});
+}
+
+// MARK: - Images
+
+void SVRCore::publishImage(std::optional<ImageToParse> image) {
+  auto batch = batchContext_.get();
+  if (!image) {
+    Logger::log("New image is nil for screen " + (batch ? batch->viewContext.name : std::string("nil")),
+                LogLevel::developer);
+    return;
+  }
+  auto event = storeImage(*dataController_, *image, now());
+  if (!event) return;
+  const std::string& screenID = image->batchContext.viewContext.screenID;
+  // An image of a screen already left stays in its own batch: it neither opens the next batches of
+  // the present screen nor moves its index.
+  if (!batch || batch->viewContext.screenID != screenID) return;
+  currentImage_.set(event);
+  Logger::log("Save current image for next batch: " + screenID + " with index: " + std::to_string(event->index),
+              LogLevel::developer);
+  if (trackingImages_) trackingImages_->recorder().incrementIndex();
+}
+
+void SVRCore::deleteImages(const std::string& screenID) {
+  Repository& repository = dataController_->repository();
+  const std::string prefix = screenID + "_";
+  auto listing = platform::contentsOfDirectoryAtPath(repository.root().url);
+  for (const auto& entry : listing.entries) {
+    if (!entry.isDirectory || entry.name.rfind(prefix, 0) != 0) continue;
+    // A read waits for the writes queued before it, so no image lands after its folder went.
+    repository.events(entry.name);
+    if (auto error = dataController_->repository().deleteImages(entry.name)) {
+      Logger::log("Error deleting images of " + entry.name + ": " + *error, LogLevel::developer);
+    }
+  }
+}
+
+platform::Date SVRCore::now() const { return scheduler_->clock().now(); }
+
+}  // namespace obx

@@ -1,0 +1,506 @@
+// A host application runs through screens with the whole SDK (Core and its features) on the manual
+// scheduler; what replay stored is read back from the spool: image files, decoded JPEGs and the
+// "image" events beside them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "config/session_configuration.h"
+#include "core/core.h"
+#include "lifecycle/batch_coordinator.h"
+#include "obx/view_properties.h"
+#include "platform/bundle/bundle_info.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "platform/graphics/image_coding.h"
+#include "platform/ui/application.h"
+#include "platform/ui/label.h"
+#include "platform/ui/navigation_controller.h"
+#include "platform/ui/window.h"
+#include "session/crash_coordinator.h"
+#include "session/image_placeholder_builder.h"
+#include "store/data_controller.h"
+#include "store/file_storage.h"
+#include "store/files/security.h"
+#include "store/repository.h"
+#include "store/store_test_support.h"
+#include "svr/svr_feature.h"
+#include "testing/fake_reachability.h"
+#include "testing/log_capture.h"
+
+namespace obx {
+namespace {
+
+using platform::Rect;
+
+class Screen : public platform::ViewController {};
+
+struct StoredBatch {
+  std::string id;
+  std::vector<Json> events;
+  std::vector<Image> images;
+  double startTime = 0;
+
+  std::string screenID() const { return id.substr(0, id.find('_')); }
+  std::vector<Json> ofType(const std::string& type) const {
+    std::vector<Json> list;
+    for (const Json& event : events) {
+      if (event["t"] == type) list.push_back(event);
+    }
+    return list;
+  }
+  std::vector<std::int64_t> imageFileIndexes() const {
+    std::vector<std::int64_t> list;
+    for (const Image& image : images) list.push_back(image.index);
+    return list;
+  }
+  std::vector<std::int64_t> imageEventIndexes() const {
+    std::vector<std::int64_t> list;
+    for (const Json& event : ofType("image")) list.push_back(event["d"]["index"].get<std::int64_t>());
+    return list;
+  }
+};
+
+std::shared_ptr<const platform::Bitmap> decode(const std::string& bytes) { return platform::decodeJPEG(bytes); }
+
+class ReplayEndToEndTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    platform::setDefaultScheduler(scheduler_);
+    platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
+    core_ = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
+      auto reachability = std::make_shared<testing::FakeReachability>();
+      reachability->set(platform::Reachability::Connection::wifi);
+      return reachability;
+    });
+  }
+
+  void TearDown() override {
+    core_.reset();
+    scheduler_->runUntilIdle();
+    platform::setDefaultScheduler(nullptr);
+  }
+
+  // Starts the SDK; `document` plays the live configuration's answer (no request goes out).
+  void start(const std::string& document = "{}", bool sessionReplayEnabled = true) {
+    Configuration configuration("acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false);
+    configuration.sessionReplayEnabled = sessionReplayEnabled;
+    configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
+    core_->initialize(configuration, Platform::native());
+    scheduler_->runUntilIdle();
+    serverSends(document);
+    window_->makeKeyAndVisible();
+  }
+
+  void serverSends(const std::string& document) {
+    auto decoded = SessionConfiguration::decode(document);
+    ASSERT_TRUE(decoded) << document;
+    core_->configuration()->updateLiveConfiguration(*decoded);
+    scheduler_->runUntilIdle();
+  }
+
+  // A screen named `name` with a label, shown at the root or pushed on the navigation stack.
+  std::shared_ptr<Screen> show(const std::string& name, bool disableRecording = false) {
+    auto screen = std::make_shared<Screen>();
+    setObxScreenName(*screen, name);
+    if (disableRecording) setObxDisableRecordingOnThisScreen(*screen, true);
+    auto label = std::make_shared<platform::Label>(kLabelFrame, "Balance 1,234.56 " + name);
+    screen->view()->addSubview(label);
+    labels_[name] = label;
+    if (!navigation_) {
+      navigation_ = platform::NavigationController::make(screen);
+      window_->setRootViewController(navigation_);
+    } else {
+      navigation_->pushViewController(screen, false);
+    }
+    scheduler_->runUntilIdle();
+    return screen;
+  }
+
+  std::shared_ptr<SVRCore> svr() const {
+    auto feature = core_->feature<SVRFeature>(FeatureKey::kSVR);
+    return feature ? feature->core : nullptr;
+  }
+
+  // Every batch folder of the spool, read back through a store of its own, in opening order.
+  std::vector<StoredBatch> spool() {
+    scheduler_->runUntilIdle();
+    auto configuration = core_->configuration();
+    auto queue = platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
+    Repository repository(configuration, FileStorage::make(queue, std::make_shared<Security>()), nullptr, 0.0,
+                          scheduler_);
+    std::vector<StoredBatch> batches;
+    for (const auto& entry : std::filesystem::directory_iterator(sandbox_.storeRoot())) {
+      const std::string name = entry.path().filename().string();
+      if (!entry.is_directory() || name.find('_') == std::string::npos) continue;
+      StoredBatch batch{name, {}, repository.images(name), 0};
+      for (const std::string& block : repository.events(name)) batch.events.push_back(Json::parse(block));
+      for (const Json& event : batch.ofType("batch")) batch.startTime = event["d"]["startTime"].get<double>();
+      batches.push_back(std::move(batch));
+    }
+    std::sort(batches.begin(), batches.end(),
+              [](const StoredBatch& a, const StoredBatch& b) { return a.startTime < b.startTime; });
+    return batches;
+  }
+
+  // The batches of the screen shown under `name`, in order.
+  std::vector<StoredBatch> batchesOf(const std::string& name) {
+    std::vector<StoredBatch> list;
+    for (auto& batch : spool()) {
+      for (const Json& screen : batch.ofType("screen")) {
+        if (screen["d"]["sN"] == name) screenIDs_[name] = batch.screenID();
+      }
+      if (screenIDs_.count(name) && screenIDs_[name] == batch.screenID()) list.push_back(batch);
+    }
+    return list;
+  }
+
+  // The bytes the placeholder builder gives for `reason`.
+  std::string placeholderBytes(PlaceholderReason reason) {
+    std::optional<std::string> bytes;
+    core_->commonDependencies()->imagePlaceholderBuilder->createPlaceholder(
+        reason, [&](std::optional<std::string> data) { bytes = std::move(data); });
+    scheduler_->runUntilIdle();
+    return bytes.value_or("");
+  }
+
+  const Rect kLabelFrame = Rect::make(20, 120, 300, 40);
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  testing::TemporarySandbox sandbox_;
+  testing::LogCapture logs_;
+  std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
+  std::shared_ptr<Core> core_;
+  std::shared_ptr<platform::Window> window_ = std::make_shared<platform::Window>();
+  std::shared_ptr<platform::NavigationController> navigation_;
+  std::map<std::string, std::shared_ptr<platform::Label>> labels_;
+  std::map<std::string, std::string> screenIDs_;
+};
+
+// A still screen gives its opening images (the first at once, the others on the ticks), then none
+// however long it stays; each further batch opens with an "image" event of the image on display.
+TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
+  start();
+  show("Home");
+  scheduler_->advance(12.0);
+
+  auto batches = batchesOf("Home");
+  ASSERT_EQ(batches.size(), 3u);
+  EXPECT_EQ(batches[0].imageFileIndexes(), (std::vector<std::int64_t>{0, 1, 2}));
+  EXPECT_EQ(batches[0].imageEventIndexes(), (std::vector<std::int64_t>{0, 1, 2}));
+  for (const Image& image : batches[0].images) {
+    auto bitmap = decode(image.data);
+    ASSERT_NE(bitmap, nullptr) << "image " << image.index << " is not a JPEG";
+    EXPECT_EQ(bitmap->width(), 390);
+    EXPECT_EQ(bitmap->height(), 844);
+  }
+  const Json first = batches[0].ofType("image").front()["d"];
+  EXPECT_EQ(first["name"], "0");
+  EXPECT_EQ(first["width"], 390);
+  EXPECT_EQ(first["height"], 844);
+  EXPECT_EQ(batches[0].ofType("image").front()["o"], 0) << "the first image does not wait for a tick";
+  for (std::size_t i = 1; i < batches.size(); ++i) {
+    SCOPED_TRACE(batches[i].id);
+    EXPECT_TRUE(batches[i].images.empty()) << "a still screen takes no further image";
+    EXPECT_EQ(batches[i].imageEventIndexes(), (std::vector<std::int64_t>{2}));
+    EXPECT_EQ(batches[i].ofType("image").front()["d"]["timestamp"], batches[0].ofType("image").back()["d"]["timestamp"]);
+  }
+}
+
+
+// Layout changes give new frames, at most one per tick of the 6 frames per second: a burst of
+// changes within one frame gives one image, changes twice a frame for a second give one per tick,
+// and the screen is still again afterwards.
+TEST_F(ReplayEndToEndTest, LayoutChangeGivesAtMostOneFramePerTick) {
+  start();
+  show("Home");
+  scheduler_->advance(1.0);
+  auto imageCount = [&] {
+    std::size_t count = 0;
+    for (const auto& batch : batchesOf("Home")) count += batch.images.size();
+    return count;
+  };
+  ASSERT_EQ(imageCount(), 3u);
+  auto label = labels_["Home"];
+
+  for (int i = 0; i < 30; ++i) {
+    label->setFrame(Rect::make(20, 130 + i, 300, 40));
+    scheduler_->runUntilIdle();
+  }
+  scheduler_->advance(1.0);
+  EXPECT_EQ(imageCount(), 4u) << "a burst within one frame";
+
+  for (int i = 0; i < 12; ++i) {
+    label->setFrame(Rect::make(20, 200 + 10 * i, 300, 40));
+    scheduler_->advance(1.0 / 12.0);
+  }
+  scheduler_->advance(1.0);
+  const std::size_t afterSecond = imageCount() - 4;
+  EXPECT_LE(afterSecond, 7u) << "six ticks in that second, and the one after it";
+  EXPECT_GE(afterSecond, 5u);
+
+  scheduler_->advance(0.5);  // within the first batch
+  EXPECT_EQ(imageCount(), 4u + afterSecond) << "still again";
+  auto batches = batchesOf("Home");
+  ASSERT_EQ(batches.size(), 1u);
+  std::vector<std::int64_t> expected;
+  for (std::int64_t i = 0; i < static_cast<std::int64_t>(4 + afterSecond); ++i) expected.push_back(i);
+  EXPECT_EQ(batches[0].imageFileIndexes(), expected);
+  EXPECT_EQ(batches[0].imageEventIndexes(), expected);
+}
+
+// Screens left out or masked by the live configuration, or discarded by the application: which
+// ones get a placeholder image (with its "image" and "imagePlaceholder" events) and which none.
+TEST_F(ReplayEndToEndTest, PlaceholdersOfScreensThatMayNotBeRecorded) {
+  start(R"({"dst_screenMasking": ["Secret", "Both"], "dst_disableScreenTracking": ["Hidden", "Both"]})");
+  struct Case {
+    std::string name;
+    bool disableRecording;
+    std::optional<PlaceholderReason> placeholder;
+    std::string logText;
+  };
+  const std::vector<Case> cases = {
+      {"Secret", false, PlaceholderReason::videoMasked, "Video recording masked for this screen"},
+      {"Hidden", false, std::nullopt, ""},
+      {"Both", false, std::nullopt, ""},
+      {"Private", true, PlaceholderReason::videoDisabled, "Video disabled on this screen"},
+  };
+  for (const Case& c : cases) {
+    show(c.name, c.disableRecording);
+    scheduler_->advance(2.0);
+  }
+  show("After");
+  scheduler_->advance(1.0);
+
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto batches = batchesOf(c.name);
+    if (c.name == "Hidden" || c.name == "Both") {
+      // Left out of tracking: RUM writes nothing, and replay no image.
+      for (const auto& batch : batches) EXPECT_TRUE(batch.images.empty());
+      continue;
+    }
+    ASSERT_EQ(batches.size(), 1u);
+    const StoredBatch& batch = batches[0];
+    ASSERT_EQ(batch.images.size(), 1u) << "one placeholder, no wireframe";
+    EXPECT_EQ(batch.images[0].data, placeholderBytes(*c.placeholder));
+    EXPECT_EQ(batch.imageEventIndexes(), (std::vector<std::int64_t>{0}));
+    ASSERT_EQ(batch.ofType("placeholder").size(), 1u);
+    EXPECT_EQ(batch.ofType("placeholder")[0]["d"], true);
+    EXPECT_TRUE(logs_.contains("Create placeholder '" + c.logText + "' -> ID: " + batch.screenID(), LogLevel::qa));
+    EXPECT_TRUE(logs_.contains("Screen " + c.name + " has been discarded or masked", LogLevel::qa));
+  }
+  // Hidden screens are neither analysed nor recorded: no batch of theirs holds an image.
+  for (const auto& batch : spool()) {
+    for (const Json& screen : batch.ofType("screen")) EXPECT_NE(screen["d"]["sN"], "Hidden");
+  }
+  auto after = batchesOf("After");
+  ASSERT_EQ(after.size(), 1u);
+  EXPECT_EQ(after[0].imageFileIndexes(), (std::vector<std::int64_t>{0, 1, 2})) << "the next screen records";
+  EXPECT_TRUE(after[0].ofType("placeholder").empty());
+}
+
+// The mode asked of the recorder per screen: the configured one, forceHiFi and forceLoFi by name
+// (forceLoFi wins), and Lo-Fi for the screen right after a discarded one, whatever is configured.
+TEST_F(ReplayEndToEndTest, ModeChoiceAndLoFiAfterADiscardedScreen) {
+  start(R"({"dst_forceHiFi": ["Gallery", "Both"], "dst_forceLoFi": ["Both"], "dst_screenMasking": ["Secret"]})");
+  core_->configuration()->editUserConfiguration([](UserConfiguration& user) { user.sessionReplayMode = SessionReplayMode::hiFi; });
+  core_->configuration()->applyUserConfiguration();
+  scheduler_->runUntilIdle();
+  const std::vector<std::pair<std::string, SessionReplayMode>> journey = {
+      {"Home", SessionReplayMode::hiFi},    {"Both", SessionReplayMode::loFi},
+      {"Gallery", SessionReplayMode::hiFi}, {"Secret", SessionReplayMode::hiFi},  // discarded: left as it was
+      {"Cart", SessionReplayMode::loFi},    {"Checkout", SessionReplayMode::hiFi},
+  };
+  for (const auto& [name, mode] : journey) {
+    SCOPED_TRACE(name);
+    show(name);
+    ASSERT_NE(svr(), nullptr);
+    ASSERT_NE(svr()->trackingImages(), nullptr);
+    EXPECT_EQ(svr()->trackingImages()->sessionReplayMode(), mode);
+  }
+  // The screen after the discarded one is recorded as any other.
+  auto cart = batchesOf("Cart");
+  ASSERT_EQ(cart.size(), 1u);
+  EXPECT_EQ(cart[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
+}
+
+// An image that arrives after its screen was left is stored in its own batch, and leaves the index
+// of the present screen alone: that screen's images still start at 0 and follow in order.
+TEST_F(ReplayEndToEndTest, ImageOfAScreenAlreadyLeftStaysInItsBatch) {
+  start();
+  show("Home");
+  scheduler_->advance(1.0);
+  auto home = core_->commonDependencies()->batchCoordinator->batchContext();
+  ASSERT_TRUE(home.has_value());
+  show("Detail");
+  auto late = svr()->trackingImages()->recorder().currentImage();
+  ASSERT_TRUE(late.has_value());
+  ImageToParse leftBehind = *late;
+  leftBehind.batchContext = *home;
+  leftBehind.index = 7;
+  svr()->publishImage(leftBehind);
+  scheduler_->advance(1.0);
+
+  auto homeBatches = batchesOf("Home");
+  ASSERT_EQ(homeBatches.size(), 1u);
+  EXPECT_EQ(homeBatches[0].imageFileIndexes(), (std::vector<std::int64_t>{0, 1, 2, 7}));
+  EXPECT_EQ(homeBatches[0].imageEventIndexes(), (std::vector<std::int64_t>{0, 1, 2, 7}));
+  auto detail = batchesOf("Detail");
+  ASSERT_EQ(detail.size(), 1u);
+  EXPECT_EQ(detail[0].imageFileIndexes(), (std::vector<std::int64_t>{0, 1, 2}));
+  // Its next batch opens with its own last image, not the late one.
+  scheduler_->advance(5.0);
+  detail = batchesOf("Detail");
+  ASSERT_EQ(detail.size(), 2u);
+  EXPECT_EQ(detail[1].imageEventIndexes(), (std::vector<std::int64_t>{2}));
+}
+
+// A device under stress: the screen gets one placeholder for the whole period instead of images,
+// the same placeholder once more as the stress ends, then its images resume.
+TEST_F(ReplayEndToEndTest, StressGivesOnePlaceholderThenResumes) {
+  start();
+  // Any CPU use counts as stress from the next measure on.
+  core_->configuration()->editCommon([](Common& common) { common.kMaxCPUUsagePerCore = -1.0; });
+  scheduler_->advance(5.0);
+  show("Busy");
+  scheduler_->advance(4.0);  // ticks under stress, before the next measure
+  auto during = batchesOf("Busy");
+  ASSERT_EQ(during.size(), 1u);
+  EXPECT_EQ(during[0].images.size(), 1u);
+  EXPECT_EQ(during[0].ofType("placeholder").size(), 1u);
+  const std::string highCPU = placeholderBytes(PlaceholderReason::highCPU);
+  EXPECT_EQ(during[0].images[0].data, highCPU);
+
+  core_->configuration()->editCommon([](Common& common) { common.kMaxCPUUsagePerCore = 1e9; });
+  scheduler_->advance(4.0);  // the measure after 10 s ends the stress
+  auto batches = batchesOf("Busy");
+  std::vector<Image> images;
+  std::size_t placeholders = 0;
+  for (const auto& batch : batches) {
+    images.insert(images.end(), batch.images.begin(), batch.images.end());
+    placeholders += batch.ofType("placeholder").size();
+  }
+  EXPECT_EQ(placeholders, 2u) << "once as the stress begins, once as it ends";
+  std::size_t wireframes = 0;
+  for (const Image& image : images) {
+    if (image.data != highCPU) {
+      ++wireframes;
+      EXPECT_NE(decode(image.data), nullptr);
+    }
+  }
+  EXPECT_EQ(wireframes, 3u) << "the opening images, once the stress is over";
+}
+
+// Masks the application set for one screen hold for it and, after a trip to the background, for
+// its restart; the screen after falls back to the configured masks: the label region shows the
+// masking colour, then the label's ink.
+TEST_F(ReplayEndToEndTest, ScreenMasksSurviveABackgroundTrip) {
+  start();
+  core_->setMaskingForCurrentScreen({MaskAutomatic::labels});
+  show("Account");
+  scheduler_->advance(1.0);
+  application_->moveToBackground();
+  scheduler_->runUntilIdle();
+  scheduler_->advance(3.0);
+  application_->returnToForeground();
+  scheduler_->runUntilIdle();
+  scheduler_->advance(1.0);
+  show("Next");
+  scheduler_->advance(1.0);
+
+  // The label's region in the window, inset by a few pixels.
+  platform::Point origin = labels_["Next"]->convertPointToView(platform::Point{0, 0}, nullptr);
+  const int left = static_cast<int>(origin.x) + 4, top = static_cast<int>(origin.y) + 4;
+  const int right = left + static_cast<int>(kLabelFrame.size.width) - 8;
+  const int bottom = top + static_cast<int>(kLabelFrame.size.height) - 8;
+  std::vector<std::pair<std::string, bool>> firstImages;  // screen ID, label masked
+  for (const auto& batch : spool()) {
+    if (batch.images.empty()) continue;
+    auto bitmap = decode(batch.images.front().data);
+    ASSERT_NE(bitmap, nullptr);
+    int off = 0;
+    for (int y = top; y < bottom; ++y) {
+      for (int x = left; x < right; ++x) {
+        auto pixel = bitmap->pixelAt(x, y);
+        if (std::abs(pixel.red - 128) > 24 || std::abs(pixel.green - 128) > 24 || std::abs(pixel.blue - 128) > 24) ++off;
+      }
+    }
+    // A block in the masking colour leaves a few pixels of JPEG fringe; shown text misses it everywhere.
+    firstImages.emplace_back(batch.screenID(), off < 50);
+  }
+  ASSERT_EQ(firstImages.size(), 3u) << "Account, Account after the return, Next";
+  EXPECT_TRUE(firstImages[0].second) << "the application's masks";
+  EXPECT_TRUE(firstImages[1].second) << "the same masks after the return";
+  EXPECT_FALSE(firstImages[2].second) << "the configured masks leave labels visible";
+  EXPECT_NE(firstImages[0].first, firstImages[1].first) << "the return starts a new screen";
+}
+
+// When the session is taken out of replay's sample, the feature goes and takes the images of the
+// screen on display with it; the events stay for analytics.
+TEST_F(ReplayEndToEndTest, OutOfReplaySampleDeletesTheScreensImages) {
+  start();
+  show("Home");
+  scheduler_->advance(6.0);
+  auto before = batchesOf("Home");
+  ASSERT_EQ(before.size(), 2u);
+  ASSERT_EQ(before[0].images.size(), 3u);
+
+  serverSends(R"({"replaySessFlags": 2})");
+  EXPECT_EQ(svr(), nullptr);
+  auto after = batchesOf("Home");
+  ASSERT_EQ(after.size(), 2u);
+  for (const auto& batch : after) {
+    EXPECT_TRUE(batch.images.empty());
+    EXPECT_FALSE(batch.events.empty());
+  }
+  EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
+}
+
+// On a crash the screen on display gets the placeholder it would get at its end: a masked screen
+// one more "Video recording masked for this screen" image; a recorded screen, or one while replay
+// is switched off (nothing records, so nothing is owed), none.
+TEST_F(ReplayEndToEndTest, CrashGivesTheScreensPlaceholder) {
+  struct Case {
+    std::string name;
+    bool replayEnabled;
+    std::size_t imagesBefore;
+    std::size_t imagesAfter;
+  };
+  const std::vector<Case> cases = {
+      {"Secret", true, 1, 2},
+      {"Home", true, 3, 3},
+      {"Plain", false, 0, 0},
+  };
+  start(R"({"dst_screenMasking": ["Secret"]})");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (!c.replayEnabled) {
+      // Replay switched off for the screens that follow: the feature is built again without its loop.
+      core_->configuration()->editUserConfiguration([](UserConfiguration& user) { user.sessionReplayEnabled = false; });
+      core_->configuration()->applyUserConfiguration();
+      core_->setConsent(Consent::analytics);
+      scheduler_->runUntilIdle();
+      core_->setConsent(Consent::analyticsAndRecording);
+      scheduler_->runUntilIdle();
+      ASSERT_NE(svr(), nullptr);
+      ASSERT_EQ(svr()->trackingImages(), nullptr);
+    }
+    show(c.name);
+    scheduler_->advance(1.0);
+    auto before = batchesOf(c.name);
+    ASSERT_EQ(before.size(), 1u);
+    EXPECT_EQ(before[0].images.size(), c.imagesBefore);
+    CrashCoordinator::shared().crashed(Crash{1, "boom", 11, {}});
+    scheduler_->runUntilIdle();
+    auto after = batchesOf(c.name);
+    ASSERT_EQ(after.size(), 1u);
+    EXPECT_EQ(after[0].imageEventIndexes().size(), c.imagesAfter);
+    EXPECT_EQ(after[0].ofType("placeholder").size(), c.imagesAfter - c.imagesBefore + (c.name == "Secret" ? 1 : 0));
+  }
+}
+
+}  // namespace
+}  // namespace obx
