@@ -1,6 +1,7 @@
 // SVRTracking: the clock of session replay. While a screen is recorded a display link on the main
-// queue ticks at the frame rate of the video quality and asks the wireframe recorder for an image;
-// the recorder decides whether one is due. Finished images go on to `imagePublisher` (the core).
+// queue ticks at the frame rate of the video quality and asks the screen's recorder for an image;
+// the recorder decides whether one is due. A recorder that asks for the other kind gets it at once,
+// for the rest of the screen. Finished images go on to `imagePublisher` (the core).
 // A link that runs keeps its rate for the whole screen: a changed video quality takes effect at the
 // next screen. After the first image of a screen, new images are asked for by the view change
 // detector, which hears every layout of a view and passes on at most one per frame; its notice sets
