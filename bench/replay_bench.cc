@@ -1,7 +1,9 @@
 // Replay imaging on a 300-view screen of 390x844 points: the main-thread pass of the wireframe
 // recorder (walk, layer copies, hash), the off-main render and JPEG, the bytes of one frame, and the
 // cost of a tick on a still screen (the due test alone) and on a layout change that moved nothing
-// (walk and hash, the drawing dropped).
+// (walk and hash, the drawing dropped). The screenshot recorder on the same screen: its main-thread
+// part (scan, draw of the window, blocks over the masked inputs) and its JPEG and bytes, beside the
+// wireframe's.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -16,6 +18,7 @@
 #include "platform/ui/scroll_view.h"
 #include "platform/ui/text_field.h"
 #include "platform/ui/window.h"
+#include "svr/recording/screen_recording_hifi_mode.h"
 #include "svr/recording/screen_recording_lofi_mode.h"
 
 namespace {
@@ -143,5 +146,36 @@ void BM_UnchangedLayoutTick(benchmark::State& state) {
   state.counters["new_bytes"] = static_cast<double>(screen.publisher->bytes - before);
 }
 BENCHMARK(BM_UnchangedLayoutTick)->Unit(benchmark::kMillisecond);
+
+// The screenshot recorder of the same screen, in hiFi with the inputs masked.
+std::shared_ptr<obx::ScreenRecordingHIFIMode> hiFiRecorder(Screen& screen) {
+  auto recorder = obx::ScreenRecordingHIFIMode::make(screen.configuration, screen.scheduler);
+  recorder->setConfigurationMask(screen.configuration->common().maskingAutomatic);
+  recorder->setCurrentSessionReplayMode(obx::SessionReplayMode::hiFi);
+  return recorder;
+}
+
+// Main thread of a Hi-Fi frame: the scan, the window drawn at 390x844 and the 30 input blocks.
+void BM_HiFiMainThreadFrame300Views(benchmark::State& state) {
+  Screen screen;
+  auto recorder = hiFiRecorder(screen);
+  for (auto _ : state) benchmark::DoNotOptimize(recorder->captureForBenchmark(screen.window, 390, 844));
+  state.counters["masked_views"] = static_cast<double>(recorder->viewsMasked().size());
+}
+BENCHMARK(BM_HiFiMainThreadFrame300Views)->Unit(benchmark::kMillisecond);
+
+// Off the main thread: JPEG of the Hi-Fi frame at the default quality (0.5), and its bytes.
+void BM_HiFiJpeg390x844(benchmark::State& state) {
+  Screen screen;
+  auto recorder = hiFiRecorder(screen);
+  auto image = recorder->captureForBenchmark(screen.window, 390, 844);
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    auto jpeg = obx::platform::jpegRepresentation(*image, 0.5);
+    bytes = jpeg ? jpeg->size() : 0;
+  }
+  state.counters["bytes_per_frame"] = static_cast<double>(bytes);
+}
+BENCHMARK(BM_HiFiJpeg390x844)->Unit(benchmark::kMillisecond);
 
 }  // namespace

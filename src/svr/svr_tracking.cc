@@ -9,14 +9,20 @@ std::shared_ptr<SVRTracking> SVRTracking::make(std::shared_ptr<SVRConfiguration>
                                                std::shared_ptr<platform::Scheduler> scheduler,
                                                std::weak_ptr<SVRImagePublisher> imagePublisher,
                                                BitmapCache* imageCache,
-                                               std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder) {
+                                               std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder,
+                                               ScreenRecorders recorders) {
   std::shared_ptr<SVRTracking> tracking(new SVRTracking(configuration, scheduler, std::move(imagePublisher)));
   tracking->imagePlaceholderBuilder_ = std::move(imagePlaceholderBuilder);
   tracking->viewChangeDetector_ = SVRViewChangeDetector::make(configuration, scheduler);
   tracking->viewChangeDetector_->start();
   tracking->listenToLayerChanges();
-  tracking->recorder_ = ScreenRecordingLOFIMode::make(std::move(configuration), std::move(scheduler), imageCache);
-  tracking->recorder_->setImagePublisher(tracking);
+  if (recorders == ScreenRecorders::byMode) {
+    tracking->hiFiRecorder_ = ScreenRecordingHIFIMode::make(configuration, scheduler);
+    tracking->hiFiRecorder_->setImagePublisher(tracking);
+  }
+  tracking->loFiRecorder_ = ScreenRecordingLOFIMode::make(std::move(configuration), std::move(scheduler), imageCache);
+  tracking->loFiRecorder_->setImagePublisher(tracking);
+  tracking->recorder_.set(tracking->loFiRecorder_);
   return tracking;
 }
 
@@ -40,7 +46,7 @@ void SVRTracking::listenToLayerChanges() {
   if (newChangeInLayer_.get()) return;
   std::weak_ptr<SVRTracking> weak = weak_from_this();
   auto observer = LayerChangeObserverValue::make(obxQueue_, [weak](const LayerChange&, const LayerChange&) {
-    if (auto self = weak.lock()) self->recorder_->setNeedNewImage(true);
+    if (auto self = weak.lock()) self->recorder_.get()->setNeedNewImage(true);
   });
   newChangeInLayer_.set(observer);
   viewChangeDetector_->add(observer);
@@ -96,25 +102,31 @@ void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<Batc
   SessionReplayMode resolved = mode.value_or(common.sessionReplayMode);
   sessionReplayMode_.set(resolved);
   batchContext_.set(batch);
-  recorder_->setBatchContext(std::move(batch));
-  recorder_->setIndex(0);
-  recorder_->setImagesTaken(0);
-  recorder_->setConfigurationMask(masks.value_or(std::vector<MaskAutomatic>{}));
-  recorder_->setForceMaskForCurrentScreen(forceMask);
-  recorder_->setCurrentSessionReplayMode(resolved);
+  std::shared_ptr<ScreenRecordingMode> recorder = loFiRecorder_;
+  if (hiFiRecorder_ && resolved != SessionReplayMode::loFi) recorder = hiFiRecorder_;
+  // The application's blocks for this screen were handed to the recorder in force until now.
+  auto previous = recorder_.get();
+  if (previous != recorder) recorder->setUserMaskedRects(previous->userMaskedRects());
+  recorder_.set(recorder);
+  recorder->setBatchContext(std::move(batch));
+  recorder->setIndex(0);
+  recorder->setImagesTaken(0);
+  recorder->setConfigurationMask(masks.value_or(std::vector<MaskAutomatic>{}));
+  recorder->setForceMaskForCurrentScreen(forceMask);
+  recorder->setCurrentSessionReplayMode(resolved);
   isRepeatedImage_.store(false);
   if (!isDeviceStressed_.get().empty()) {
     stressPlaceholder();
     return;
   }
   // The first image of a screen does not wait for a tick.
-  recorder_->setNeedNewImage(true);
+  recorder->setNeedNewImage(true);
   recordNow();
 }
 
 void SVRTracking::setBatch(std::optional<BatchContext> batch) {
   batchContext_.set(batch);
-  recorder_->setBatchContext(std::move(batch));
+  recorder_.get()->setBatchContext(std::move(batch));
 }
 
 void SVRTracking::stop() {
@@ -158,14 +170,38 @@ void SVRTracking::stressPlaceholderArrived(std::optional<std::string> data) {
   }
   platform::Size size = mainScreenImageSize();
   ImageToParse image{std::vector<std::uint8_t>(data->begin(), data->end()), Size{size.width, size.height}, *batch,
-                     recorder_->index(), true};
+                     recorder_.get()->index(), true};
   stressedImage_.set(image);
   publishImage(std::move(image));
 }
 
 void SVRTracking::recordNow() {
   platform::Size size = mainScreenImageSize();
-  recorder_->recordScreen(size.width, size.height, {});
+  std::weak_ptr<SVRTracking> weak = weak_from_this();
+  recorder_.get()->recordScreen(size.width, size.height, [weak](bool needChange, bool isLoFi) {
+    if (!needChange) return;
+    if (auto self = weak.lock()) self->changeRecorder(isLoFi);
+  });
+}
+
+void SVRTracking::changeRecorder(bool fromLoFi) {
+  SessionReplayMode mode = fromLoFi ? SessionReplayMode::hiFi : SessionReplayMode::loFi;
+  std::shared_ptr<ScreenRecordingMode> next = loFiRecorder_;
+  if (mode == SessionReplayMode::hiFi) next = hiFiRecorder_;
+  auto previous = recorder_.get();
+  if (!next || next == previous) return;
+  sessionReplayMode_.set(mode);
+  // The screen goes on: its counters and the application's blocks come along.
+  next->setBatchContext(previous->batchContext());
+  next->setIndex(previous->index());
+  next->setImagesTaken(previous->imagesTaken());
+  next->setForceMaskForCurrentScreen(previous->forceMaskForCurrentScreen());
+  next->setUserMaskedRects(previous->userMaskedRects());
+  next->setCurrentSessionReplayMode(mode);
+  next->setConfigurationMask(previous->configurationMask());
+  next->setNeedNewImage(true);
+  recorder_.set(next);
+  recordNow();
 }
 
 void SVRTracking::publishImage(std::optional<ImageToParse> image) {

@@ -1,6 +1,7 @@
 // SVRTracking: the clock of session replay. While a screen is recorded a display link on the main
-// queue ticks at the frame rate of the video quality and asks the wireframe recorder for an image;
-// the recorder decides whether one is due. Finished images go on to `imagePublisher` (the core).
+// queue ticks at the frame rate of the video quality and asks the screen's recorder for an image;
+// the recorder decides whether one is due. A recorder that asks for the other kind gets it at once,
+// for the rest of the screen. Finished images go on to `imagePublisher` (the core).
 // A link that runs keeps its rate for the whole screen: a changed video quality takes effect at the
 // next screen. After the first image of a screen, new images are asked for by the view change
 // detector, which hears every layout of a view and passes on at most one per frame; its notice sets
@@ -21,11 +22,17 @@
 #include "platform/dispatch/display_link.h"
 #include "platform/dispatch/scheduler.h"
 #include "session/image_placeholder_builder.h"
+#include "svr/recording/screen_recording_hifi_mode.h"
 #include "svr/recording/screen_recording_lofi_mode.h"
 #include "svr/svr_configuration.h"
 #include "svr/svr_view_change_detector.h"
 
 namespace obx {
+
+// Which recorders a tracking loop makes. `wireframeOnly`: every screen is drawn as a wireframe.
+// `byMode`: a screen in `hiFi` or `automatic` starts on the screenshot recorder, which hands the
+// screen over to the wireframe one when it finds that masking needs it.
+enum class ScreenRecorders { wireframeOnly, byMode };
 
 class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_this<SVRTracking> {
  public:
@@ -35,7 +42,8 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
                                            std::shared_ptr<platform::Scheduler> scheduler,
                                            std::weak_ptr<SVRImagePublisher> imagePublisher,
                                            BitmapCache* imageCache = nullptr,
-                                           std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder = nullptr);
+                                           std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder = nullptr,
+                                           ScreenRecorders recorders = ScreenRecorders::wireframeOnly);
   ~SVRTracking() override;
 
   // Starts the images of a screen; `mode` absent means the configured one.
@@ -53,7 +61,8 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   // The stress kinds of the last device measure, first one first; empty when the device is at ease.
   void setDeviceStressed(std::vector<DeviceStressedType> stress);
 
-  ScreenRecordingLOFIMode& recorder() { return *recorder_; }
+  // The recorder of the present screen.
+  ScreenRecordingMode& recorder() { return *recorder_.get(); }
   SVRViewChangeDetector& viewChangeDetector() { return *viewChangeDetector_; }
   SessionReplayMode sessionReplayMode() const { return sessionReplayMode_.get(); }
   // Frames per second of the running link, 0 when none runs.
@@ -65,6 +74,8 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   void invalidateDisplayLink();
   void createDisplayLinkIfAbsent();
   void recordNow();
+  // The recorder asked for the other kind: the screen goes on with it at once.
+  void changeRecorder(bool fromLoFi);
   // One placeholder for the first stress kind, unless one is already out.
   void stressPlaceholder();
   void stressPlaceholderArrived(std::optional<std::string> data);
@@ -74,7 +85,10 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
 
   std::shared_ptr<SVRConfiguration> configuration_;
   std::shared_ptr<platform::Scheduler> scheduler_;
-  std::shared_ptr<ScreenRecordingLOFIMode> recorder_;
+  std::shared_ptr<ScreenRecordingLOFIMode> loFiRecorder_;
+  // Null unless the loop was made `byMode`.
+  std::shared_ptr<ScreenRecordingHIFIMode> hiFiRecorder_;
+  ReadWriteLock<std::shared_ptr<ScreenRecordingMode>> recorder_{nullptr};
   std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder_;
   std::shared_ptr<SVRViewChangeDetector> viewChangeDetector_;
   std::shared_ptr<platform::DispatchQueue> obxQueue_;

@@ -6,6 +6,7 @@
 #include "platform/ui/label.h"
 #include "svr/recording/replay_rates.h"
 #include "svr/recording_fixture.h"
+#include "testing/log_capture.h"
 
 namespace obx {
 namespace {
@@ -149,6 +150,44 @@ TEST_F(SVRTrackingTest, LargeScreenRecordsAtHalfSize) {
   EXPECT_FALSE(publisher_->images.empty());
   EXPECT_EQ(mainScreenImageSize(), (platform::Size{600.5, 400}));
   EXPECT_EQ(mainScreenDrawingScale(), 0.5);
+}
+
+// Made byMode, a screen starts on the recorder of its mode; a masked view in automatic hands the
+// screen over to the wireframe at once, which blocks the label; hiFi keeps the screenshot. Made
+// wireframeOnly, every screen is a wireframe.
+TEST_F(SVRTrackingTest, RecordersByModeAndTheHandOver) {
+  struct Case {
+    const char* name;
+    ScreenRecorders recorders;
+    std::optional<SessionReplayMode> mode;
+    SessionReplayMode resolved;
+    const char* created;
+  } cases[] = {
+      {"automatic hands over", ScreenRecorders::byMode, SessionReplayMode::automatic, SessionReplayMode::loFi, "LoFi"},
+      {"hiFi keeps the screenshot", ScreenRecorders::byMode, SessionReplayMode::hiFi, SessionReplayMode::hiFi, "HiFi"},
+      {"loFi is a wireframe", ScreenRecorders::byMode, SessionReplayMode::loFi, SessionReplayMode::loFi, "LoFi"},
+      {"wireframe only", ScreenRecorders::wireframeOnly, SessionReplayMode::hiFi, SessionReplayMode::hiFi, "LoFi"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ::obx::testing::LogCapture logs;
+    auto publisher = std::make_shared<CollectingPublisher>();
+    auto tracking = SVRTracking::make(configuration_, scheduler_, publisher, &cache_, nullptr, c.recorders);
+    ViewContext screen{"screen-2", 0, "Card", {390, 844}};
+    tracking->startScreen(screen, BatchContext{"screen-2_20240101120000", screen}, c.mode,
+                          std::vector<MaskAutomatic>{MaskAutomatic::labels}, false);
+    scheduler_->runUntilIdle();
+    EXPECT_EQ(tracking->sessionReplayMode(), c.resolved);
+    ASSERT_EQ(publisher->images.size(), 1u) << "one image, from the recorder the screen ends up with";
+    EXPECT_TRUE(logs.contains(std::string("Create image of screen in ") + c.created + " screenID: screen-2"));
+    const auto& data = publisher->images[0].data;
+    auto image = platform::decodeJPEG(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
+    ASSERT_NE(image, nullptr);
+    auto pixel = image->pixelAt(120, 55);  // inside the label "Total", masked by either recorder
+    EXPECT_FALSE(::obx::testing::closeTo(pixel, 255, 255, 255, 24)) << "the label's region is blocked";
+    EXPECT_EQ(tracking->recorder().index(), 0);
+    tracking->stop();
+  }
 }
 
 }  // namespace

@@ -25,6 +25,9 @@ void View::setFrame(Rect frame) {
   didChangeVisualState();
 }
 
+// An animation step moves what is shown, not the model: no layout follows.
+void View::setPresentationFrame(std::optional<Rect> frame) { presentationFrame_ = frame; }
+
 void View::setBoundsOrigin(Point origin) {
   if (origin == boundsOrigin_) return;
   boundsOrigin_ = origin;
@@ -177,6 +180,10 @@ Point View::convertPointToView(Point point, const View* view) const {
   return {inWindow.x - theirs.x + view->boundsOrigin_.x, inWindow.y - theirs.y + view->boundsOrigin_.y};
 }
 
+Rect View::convertRectToView(Rect rect, const View* view) const {
+  return Rect{convertPointToView(rect.origin, view), rect.size};
+}
+
 Point View::convertPointFromView(Point point, const View* view) const {
   Point inWindow = view ? view->convertPointToView(point, nullptr) : point;
   Point mine = originInWindow();
@@ -270,7 +277,8 @@ void View::drawTree(BitmapContext& context) const {
   context.translateCTM(-boundsOrigin_.x, -boundsOrigin_.y);
   for (const auto& subview : subviews_) {
     context.saveGState();
-    context.translateCTM(subview->frame_.origin.x, subview->frame_.origin.y);
+    Point origin = subview->presentationFrame().origin;
+    context.translateCTM(origin.x, origin.y);
     subview->drawTree(context);
     context.restoreGState();
   }

@@ -52,6 +52,13 @@ class View : public Object {
   // the frame's.
   Rect bounds() const { return Rect{boundsOrigin_, frame_.size}; }
   void setBoundsOrigin(Point origin);
+  // While an animation of the frame runs, `frame` already holds where it ends and the presentation
+  // frame what the screen shows at this moment (the toolkit's presentation layer). The animation's
+  // driver sets it at each step and clears it at the end; without an animation it is the frame.
+  // Drawing places the view at its presentation frame.
+  Rect presentationFrame() const { return presentationFrame_.value_or(frame_); }
+  bool isAnimating() const { return presentationFrame_.has_value(); }
+  void setPresentationFrame(std::optional<Rect> frame);
   Point center() const { return {frame_.origin.x + frame_.size.width / 2, frame_.origin.y + frame_.size.height / 2}; }
 
   bool isHidden() const { return hidden_; }
@@ -90,6 +97,8 @@ class View : public Object {
   // `convertPoint:toView:`; a null `view` means the window's coordinates.
   Point convertPointToView(Point point, const View* view) const;
   Point convertPointFromView(Point point, const View* view) const;
+  // `convertRect:toView:` of a rectangle in this view's bounds; the size is kept.
+  Rect convertRectToView(Rect rect, const View* view) const;
   // The deepest visible, interactive descendant (or this view) containing `point`, given in this
   // view's coordinates; null when the point is outside.
   std::shared_ptr<View> hitTest(Point point);
@@ -146,6 +155,7 @@ class View : public Object {
   void layoutTree();
 
   Rect frame_;
+  std::optional<Rect> presentationFrame_;
   Point boundsOrigin_;
   bool hidden_ = false;
   double alpha_ = 1.0;

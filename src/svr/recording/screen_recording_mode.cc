@@ -15,6 +15,12 @@ void ScreenRecordingMode::setUserMaskedRects(std::vector<platform::Rect> rects) 
   userMaskedRects_.set(std::move(entries));
 }
 
+std::vector<platform::Rect> ScreenRecordingMode::userMaskedRects() const {
+  std::vector<platform::Rect> rects;
+  for (const auto& [rect, done] : userMaskedRects_.get()) rects.push_back(rect);
+  return rects;
+}
+
 bool ScreenRecordingMode::mergePass() {
   auto userRects = userMaskedRects_.get();
   if (configurationMask_.get().empty() && userMaskedViews_.empty() && userRects.empty()) {

@@ -54,6 +54,7 @@ class ScreenRecordingMode : public ScreenRecording {
   std::optional<ImageToParse> currentImage() const { return currentImage_.get(); }
   // Rectangles the application asked to block on this screen; they hold for every image of it.
   void setUserMaskedRects(std::vector<platform::Rect> rects);
+  std::vector<platform::Rect> userMaskedRects() const;
   // The image publisher is held weakly.
   void setImagePublisher(std::weak_ptr<SVRImagePublisher> publisher) { imagePublisher_.set(std::move(publisher)); }
   const std::shared_ptr<platform::DispatchQueue>& obxQueue() const { return obxQueue_; }
@@ -78,6 +79,7 @@ class ScreenRecordingMode : public ScreenRecording {
   }
   std::vector<std::shared_ptr<platform::View>>& maskedViews() { return maskedViews_; }
   std::vector<platform::Rect>& maskedRects() { return maskedRects_; }
+  std::vector<std::pair<std::shared_ptr<platform::View>, bool>>& userMaskedViews() { return userMaskedViews_; }
 
   std::shared_ptr<SVRConfiguration> configuration_;
   std::shared_ptr<platform::Scheduler> scheduler_;

@@ -1,0 +1,310 @@
+#include "svr/recording/screen_recording_hifi_mode.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "lifecycle/view_properties.h"
+#include "platform/runtime/runtime.h"
+#include "platform/ui/image_view.h"
+#include "platform/ui/label.h"
+#include "platform/ui/text_field.h"
+#include "platform/ui/text_view.h"
+#include "platform/ui/web_view.h"
+#include "svr/recording_fixture.h"
+#include "testing/log_capture.h"
+
+namespace obx {
+namespace {
+
+using platform::Color;
+using platform::Rect;
+using platform::View;
+
+constexpr const char* kSecret = "4111 1111 1111 1111";
+const Rect kSpot = Rect::make(20, 100, 300, 40);
+
+// A video player's view: its class name carries the marker.
+class PlayerView : public View {
+ public:
+  OBX_RUNTIME_CLASS(PlayerView, "HiFiPlayerView", View)
+  explicit PlayerView(Rect frame) : View(frame) { setDeclaredClass(runtimeClass()); }
+};
+
+// A view whose every drawing moves `target` down one point, as an animation does that the render
+// server advances while the window is drawn. It draws anew at each use of its layer.
+class MovingWhileDrawn : public View {
+ public:
+  MovingWhileDrawn(Rect frame, std::shared_ptr<View> target) : View(frame), target_(std::move(target)) {}
+
+ protected:
+  bool hasContents() const override { return true; }
+  void drawRect(platform::BitmapContext& context, Rect bounds) const override {
+    context.fillRect(bounds, platform::Color{0, 0, 1, 1});
+    Rect shown = target_->presentationFrame();
+    shown.origin.y += 1;
+    target_->setPresentationFrame(shown);
+    const_cast<MovingWhileDrawn*>(this)->visualStateChanged();
+  }
+
+ private:
+  std::shared_ptr<View> target_;
+};
+
+class HiFiModeTest : public testing::RecordingFixture {
+ protected:
+  HiFiModeTest() {
+    hiFi_->setImagePublisher(publisher_);
+    ViewContext screen{"screen-1", 0, "Checkout", {kWidth, kHeight}};
+    hiFi_->setBatchContext(BatchContext{"screen-1_20240101120000", screen});
+    hiFi_->setCurrentSessionReplayMode(SessionReplayMode::hiFi);
+  }
+
+  // Asks for an image now and runs the pass and the coding; null when nothing was published.
+  std::shared_ptr<const platform::Bitmap> recordHiFi() {
+    std::size_t before = publisher_->images.size();
+    hiFi_->setNeedNewImage(true);
+    hiFi_->recordScreen(kWidth, kHeight, [this](bool change, bool isLoFi) {
+      completions.emplace_back(change, isLoFi);
+    });
+    scheduler_->runUntilIdle();
+    if (publisher_->images.size() == before) return nullptr;
+    const auto& data = publisher_->images.back().data;
+    return platform::decodeJPEG(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
+  }
+
+  std::shared_ptr<ScreenRecordingHIFIMode> hiFi_ = ScreenRecordingHIFIMode::make(configuration_, scheduler_);
+  std::vector<std::pair<bool, bool>> completions;
+};
+
+std::shared_ptr<View> coloured(Rect frame, Color color) {
+  auto view = std::make_shared<View>(frame);
+  view->setBackgroundColor(color);
+  return view;
+}
+
+// With hiFi asked and every category masked, each masked view, nested or marked by the application,
+// and each rectangle the application blocked is painted over; unmasked content is the screenshot.
+TEST_F(HiFiModeTest, HiFiAskedPaintsOverEveryMaskedView) {
+  setMasks({});
+  hiFi_->setConfigurationMask({MaskAutomatic::labels, MaskAutomatic::inputs, MaskAutomatic::images, MaskAutomatic::webViews});
+  auto card = coloured(Rect::make(0, 300, 390, 200), Color{1, 0, 0, 1});
+  card->addSubview(std::make_shared<platform::Label>(Rect::make(20, 20, 300, 40), kSecret));  // nested: 20,320
+  auto userMasked = coloured(Rect::make(20, 520, 150, 60), Color{0, 1, 0, 1});
+  setObxMasking(*userMasked, MaskView::mask);
+  auto field = std::make_shared<platform::TextField>(Rect::make(20, 40, 300, 40));
+  field->setText(kSecret);
+  auto web = std::make_shared<platform::WebView>(Rect::make(20, 600, 300, 80));
+  web->setTitle(kSecret);
+  window_->addSubview(field);
+  window_->addSubview(card);
+  window_->addSubview(userMasked);
+  window_->addSubview(std::make_shared<platform::ImageView>(Rect::make(20, 100, 100, 100), platform::Image::make("card", {100, 100})));
+  window_->addSubview(web);
+  hiFi_->setUserMaskedRects({Rect::make(200, 700, 100, 60)});
+
+  auto image = recordHiFi();
+  ASSERT_NE(image, nullptr);
+  ASSERT_EQ(completions, (std::vector<std::pair<bool, bool>>{{false, false}}));
+  struct Region {
+    const char* name;
+    Rect rect;
+  } masked[] = {{"text field", Rect::make(20, 40, 300, 40)},   {"nested label", Rect::make(20, 320, 300, 40)},
+                {"marked view", Rect::make(20, 520, 150, 60)}, {"image", Rect::make(20, 100, 100, 100)},
+                {"web view", Rect::make(20, 600, 300, 80)},    {"blocked rectangle", Rect::make(200, 700, 100, 60)}};
+  for (const auto& region : masked) {
+    EXPECT_EQ(pixelsOff(*image, region.rect, 128, 128, 128), 0) << region.name;
+  }
+  EXPECT_EQ(pixelsOff(*image, Rect::make(0, 380, 390, 120), 255, 0, 0), 0) << "the card shows as drawn";
+  EXPECT_EQ(pixelsOff(*image, Rect::make(330, 0, 60, 90), 255, 255, 255), 0) << "the window's background shows";
+}
+
+// Whether the recorder asks for the change, by mode and screen: a masked view does in automatic and
+// loFi, never in hiFi; a player view does whenever no categories are set; a configured loFi mode
+// always does. A change draws nothing and counts no image.
+TEST_F(HiFiModeTest, MaskedViewsAskForTheChangeByMode) {
+  struct Case {
+    const char* name;
+    SessionReplayMode mode;
+    SessionReplayMode configured;
+    std::vector<MaskAutomatic> masks;
+    std::function<std::shared_ptr<View>()> make;
+    bool change;
+  } cases[] = {
+      {"automatic, masked label", SessionReplayMode::automatic, SessionReplayMode::automatic, {MaskAutomatic::labels},
+       [] { return std::make_shared<platform::Label>(kSpot, kSecret); }, true},
+      {"automatic, nothing masked on screen", SessionReplayMode::automatic, SessionReplayMode::automatic,
+       {MaskAutomatic::inputs}, [] { return coloured(kSpot, Color{1, 0, 0, 1}); }, false},
+      {"automatic, no masks", SessionReplayMode::automatic, SessionReplayMode::automatic, {},
+       [] { return std::make_shared<platform::Label>(kSpot, "Total"); }, false},
+      {"automatic, view marked mask", SessionReplayMode::automatic, SessionReplayMode::automatic, {},
+       [] {
+         auto view = coloured(kSpot, Color{1, 0, 0, 1});
+         setObxMasking(*view, MaskView::mask);
+         return view;
+       },
+       true},
+      {"automatic, label marked unmask", SessionReplayMode::automatic, SessionReplayMode::automatic,
+       {MaskAutomatic::labels},
+       [] {
+         auto view = std::make_shared<platform::Label>(kSpot, "Total");
+         setObxMasking(*view, MaskView::unmask);
+         return view;
+       },
+       false},
+      {"loFi mode, masked field", SessionReplayMode::loFi, SessionReplayMode::automatic, {MaskAutomatic::inputs},
+       [] { return std::make_shared<platform::TextField>(kSpot); }, true},
+      {"hiFi, masked field", SessionReplayMode::hiFi, SessionReplayMode::automatic, {MaskAutomatic::inputs},
+       [] { return std::make_shared<platform::TextField>(kSpot); }, false},
+      {"hiFi, player without masks", SessionReplayMode::hiFi, SessionReplayMode::automatic, {},
+       [] { return std::make_shared<PlayerView>(kSpot); }, true},
+      {"configured loFi, nothing masked", SessionReplayMode::hiFi, SessionReplayMode::loFi, {},
+       [] { return coloured(kSpot, Color{1, 0, 0, 1}); }, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Common common = configuration_->common();
+    common.sessionReplayMode = c.configured;
+    configuration_->setCommon(common);
+    hiFi_->setCurrentSessionReplayMode(c.mode);
+    hiFi_->setConfigurationMask(c.masks);
+    auto view = c.make();
+    window_->addSubview(view);
+    completions.clear();
+    std::int64_t taken = hiFi_->imagesTaken();
+    auto image = recordHiFi();
+    ASSERT_EQ(completions.size(), 1u);
+    EXPECT_EQ(completions[0], std::make_pair(c.change, false));
+    EXPECT_EQ(image != nullptr, !c.change);
+    EXPECT_EQ(hiFi_->imagesTaken(), taken + (c.change ? 0 : 1));
+    view->removeFromSuperview();
+  }
+}
+
+// A masked view that moves while the window is drawn drops the frame with its message and counts
+// the attempt; one that is animating but holds still is painted where the screen shows it.
+TEST_F(HiFiModeTest, ViewMovingDuringTheDrawDropsTheFrame) {
+  ::obx::testing::LogCapture logs;
+  hiFi_->setConfigurationMask({MaskAutomatic::labels});
+  auto label = std::make_shared<platform::Label>(Rect::make(20, 400, 300, 40), kSecret);
+  window_->addSubview(label);
+  label->setPresentationFrame(Rect::make(20, 200, 300, 40));  // on its way to y 400
+  auto image = recordHiFi();
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(pixelsOff(*image, Rect::make(20, 200, 300, 40), 128, 128, 128), 0) << "blocked where it is shown";
+  EXPECT_EQ(pixelsOff(*image, Rect::make(20, 400, 300, 40), 255, 255, 255), 0) << "nothing where it will be";
+
+  auto mover = std::make_shared<MovingWhileDrawn>(Rect::make(0, 700, 50, 50), label);
+  window_->addSubview(mover);
+  std::size_t published = publisher_->images.size();
+  std::int64_t taken = hiFi_->imagesTaken();
+  EXPECT_EQ(recordHiFi(), nullptr);
+  EXPECT_EQ(publisher_->images.size(), published);
+  EXPECT_EQ(hiFi_->imagesTaken(), taken + 1);
+  EXPECT_TRUE(logs.contains("view Checkout with wrong masking coordinates", LogLevel::qa));
+  EXPECT_TRUE(logs.contains("screenshot Checkout failed with nil value", LogLevel::qa));
+  EXPECT_EQ(logs.count("Create image of screen in HiFi screenID: screen-1"), 1u) << "only the first image was made";
+
+  mover->removeFromSuperview();
+  label->setPresentationFrame(std::nullopt);
+  EXPECT_NE(recordHiFi(), nullptr) << "once still, the next image goes out";
+}
+
+// The secret texts of the privacy screens never reach a screenshot: under each configuration that
+// masks them, their region is the masking colour alone.
+TEST_F(HiFiModeTest, SecretTextsNeverReachAHiFiFrame) {
+  struct Case {
+    const char* name;
+    std::vector<MaskAutomatic> masks;
+    std::function<std::shared_ptr<View>()> make;
+    MaskView own;
+  } cases[] = {
+      {"label, labels masked", {MaskAutomatic::labels}, [] { return std::make_shared<platform::Label>(kSpot, kSecret); },
+       MaskView::automatic},
+      {"label marked mask, no masks", {}, [] { return std::make_shared<platform::Label>(kSpot, kSecret); }, MaskView::mask},
+      {"text field, default masks", {MaskAutomatic::webViews, MaskAutomatic::inputs},
+       [] {
+         auto field = std::make_shared<platform::TextField>(kSpot);
+         field->setText(kSecret);
+         return field;
+       },
+       MaskView::automatic},
+      {"secure field, default masks", {MaskAutomatic::webViews, MaskAutomatic::inputs},
+       [] {
+         auto field = std::make_shared<platform::TextField>(kSpot);
+         field->setText(kSecret);
+         field->setSecureTextEntry(true);
+         return field;
+       },
+       MaskView::automatic},
+      {"text field, only labels masked", {MaskAutomatic::labels},
+       [] {
+         auto field = std::make_shared<platform::TextField>(kSpot);
+         field->setText(kSecret);
+         return field;
+       },
+       MaskView::automatic},
+      {"text view, default masks", {MaskAutomatic::webViews, MaskAutomatic::inputs},
+       [] {
+         auto view = std::make_shared<platform::TextView>(kSpot);
+         view->setText(kSecret);
+         return view;
+       },
+       MaskView::automatic},
+      {"web page, default masks", {MaskAutomatic::webViews, MaskAutomatic::inputs},
+       [] {
+         auto web = std::make_shared<platform::WebView>(kSpot);
+         web->setTitle(kSecret);
+         return web;
+       },
+       MaskView::automatic},
+      {"web page marked mask", {},
+       [] {
+         auto web = std::make_shared<platform::WebView>(kSpot);
+         web->setTitle(kSecret);
+         return web;
+       },
+       MaskView::mask},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto holder = coloured(Rect::make(0, 0, 390, 300), Color{0.9, 0.9, 1, 1});
+    auto view = c.make();
+    if (c.own != MaskView::automatic) setObxMasking(*view, c.own);
+    holder->addSubview(view);
+    window_->addSubview(holder);
+    hiFi_->setConfigurationMask(c.masks);
+    auto image = recordHiFi();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(pixelsOff(*image, kSpot, 128, 128, 128, 24, 2), 0) << "pixels of the secret's region not in the masking colour";
+    holder->removeFromSuperview();
+  }
+}
+
+// A still screen gives one opening image more than the wireframe recorder, then none; a seen change
+// gives one more.
+TEST_F(HiFiModeTest, StillScreenGivesOneOpeningImageMore) {
+  window_->addSubview(coloured(kSpot, Color{1, 0, 0, 1}));
+  hiFi_->recordScreen(kWidth, kHeight, {});
+  scheduler_->runUntilIdle();
+  for (int i = 0; i < 10; ++i) {
+    scheduler_->advance(0.5);
+    hiFi_->recordScreen(kWidth, kHeight, {});
+    scheduler_->runUntilIdle();
+  }
+  EXPECT_EQ(publisher_->images.size(), 4u);
+  EXPECT_NE(recordHiFi(), nullptr);
+  EXPECT_EQ(publisher_->images.back().index, 0);
+  EXPECT_EQ(publisher_->images.back().batchContext.id, "screen-1_20240101120000");
+}
+
+// Without a key window nothing is taken and nothing is counted.
+TEST_F(HiFiModeTest, NoKeyWindowTakesNothing) {
+  auto application = platform::Application::resetShared(scheduler_);
+  EXPECT_EQ(recordHiFi(), nullptr);
+  EXPECT_TRUE(completions.empty());
+  EXPECT_EQ(hiFi_->imagesTaken(), 0);
+}
+
+}  // namespace
+}  // namespace obx
