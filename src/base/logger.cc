@@ -61,14 +61,18 @@ std::shared_ptr<platform::DispatchQueue> writeQueue() {
 
 }  // namespace
 
+bool Logger::takes(LogLevel level) {
+  auto& s = state();
+  const bool printed = s.level.load(std::memory_order_relaxed) >= static_cast<int>(level);
+  const bool filed = s.allowLogs.load(std::memory_order_relaxed) && s.hasIdentity.load(std::memory_order_relaxed);
+  return printed || filed || s.hasObserver.load(std::memory_order_relaxed);
+}
+
 void Logger::log(const std::string& message, LogLevel level) {
   try {
     // Checked before the line is built: a line that the console, the log file and the observer
     // would all refuse costs a few atomic loads.
-    auto& s = state();
-    const bool printed = s.level.load(std::memory_order_relaxed) >= static_cast<int>(level);
-    const bool filed = s.allowLogs.load(std::memory_order_relaxed) && s.hasIdentity.load(std::memory_order_relaxed);
-    if (!printed && !filed && !s.hasObserver.load(std::memory_order_relaxed)) return;
+    if (!takes(level)) return;
     auto now = platform::defaultScheduler()->clock().now();
     std::string line = "<OmbrixOBX " + platform::formatDate(now, "yyyy-MM-dd HH:mm:ss") + ">: " + message;
     saveLog(line);

@@ -17,6 +17,9 @@ class Logger {
   Logger() = delete;
 
   static void log(const std::string& message, LogLevel level);
+  // True when a line of `level` would be printed, filed or observed: `log` drops the others before
+  // building anything. A hot path whose message costs something to put together asks first.
+  static bool takes(LogLevel level);
   // Appends `message` and a newline to the current session's log file, on "obx.ombrix.logs-write".
   static void saveLog(const std::string& message);
 

@@ -24,17 +24,19 @@ std::optional<FileError> DataController::reject(EventType type, const BatchConte
   return error;
 }
 
-std::optional<FileError> DataController::store(EventType type, const BatchContext& batch, const Json& event,
-                                               bool now) {
+std::optional<FileError> DataController::store(EventType type, std::int64_t offset, const BatchContext& batch,
+                                               const Json& data, bool now) {
   std::string bytes;
   try {
-    bytes = encodeJSON(event);
+    bytes = encodeEvent(type, offset, data);
   } catch (const EncodingError& error) {
     Logger::log("Error encoding event " + std::string(rawValue(type)) + ": " + error.description,
                 LogLevel::developer);
     return FileError{error.description};
   }
-  Logger::log("Save event " + std::string(rawValue(type)) + " in screenID: " + batch.id, LogLevel::developer);
+  if (Logger::takes(LogLevel::developer)) {
+    Logger::log("Save event " + std::string(rawValue(type)) + " in screenID: " + batch.id, LogLevel::developer);
+  }
   if (now) return repository_->saveNow(WriteValue::bytes(std::move(bytes)), batch.id);
   repository_->save(WriteValue::bytes(std::move(bytes)), batch.id);
   return std::nullopt;

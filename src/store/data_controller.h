@@ -33,13 +33,13 @@ class DataController {
   // it was queued; a write failure is logged on the queue.
   template <typename T>
   std::optional<FileError> saveEvent(EventType type, platform::Date date, const T& payload, const BatchContext& batch) {
-    return save(type, date, batch, [&](std::int64_t offset) { return Json(Event<T>{type, offset, payload}); }, false);
+    return save(type, date, batch, [&] { return Json(payload); }, false);
   }
   // The same, written on the caller's thread before it returns. Returns the error, or nothing.
   template <typename T>
   std::optional<FileError> saveEventNow(EventType type, platform::Date date, const T& payload,
                                         const BatchContext& batch) {
-    return save(type, date, batch, [&](std::int64_t offset) { return Json(Event<T>{type, offset, payload}); }, true);
+    return save(type, date, batch, [&] { return Json(payload); }, true);
   }
   // Queues the image's block file into `batch`'s image folder.
   void saveImage(const Image& image, const BatchContext& batch);
@@ -59,10 +59,12 @@ class DataController {
                                 bool now) {
     auto eventOffset = offset(date, batch.viewContext.dateScreen);
     if (!eventOffset) return reject(type, batch);
-    return store(type, batch, makeJson(*eventOffset), now);
+    return store(type, *eventOffset, batch, makeJson(), now);
   }
   std::optional<FileError> reject(EventType type, const BatchContext& batch);
-  std::optional<FileError> store(EventType type, const BatchContext& batch, const Json& event, bool now);
+  // `data` is the payload's JSON; the envelope is written around it as Event<T> would be.
+  std::optional<FileError> store(EventType type, std::int64_t offset, const BatchContext& batch, const Json& data,
+                                 bool now);
 
   std::shared_ptr<Repository> repository_;
 };

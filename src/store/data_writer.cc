@@ -26,4 +26,8 @@ std::optional<FileError> DataWriter::appendNow(const WriteValue& value, const Di
   return file_->appendNow(value, directory, fileName);
 }
 
+std::optional<FileError> DataWriter::appendNow(const WriteValue& value, const File& file) {
+  return file_->appendNow(value, file);
+}
+
 }  // namespace obx

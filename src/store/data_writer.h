@@ -21,6 +21,7 @@ class DataWriter final : public Writer {
                       WriteCompletion completion = {}) override;
   std::optional<FileError> appendNow(const WriteValue& value, const Directory& directory,
                                      const std::string& fileName) override;
+  std::optional<FileError> appendNow(const WriteValue& value, const File& file) override;
 
   const std::shared_ptr<platform::DispatchQueue>& queue() const { return queue_; }
 

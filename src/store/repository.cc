@@ -70,33 +70,74 @@ std::optional<platform::Date> Repository::readDateFile(const std::filesystem::pa
   }
 }
 
-void Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler) {
-  if (directory.isDateKind()) return;
+bool Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler) {
+  if (directory.isDateKind()) return true;
   const auto path = directory.url / kDateFileName;
   // A date file that does not read (left empty by an older version killed while writing it) is
   // written again: without a date the batch would never expire.
-  if (platform::fileExistsAtPath(path) && readDateFile(directory.url)) return;
+  if (platform::fileExistsAtPath(path) && readDateFile(directory.url)) return true;
   if (auto error = platform::writeFileAtomically(path, encodeDate(scheduler.clock().now()))) {
     Logger::log("Error creating directory: " + *error, LogLevel::developer);
+    return false;
   }
+  return true;
+}
+
+std::optional<FileError> Repository::appendToRemadeFolder(const std::optional<FileError>& error,
+                                                          const WriteValue& value, const Directory& directory,
+                                                          const std::string& batchID, Storage& storage,
+                                                          BatchFolders& folders,
+                                                          const platform::Scheduler& scheduler) {
+  folders.erase(batchID);
+  // A folder still there means a real write failure: writing again could store the block twice.
+  if (platform::directoryExistsAtPath(directory.url)) return error;
+  if (auto failure = platform::createDirectoryAtPath(directory.url, true)) {
+    Logger::log("Error creating directory: " + *failure, LogLevel::developer);
+    return FileError{*failure};
+  }
+  auto retried = storage.writer().appendNow(value, directory, batchID);
+  if (writeDateIfNeeded(directory, scheduler) && !retried) folders.insert(batchID, directory);
+  return retried;
 }
 
 void Repository::save(WriteValue value, const std::string& batchID) {
+  // The completions may run after this repository is gone: they hold only what they need.
+  if (auto folder = folders_->find(batchID)) {
+    // The value is kept for a second append, should the folder have gone by the time it runs.
+    storage_->writer().append(
+        value, folder->directory, batchID,
+        [storage = storage_, folders = folders_, scheduler = scheduler_, folder, batchID,
+         value](const std::optional<FileError>& error) {
+          if (!error) return;
+          if (auto failure =
+                  appendToRemadeFolder(error, value, folder->directory, batchID, *storage, *folders, *scheduler)) {
+            Logger::log("Error save event: " + failure->description, LogLevel::developer);
+          }
+        });
+    return;
+  }
   auto directory = batchDirectory(batchID);
   if (!directory) return;
-  // The completion may run after this repository is gone: it holds only what it needs.
   storage_->writer().append(std::move(value), *directory, batchID,
-                            [scheduler = scheduler_, directory = *directory](const std::optional<FileError>& error) {
+                            [scheduler = scheduler_, folders = folders_, directory = *directory,
+                             batchID](const std::optional<FileError>& error) {
                               if (error) Logger::log("Error save event: " + error->description, LogLevel::developer);
-                              writeDateIfNeeded(directory, *scheduler);
+                              if (writeDateIfNeeded(directory, *scheduler) && !error) {
+                                folders->insert(batchID, directory);
+                              }
                             });
 }
 
 std::optional<FileError> Repository::saveNow(const WriteValue& value, const std::string& batchID) {
+  if (auto folder = folders_->find(batchID)) {
+    auto error = storage_->writer().appendNow(value, folder->events);
+    if (!error) return std::nullopt;
+    return appendToRemadeFolder(error, value, folder->directory, batchID, *storage_, *folders_, *scheduler_);
+  }
   auto directory = batchDirectory(batchID);
   if (!directory) return FileError{"Error creating directory: " + root_.url.string() + "/" + batchID};
   auto error = storage_->writer().appendNow(value, *directory, batchID);
-  writeDateIfNeeded(*directory, *scheduler_);
+  if (writeDateIfNeeded(*directory, *scheduler_) && !error) folders_->insert(batchID, *directory);
   return error;
 }
 
@@ -180,6 +221,7 @@ std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optio
     const double age = date - created;
     if (age <= kRestingAge) continue;
     if (age > maxTimeFileSaved) {
+      folders_->erase(directory.name());
       if (platform::removeItemAtPath(directory.url)) Logger::log("Error deleting old file", LogLevel::developer);
       continue;
     }
@@ -244,6 +286,7 @@ std::optional<std::string> Repository::deleteImages(const std::string& batchID) 
 }
 
 std::optional<std::string> Repository::deleteBatch(const std::string& batchID) {
+  folders_->erase(batchID);
   return platform::removeItemAtPath(root_.appending(batchID, false).url);
 }
 

@@ -20,6 +20,7 @@
 #include "lifecycle/batch_context.h"
 #include "lifecycle/memory_footprint_providing.h"
 #include "platform/dispatch/scheduler.h"
+#include "store/batch_folders.h"
 #include "store/directory.h"
 #include "store/events/image.h"
 #include "store/files/file_error.h"
@@ -59,6 +60,7 @@ class Repository {
   // A folder that can't be made logs and drops the value.
   void save(WriteValue value, const std::string& batchID);
   // The same on the caller's thread, done before it returns. Returns the error, or nothing.
+  // A batch already made and dated by this process costs one open, one write and one close.
   std::optional<FileError> saveNow(const WriteValue& value, const std::string& batchID);
   // Writes `image` as the block file `<batchID>/cache/<index>`, queued.
   void saveImage(const Image& image, const std::string& batchID);
@@ -92,7 +94,14 @@ class Repository {
  private:
   // The batch folder, made on the disk; logs "Error creating directory: " and gives nothing on failure.
   std::optional<Directory> batchDirectory(const std::string& batchID) const;
-  static void writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler);
+  // True when the folder has its date file, written now or before; a failure is logged.
+  static bool writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler);
+  // After a failed append into a folder thought ready: when the folder has gone, forgets it, makes
+  // it again with its date and appends once more, and returns that outcome; otherwise `error`.
+  static std::optional<FileError> appendToRemadeFolder(const std::optional<FileError>& error, const WriteValue& value,
+                                                       const Directory& directory, const std::string& batchID,
+                                                       Storage& storage, BatchFolders& folders,
+                                                       const platform::Scheduler& scheduler);
   void expireSessionLogs(double maxTimeFileSaved, platform::Date date);
   platform::Date now() const;
 
@@ -102,6 +111,8 @@ class Repository {
   double physicalMemoryMiB_;
   std::shared_ptr<platform::Scheduler> scheduler_;
   Directory root_;
+  // Shared with the completions of queued writes, which may outlive this repository.
+  std::shared_ptr<BatchFolders> folders_ = std::make_shared<BatchFolders>();
 };
 
 }  // namespace obx

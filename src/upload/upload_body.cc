@@ -98,7 +98,11 @@ void forceApplicationEnd(std::vector<AnyEvent>& events) {
 }
 
 std::optional<std::string> buildUploadBody(const std::vector<std::string>& blocks, const UploadBodySettings& settings) {
-  auto events = decodeUploadEvents(blocks);
+  return buildUploadBody(decodeUploadEvents(blocks), blocks, settings);
+}
+
+std::optional<std::string> buildUploadBody(std::vector<AnyEvent> events, const std::vector<std::string>& blocks,
+                                           const UploadBodySettings& settings) {
   if (auto images = makeImagesEvent(events, settings.videoQualityType)) events.push_back(std::move(*images));
 
   std::stable_sort(events.begin(), events.end(),

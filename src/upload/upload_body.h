@@ -36,5 +36,9 @@ void forceApplicationEnd(std::vector<AnyEvent>& events);
 
 // The compact JSON bytes of the body, or nothing when it can't be built (logged at `qa`).
 std::optional<std::string> buildUploadBody(const std::vector<std::string>& blocks, const UploadBodySettings& settings);
+// The same from the blocks already decoded (`events`, as decodeUploadEvents gives them); `blocks`
+// are only read to be logged when the body fails.
+std::optional<std::string> buildUploadBody(std::vector<AnyEvent> events, const std::vector<std::string>& blocks,
+                                           const UploadBodySettings& settings);
 
 }  // namespace obx

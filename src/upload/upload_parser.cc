@@ -14,23 +14,47 @@
 namespace obx {
 namespace {
 
+// The blocks of a screen, each parsed once: the session, the batch, the sampling and the body are
+// all read from these documents. A block that is not JSON has no document.
+std::vector<std::optional<Json>> parseBlocks(const std::vector<std::string>& blocks) {
+  std::vector<std::optional<Json>> documents;
+  documents.reserve(blocks.size());
+  for (const auto& block : blocks) {
+    try {
+      documents.emplace_back(parseJSON(block));
+    } catch (const DecodingError&) {
+      documents.emplace_back();
+    }
+  }
+  return documents;
+}
+
+// The first document, in order, that decodes as Event<T>; documents of other kinds are passed over.
+// `requiredKey` is a key that T's payload can't decode without: a document whose "d" lacks it is
+// passed over without the cost of a failed decoding.
 template <typename T>
-std::optional<Event<T>> decodeEvent(const std::string& block) {
-  try {
-    return parseJSON(block).get<Event<T>>();
-  } catch (const DecodingError&) {
-  } catch (const nlohmann::json::exception&) {
+std::optional<Event<T>> firstEvent(const std::vector<std::optional<Json>>& documents, const char* requiredKey) {
+  for (const auto& document : documents) {
+    if (!document || !document->is_object()) continue;
+    auto data = document->find("d");
+    if (data == document->end() || !data->is_object() || !data->contains(requiredKey)) continue;
+    try {
+      return document->get<Event<T>>();
+    } catch (const DecodingError&) {
+    } catch (const nlohmann::json::exception&) {
+    }
   }
   return std::nullopt;
 }
 
-// The first block, in order, that decodes as Event<T>; blocks of other kinds are passed over.
-template <typename T>
-std::optional<Event<T>> firstEvent(const std::vector<std::string>& blocks) {
-  for (const auto& block : blocks) {
-    if (auto event = decodeEvent<T>(block)) return event;
+std::vector<AnyEvent> decodeEvents(const std::vector<std::optional<Json>>& documents) {
+  std::vector<AnyEvent> events;
+  events.reserve(documents.size());
+  for (const auto& document : documents) {
+    if (!document) continue;
+    if (auto event = decodeParsedEvent(*document)) events.push_back(std::move(*event));
   }
-  return std::nullopt;
+  return events;
 }
 
 // The identifier as the server takes it: the text before the first "|", without "+" and "-".
@@ -66,13 +90,13 @@ struct ScreenIdentity {
 };
 
 // Steps that identify the screen: its session, cleaned IDs and its first batch. Logs each failure.
-std::optional<ScreenIdentity> identify(const ScreenToSend& screen) {
+std::optional<ScreenIdentity> identify(const ScreenToSend& screen, const std::vector<std::optional<Json>>& documents) {
   auto fail = [&]() -> std::optional<ScreenIdentity> {
     Logger::log("Error parser, screenID: " + screen.id, LogLevel::qa);
     return std::nullopt;
   };
 
-  auto sessionEvent = firstEvent<Session>(screen.events);
+  auto sessionEvent = firstEvent<Session>(documents, "sessionID");
   if (!sessionEvent) {
     Logger::log("Error parsing session is nil", LogLevel::qa);
     return fail();
@@ -92,7 +116,7 @@ std::optional<ScreenIdentity> identify(const ScreenToSend& screen) {
   }
   identity.sessionID = cleanIdentifier(session->sessionID);
 
-  auto batch = firstEvent<Batch>(screen.events);
+  auto batch = firstEvent<Batch>(documents, "cScreenID");
   if (!batch) {
     Logger::log("Fail to parse Batch event", LogLevel::qa);
     return fail();
@@ -125,7 +149,8 @@ std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) cons
     Logger::log("Empty events in screen to send, screenID: " + screen.id, LogLevel::qa);
     return std::nullopt;
   }
-  auto identity = identify(screen);
+  const auto documents = parseBlocks(screen.events);
+  auto identity = identify(screen, documents);
   if (!identity) return std::nullopt;
 
   const Common common = configuration_ ? configuration_->common() : Common{};
@@ -140,7 +165,7 @@ std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) cons
   } else {
     // Building the body has no side effect: one that failed fails again, so there is nothing to
     // retry for a debug copy.
-    auto body = buildUploadBody(screen.events, bodySettings(common));
+    auto body = buildUploadBody(decodeEvents(documents), screen.events, bodySettings(common));
     if (!body) {
       Logger::log("Error parser, ID: " + screen.id, LogLevel::qa);
       return std::nullopt;
@@ -159,7 +184,7 @@ std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) cons
     if (keepVideoData) writeDebugCopy(screen.id, identity->rawSession, *body, images, security);
   }
 
-  if (auto sampling = firstEvent<WeightedSampling>(screen.events)) result.isInSampling = std::move(sampling->data);
+  if (auto sampling = firstEvent<WeightedSampling>(documents, "sampling")) result.isInSampling = std::move(sampling->data);
   result.cScreenID = identity->cScreenID;
   result.id = screen.id;
   result.sessionID = identity->sessionID;

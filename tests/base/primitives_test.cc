@@ -201,7 +201,8 @@ TEST_F(LoggerTest, LogFileOnlyWhenAllowedAndIdentified) {
 }
 
 // A line hidden by the level is still built for every taker that wants it: the observer, and the
-// log file when allowed and identified; hidden from all, it reaches none of them.
+// log file when allowed and identified; hidden from all, it reaches none of them, and `takes`
+// tells a caller so before it builds the message.
 TEST_F(LoggerTest, HiddenLineStillReachesItsTakers) {
   struct Case {
     bool observer;
@@ -225,6 +226,8 @@ TEST_F(LoggerTest, HiddenLineStillReachesItsTakers) {
     }
     Logger::setAllowLogs(c.allowLogs);
     Logger::setLogIdentity(c.identity ? std::optional<std::string>("SESSION1_LEAD1") : std::nullopt);
+    EXPECT_EQ(Logger::takes(LogLevel::developer), c.expectObserved || c.expectFiled);
+    EXPECT_TRUE(Logger::takes(LogLevel::public_));
     std::string out = captureStdout([] { Logger::log("hidden developer", LogLevel::developer); });
     scheduler_->runUntilIdle();
     Logger::setLineObserver({});

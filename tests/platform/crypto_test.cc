@@ -85,6 +85,45 @@ TEST(CryptoTest, FailureStatuses) {
   }
 }
 
+// Calls on one thread in any order of keys, vectors and directions, with a failed call among them,
+// each give openssl's bytes: nothing of one call carries over to the next.
+TEST(CryptoTest, CallsInAnyOrderGiveOpenSSLBytes) {
+  const std::string key256 = fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
+  const std::string iv256 = fromHex("0f0e0d0c0b0a09080706050403020100");
+  const std::string otherIV = fromHex("000102030405060708090a0b0c0d0e0f");
+  std::string badPadding = fromHex("a7eae153c92d1fa00f60c121fca986a5");
+  badPadding[15] = static_cast<char>(badPadding[15] ^ 0x55);
+  struct Step {
+    const char* name;
+    CCOperation operation;
+    std::string key, iv, input;
+    CCCryptorStatus status;
+    std::string outputHex;
+  };
+  const std::vector<Step> steps = {
+      {"at rest", CCOperation::encrypt, kKey, kIV, "abc", CCCryptorStatus::success, "a7eae153c92d1fa00f60c121fca986a5"},
+      {"256-bit key", CCOperation::encrypt, key256, iv256, "abc", CCCryptorStatus::success,
+       "3ce3476ca6ea4806918efe5318e22d7f"},
+      {"bad padding", CCOperation::decrypt, kKey, kIV, badPadding, CCCryptorStatus::decodeError, ""},
+      // openssl enc -aes-128-cbc with the at-rest key and the vector 000102...0f.
+      {"same key, other vector", CCOperation::encrypt, kKey, otherIV, "abc", CCCryptorStatus::success,
+       "556295cc51049f9cf4e18e4ec96ab55a"},
+      {"decrypt after failure", CCOperation::decrypt, kKey, kIV, fromHex("a7eae153c92d1fa00f60c121fca986a5"),
+       CCCryptorStatus::success, hexString(std::string_view("abc"))},
+      {"bad key between", CCOperation::encrypt, kKey.substr(0, 15), kIV, "abc", CCCryptorStatus::paramError, ""},
+      {"at rest again", CCOperation::encrypt, kKey, kIV, "abc", CCCryptorStatus::success,
+       "a7eae153c92d1fa00f60c121fca986a5"},
+  };
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& step : steps) {
+      SCOPED_TRACE(step.name);
+      auto result = ccCrypt(step.operation, step.key, step.iv, step.input, step.input.size() + 16);
+      EXPECT_EQ(result.status, step.status);
+      EXPECT_EQ(hexString(result.data), step.outputHex);
+    }
+  }
+}
+
 // MD5 and SHA-256 of known inputs (openssl dgst).
 TEST(CryptoTest, Digests) {
   EXPECT_EQ(hexString(ccMD5("")), "d41d8cd98f00b204e9800998ecf8427e");

@@ -333,6 +333,50 @@ TEST_F(DataControllerTest, Deletion) {
   EXPECT_EQ(messages[1].back(), '.');
 }
 
+// Events keep coming for a batch whose folder was removed after its first events (sent and deleted
+// by the upload worker, or removed behind the store's back): the next event, written at once or
+// queued, makes the folder again with a fresh date file, and no block is lost or written twice.
+TEST_F(DataControllerTest, RemovedBatchFolderIsMadeAgainByTheNextEvent) {
+  struct Case {
+    const char* name;
+    bool throughController;
+    bool queued;
+  };
+  const std::vector<Case> cases = {
+      {"deleteBatch, then saveEventNow", true, false},
+      {"deleteBatch, then saveEvent", true, true},
+      {"removed outside, then saveEventNow", false, false},
+      {"removed outside, then saveEvent", false, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto context = batch("S_1", now());
+    controller_.saveEventNow(EventType::batchEnd, now(), std::string("a"), context);
+    controller_.saveEvent(EventType::batchEnd, now(), std::string("b"), context);
+    scheduler_->runUntilIdle();
+    ASSERT_EQ(storedBlocks("S_1").size(), 2u);
+
+    if (c.throughController) {
+      controller_.deleteBatch("S_1");
+    } else {
+      std::filesystem::remove_all(batchFolder("S_1"));
+    }
+    scheduler_->advance(1.0);
+    if (c.queued) {
+      controller_.saveEvent(EventType::batchEnd, now(), std::string("c"), context);
+      scheduler_->runUntilIdle();
+    } else {
+      EXPECT_FALSE(controller_.saveEventNow(EventType::batchEnd, now(), std::string("c"), context).has_value());
+    }
+    controller_.saveEventNow(EventType::batchEnd, now(), std::string("d"), context);
+    EXPECT_EQ(storedBlocks("S_1"), (std::vector<std::string>{R"({"t":"bE","o":1000,"d":"c"})",
+                                                              R"({"t":"bE","o":1000,"d":"d"})"}));
+    EXPECT_EQ(readBytes(batchFolder("S_1") / ".date.dat"), Repository::encodeDate(now()));
+    for (const auto& message : logs_.messages()) EXPECT_NE(message.rfind("Error", 0), 0u) << message;
+    controller_.deleteBatch("S_1");
+  }
+}
+
 // A batch folder that can't be made logs and drops the event.
 TEST_F(DataControllerTest, FolderThatCannotBeMadeDropsEvent) {
   writeBytes(sandbox_.storeRoot() / "S_1", "a file where the folder should be");

@@ -207,5 +207,59 @@ TEST(EventRecordsTest, EncodingFailures) {
   EXPECT_THROW(encodeJSON(Json(AppError{std::string("\xc3\x28")})), EncodingError);
 }
 
+// The store's encoder writes the very bytes of the JSON library's own compact serializer, for
+// every kind of value and every escape; what the library refuses, it refuses with the same text.
+TEST(EventRecordsTest, EncoderMatchesTheLibrarySerializer) {
+  const auto libraryDump = [](const Json& value) { return value.dump(-1, ' ', false, Json::error_handler_t::strict); };
+  const std::vector<std::pair<const char*, Json>> values = {
+      {"scalars", Json::array({nullptr, true, false, 0, -1, std::numeric_limits<std::int64_t>::min(),
+                               std::numeric_limits<std::uint64_t>::max()})},
+      {"doubles", Json::array({0.0, -0.0, 12.0, 12.5, 0.1, 1.0 / 3.0, 1e-5, 1e-4, 123456789012345.0, 1e15, 1e16,
+                               1e21, -2.5e-300, 1.7976931348623157e308, 5e-324, 788918400.25})},
+      {"escapes", Json(std::string("q\"b\\s/t\tn\nr\rf\fb\bnul") + std::string(1, '\0') +
+                       "\x01\x1f\x7f end")},
+      {"utf-8", Json("\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80 \xc2\xa0 \xef\xbf\xbf \xf4\x8f\xbf\xbf")},
+      {"containers", Json::parse(R"({"b":[],"a":{},"c":[{"z":1,"y":[2,[3]]}],"":"k"})")},
+      {"event", Json(Event<Performance>{EventType::performance, -250, Performance{12.5, 312.25, 0.8, 8, 7812.5, "cpu"}})},
+  };
+  for (const auto& [name, value] : values) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(encodeJSON(value), libraryDump(value));
+  }
+
+  // The envelope written around a payload's JSON gives the bytes of the whole event's.
+  const std::vector<AnyEvent> events = {
+      {EventType::performance, -250, Performance{12.5, 312.25, 0.8, 8, 7812.5, std::nullopt}},
+      {EventType::touchBegan, 9223372036854775807, std::vector<Touch>{Touch{1, 2, 0, 3, std::nullopt, 4, std::nullopt}}},
+      {EventType::formMeta, 0, FormMeta{}},
+      {EventType::applicationEnd, 10, std::string("a/\"b\"")},
+      {EventType::imagePlaceholder, -9223372036854775807 - 1, true},
+  };
+  for (const auto& event : events) {
+    SCOPED_TRACE(std::string(rawValue(event.type)));
+    EXPECT_EQ(encodeEvent(event.type, event.offset, Json(event.data)), libraryDump(Json(event)));
+  }
+
+  const std::vector<std::string> notUTF8 = {
+      "\xc3\x28", "\xc0\xaf", "\xe0\x80\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "ok \xe2\x82", "\x80",
+  };
+  for (const auto& text : notUTF8) {
+    SCOPED_TRACE(text);
+    std::string libraryError;
+    try {
+      (void)libraryDump(Json::object({{"k", text}}));
+    } catch (const nlohmann::json::exception& error) {
+      libraryError = error.what();
+    }
+    ASSERT_FALSE(libraryError.empty());
+    try {
+      (void)encodeJSON(Json::object({{"k", text}}));
+      ADD_FAILURE() << "encoded";
+    } catch (const EncodingError& error) {
+      EXPECT_EQ(error.description, libraryError);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace obx

@@ -29,6 +29,44 @@ const EVP_CIPHER* cipherForKeyLength(std::size_t length) {
   }
 }
 
+// One cipher context per thread, kept between calls: making a context and expanding the key cost
+// more than enciphering a small block. Called again with the same cipher, key and direction, only
+// the vector is set anew, which also resets the context's buffered state.
+struct CachedCipher {
+  std::unique_ptr<EVP_CIPHER_CTX, CipherContextDeleter> context{EVP_CIPHER_CTX_new()};
+  const EVP_CIPHER* cipher = nullptr;
+  std::string key;
+  bool encrypt = false;
+
+  bool prepare(const EVP_CIPHER* wanted, std::string_view wantedKey, std::string_view iv, bool wantEncrypt) {
+    const auto* ivBytes = reinterpret_cast<const unsigned char*>(iv.data());
+    const bool sameKey = cipher == wanted && encrypt == wantEncrypt && key == wantedKey;
+    const bool initialised =
+        sameKey ? EVP_CipherInit_ex(context.get(), nullptr, nullptr, nullptr, ivBytes, wantEncrypt ? 1 : 0) == 1
+                : EVP_CipherInit_ex(context.get(), wanted, nullptr,
+                                    reinterpret_cast<const unsigned char*>(wantedKey.data()), ivBytes,
+                                    wantEncrypt ? 1 : 0) == 1;
+    // PKCS#7 padding is the context's default and nothing here turns it off.
+    if (!initialised) {
+      // A context left half set up is never reused with its old key.
+      cipher = nullptr;
+      key.clear();
+      return false;
+    }
+    if (!sameKey) {
+      cipher = wanted;
+      key.assign(wantedKey);
+      encrypt = wantEncrypt;
+    }
+    return true;
+  }
+};
+
+CachedCipher& cachedCipher() {
+  thread_local CachedCipher cached;
+  return cached;
+}
+
 template <std::size_t N>
 std::array<std::uint8_t, N> digest(const EVP_MD* type, std::string_view data) {
   std::array<std::uint8_t, N> out{};
@@ -64,31 +102,29 @@ CCCryptResult ccCrypt(CCOperation operation, std::string_view key, std::string_v
     return result;
   }
 
-  std::unique_ptr<EVP_CIPHER_CTX, CipherContextDeleter> context(EVP_CIPHER_CTX_new());
-  if (!context) {
+  CachedCipher& cached = cachedCipher();
+  if (!cached.context) {
     result.status = CCCryptorStatus::memoryFailure;
     return result;
   }
-  const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());
-  const auto* ivBytes = reinterpret_cast<const unsigned char*>(iv.data());
-  if (EVP_CipherInit_ex(context.get(), cipher, nullptr, keyBytes, ivBytes, encrypt ? 1 : 0) != 1 ||
-      EVP_CIPHER_CTX_set_padding(context.get(), 1) != 1) {
+  if (!cached.prepare(cipher, key, iv, encrypt)) {
     result.status = CCCryptorStatus::paramError;
     return result;
   }
+  EVP_CIPHER_CTX* context = cached.context.get();
 
   std::string out(needed + kBlockSize, '\0');
   auto* outBytes = reinterpret_cast<unsigned char*>(out.data());
   int updateLength = 0;
   // EVP takes int lengths; blocks of the store are bounded far below that.
   if (dataIn.size() > static_cast<std::size_t>(INT32_MAX) ||
-      EVP_CipherUpdate(context.get(), outBytes, &updateLength,
+      EVP_CipherUpdate(context, outBytes, &updateLength,
                        reinterpret_cast<const unsigned char*>(dataIn.data()), static_cast<int>(dataIn.size())) != 1) {
     result.status = CCCryptorStatus::paramError;
     return result;
   }
   int finalLength = 0;
-  if (EVP_CipherFinal_ex(context.get(), outBytes + updateLength, &finalLength) != 1) {
+  if (EVP_CipherFinal_ex(context, outBytes + updateLength, &finalLength) != 1) {
     result.status = encrypt ? CCCryptorStatus::paramError : CCCryptorStatus::decodeError;
     return result;
   }

@@ -18,7 +18,7 @@ std::string failure(std::string_view operation, const std::filesystem::path& pat
 namespace {
 
 int openForWriting(const std::filesystem::path& path, int extraFlags, std::string* error) {
-  int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | extraFlags);
+  int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | extraFlags, 0600);
   if (fd < 0 && error) *error = failure("Could not open file for writing", path, errno);
   return fd;
 }
@@ -28,13 +28,20 @@ int openForWriting(const std::filesystem::path& path, int extraFlags, std::strin
 std::unique_ptr<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::path& path, std::string* error) {
   int fd = openForWriting(path, 0, error);
   if (fd < 0) return nullptr;
-  return std::unique_ptr<FileHandle>(new FileHandle(fd, path));
+  return std::unique_ptr<FileHandle>(new FileHandle(fd, path.native()));
 }
 
 std::unique_ptr<FileHandle> FileHandle::forAppendingAtPath(const std::filesystem::path& path, std::string* error) {
   int fd = openForWriting(path, O_APPEND, error);
   if (fd < 0) return nullptr;
-  return std::unique_ptr<FileHandle>(new FileHandle(fd, path));
+  return std::unique_ptr<FileHandle>(new FileHandle(fd, path.native()));
+}
+
+std::unique_ptr<FileHandle> FileHandle::forAppendingCreatingAtPath(const std::filesystem::path& path,
+                                                                std::string* error) {
+  int fd = openForWriting(path, O_APPEND | O_CREAT, error);
+  if (fd < 0) return nullptr;
+  return std::unique_ptr<FileHandle>(new FileHandle(fd, path.native()));
 }
 
 FileHandle::~FileHandle() { closeFile(); }

@@ -24,6 +24,10 @@ class FileHandle {
   // moment, so writers on other threads or handles never overwrite each other's bytes.
   static std::unique_ptr<FileHandle> forAppendingAtPath(const std::filesystem::path& path,
                                                         std::string* error = nullptr);
+  // The same, making the file empty (owner read and write) first when none exists, in the one call
+  // that opens it. Fails when the folder is missing.
+  static std::unique_ptr<FileHandle> forAppendingCreatingAtPath(const std::filesystem::path& path,
+                                                                std::string* error = nullptr);
   ~FileHandle();
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
@@ -39,9 +43,10 @@ class FileHandle {
   std::optional<std::string> closeFile();
 
  private:
-  FileHandle(int fd, std::filesystem::path path) : fd_(fd), path_(std::move(path)) {}
+  FileHandle(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
   int fd_;
-  std::filesystem::path path_;
+  // Only failure messages read it: kept as text, which costs less to copy than a path.
+  std::string path_;
 };
 
 class InputStream {

@@ -1,6 +1,22 @@
 #include "store/events/event.h"
 
+#include <charconv>
+
 namespace obx {
+
+std::string encodeEvent(EventType type, std::int64_t offset, const Json& data) {
+  // Raw type values are plain ASCII letters and dashes: nothing in them needs escaping.
+  std::string out = R"({"t":")";
+  out.reserve(256);
+  out += rawValue(type);
+  out += R"(","o":)";
+  char number[24];
+  out.append(number, std::to_chars(number, number + sizeof number, offset).ptr);
+  out += R"(,"d":)";
+  appendJSON(data, out);
+  out += '}';
+  return out;
+}
 
 bool payloadMatches(EventType type, const Payload& payload) {
   return withPayloadType(type, [&](auto tag) {
@@ -33,7 +49,15 @@ void from_json(const Json& json, Event<Payload>& event) {
 
 std::optional<AnyEvent> decodeAnyEvent(std::string_view bytes) {
   try {
-    return parseJSON(bytes).get<AnyEvent>();
+    return decodeParsedEvent(parseJSON(bytes));
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<AnyEvent> decodeParsedEvent(const Json& document) {
+  try {
+    return document.get<AnyEvent>();
   } catch (const DecodingError&) {
     return std::nullopt;
   } catch (const nlohmann::json::exception&) {

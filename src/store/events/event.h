@@ -43,6 +43,10 @@ void from_json(const Json& json, Event<T>& event) {
   event.data = json_keys::require(json, "d").template get<T>();
 }
 
+// The bytes of Event{type, offset, data} as encodeJSON gives them, written without building the
+// envelope. Throws EncodingError as encodeJSON does.
+std::string encodeEvent(EventType type, std::int64_t offset, const Json& data);
+
 // Every payload type of the table; touch events share vector<Touch>, "aE" and "bE" share string.
 using Payload = std::variant<Session, Batch, Screen, AppMiscellaneous, std::vector<Touch>, Sampling, Crash, HTTPError,
                              AppError, Goal, CustomDimension, FormMeta, FormView, FieldView, std::vector<Scroll>,
@@ -96,5 +100,7 @@ void from_json(const Json& json, Event<Payload>& event);
 
 // One stored block decoded whole, or nothing when it is not an event of the table.
 std::optional<AnyEvent> decodeAnyEvent(std::string_view bytes);
+// The same from a block already parsed.
+std::optional<AnyEvent> decodeParsedEvent(const Json& document);
 
 }  // namespace obx

@@ -26,6 +26,8 @@ struct EncodingError {
 // Compact JSON bytes of `value`. Throws EncodingError for a number that is not finite (JSON has no
 // form for it) and for a string that is not valid UTF-8.
 std::string encodeJSON(const Json& value);
+// The same, appended to `out`. Throws as encodeJSON does, leaving `out` as it was.
+void appendJSON(const Json& value, std::string& out);
 // Throws DecodingError when `bytes` is not one JSON text.
 Json parseJSON(std::string_view bytes);
 

@@ -9,7 +9,7 @@ void write(const std::filesystem::path& url, std::string_view bytes, bool atEnd)
   std::string error;
   // An append goes through an appending handle: the crash path's immediate write and the queued
   // writes may reach the same file at once, and a seek followed by a write could overwrite a block.
-  auto handle = atEnd ? platform::FileHandle::forAppendingAtPath(url, &error)
+  auto handle = atEnd ? platform::FileHandle::forAppendingCreatingAtPath(url, &error)
                       : platform::FileHandle::forWritingAtPath(url, &error);
   if (!handle) throw FileError{error};
   std::optional<std::string> failure;

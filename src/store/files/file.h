@@ -1,6 +1,7 @@
 // File: one file of the store, by its path (`url`) and its last path component (`name`). It is
 // both the file to write (append, write from the start) and the file to read (an input stream).
-// Every write opens a handle, writes the record in one call and closes the handle.
+// Every write opens a handle, writes the record in one call and closes the handle; an append makes
+// the file when it is missing (its folder must exist).
 #pragma once
 
 #include <filesystem>

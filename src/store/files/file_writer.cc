@@ -25,12 +25,11 @@ std::string FileWriter::record(std::string_view plainBlock) const {
 std::optional<FileError> FileWriter::write(const WriteValue& value, const Directory& directory,
                                            const std::string& fileName, Mode mode) const {
   try {
-    const std::string bytes = record(value.plainBlock());
-    File file = fileController_->fileForWriting(directory.url / fileName);
+    const std::string bytes = record(value);
     if (mode == Mode::append) {
-      file.append(bytes);
+      fileController_->fileForAppending(directory.url / fileName).append(bytes);
     } else {
-      file.writeFromStart(bytes);
+      fileController_->fileForWriting(directory.url / fileName).writeFromStart(bytes);
     }
     return std::nullopt;
   } catch (const FileError& error) {
@@ -55,6 +54,22 @@ void FileWriter::writeFromStart(WriteValue value, const Directory& directory, co
 std::optional<FileError> FileWriter::appendNow(const WriteValue& value, const Directory& directory,
                                                const std::string& fileName) {
   return write(value, directory, fileName, Mode::append);
+}
+
+std::optional<FileError> FileWriter::appendNow(const WriteValue& value, const File& file) {
+  try {
+    file.append(record(value));
+    return std::nullopt;
+  } catch (const FileError& error) {
+    return error;
+  } catch (const EncodingError& error) {
+    return FileError{error.description};
+  }
+}
+
+std::string FileWriter::record(const WriteValue& value) const {
+  const std::string* raw = value.rawBytes();
+  return raw ? record(*raw) : record(value.plainBlock());
 }
 
 }  // namespace obx

@@ -27,10 +27,13 @@ class FileWriter final : public Writer {
                       WriteCompletion completion = {}) override;
   std::optional<FileError> appendNow(const WriteValue& value, const Directory& directory,
                                      const std::string& fileName) override;
+  std::optional<FileError> appendNow(const WriteValue& value, const File& file) override;
 
   // The record of one plain block: 4-byte little-endian length and ciphertext. Throws FileError
   // "Error crypt" or "Data length exceeds limit".
   std::string record(std::string_view plainBlock) const;
+  // The record of a value's plain block; also throws EncodingError.
+  std::string record(const WriteValue& value) const;
 
  private:
   enum class Mode { append, fromStart };

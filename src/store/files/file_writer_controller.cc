@@ -11,4 +11,6 @@ File FileWriterController::fileForWriting(const std::filesystem::path& path) con
   return File(path);
 }
 
+File FileWriterController::fileForAppending(std::filesystem::path path) const { return File(std::move(path)); }
+
 }  // namespace obx

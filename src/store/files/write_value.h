@@ -19,6 +19,8 @@ class WriteValue {
     return WriteValue(Json(value));
   }
 
+  // The raw bytes, or null for a JSON value: lets a writer read them without a copy.
+  const std::string* rawBytes() const { return std::get_if<std::string>(&value_); }
   // The plain block. Throws EncodingError when the JSON can't be encoded.
   std::string plainBlock() const {
     if (const auto* raw = std::get_if<std::string>(&value_)) return *raw;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "store/directory.h"
+#include "store/files/file.h"
 #include "store/files/file_error.h"
 #include "store/files/write_value.h"
 
@@ -27,6 +28,9 @@ class Writer {
   // Done before the call returns. Returns the error, or nothing on success.
   virtual std::optional<FileError> appendNow(const WriteValue& value, const Directory& directory,
                                              const std::string& fileName) = 0;
+  // The same into a file already had from FileWriterController::fileForAppending, for a caller
+  // that writes one file often and keeps its File.
+  virtual std::optional<FileError> appendNow(const WriteValue& value, const File& file) = 0;
 };
 
 }  // namespace obx
