@@ -160,6 +160,9 @@ char* obx_session_id(void);
 /* The current session's portal link, or NULL until the live configuration has arrived and while
  * the session is out of sample. */
 char* obx_session_url(void);
+/* The query string a host adds to the URL of a page it shows in a web view, so that the page's web
+ * tag joins this session: "qv_sid=<id>&qv_lid=<lead>&qv_from_native=1", followed by
+ * "&qv_in_sample=<flag>" once the live configuration has arrived. NULL before initialization. */
 char* obx_web_view_properties(void);
 char* obx_sdk_version(void);
 /* The host application's version as its bundle gives it, or NULL. */

@@ -1,6 +1,8 @@
 // Where each shared service and feature of this build joins Core: construction of the services in
 // their start order, their start and stop on configuration changes, and the feature builders.
 #include "base/identifiers.h"
+#include "bridge/bridge_feature.h"
+#include "bridge/tandem_event_bus_adapter.h"
 #include "base/logger.h"
 #include "core/configuration_api.h"
 #include "core/core.h"
@@ -12,6 +14,7 @@
 #include "lifecycle/screen_detector.h"
 #include "lifecycle/view_life_cycle.h"
 #include "network/network_feature.h"
+#include "platform/eventbus/tandem_event_bus.h"
 #include "platform/process/process_info.h"
 #include "platform/reachability/network_reachability.h"
 #include "platform/ui/application.h"
@@ -79,6 +82,17 @@ void Core::registerFeatureBuilders() {
     UploadDependencies dependencies{d.batchCoordinator, d.configuration, d.reachability};
     return std::make_shared<UploadFeature>(
         std::make_shared<UploadCore>(std::move(dependencies), std::move(dataController), uploader, scheduler));
+  });
+  setFeatureBuilder(FeatureKey::kBridge, [weakScheduler](const CommonDependencies& d,
+                                                         std::shared_ptr<DataController> dataController)
+                                             -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    auto bus = platform::TandemEventBus::shared();
+    if (!scheduler || !bus) return nullptr;
+    auto core = BridgeCore::make(BridgeDependencies{d.configuration, d.trackedEvents, d.sessionCycle},
+                                 std::move(dataController), std::make_shared<TandemEventBusAdapter>(bus), scheduler);
+    if (!core) return nullptr;
+    return std::make_shared<BridgeFeature>(std::move(core));
   });
 }
 
@@ -214,7 +228,9 @@ void Core::stopServices(const CommonDependencies& dependencies) {
   if (dependencies.batchCoordinator) dependencies.batchCoordinator->stop();
 }
 
-bool Core::eventBusAvailable() { return false; }
+// The bus is a library of sibling SDKs that the application may or may not carry: one of its event
+// classes answers whether it is in the process.
+bool Core::eventBusAvailable() { return platform::TandemEventBus::classExists("TandemZRTEvent"); }
 
 void Core::forceNewScreen(const CommonDependencies& dependencies, const std::string& name, bool disableRecording) {
   dependencies.screenDetector->forceNewScreen(name, makeUUIDString(), disableRecording);

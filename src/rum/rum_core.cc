@@ -73,7 +73,8 @@ RUMCore::RUMCore(Token, RUMDependencies dependencies, std::shared_ptr<DataContro
       formHandle_(std::move(handles.formHandle)),
       samplingHandle_(std::make_unique<RUMSamplingHandle>(
           std::make_unique<RUMSamplingHandleConfig>(dependencies_.configuration, rumQueue_))),
-      rumConfiguration_(std::make_unique<RUMConfiguration>(dependencies_.configuration, rumQueue_)) {
+      rumConfiguration_(std::make_unique<RUMConfiguration>(dependencies_.configuration, rumQueue_)),
+      webViewSampling_(RUMWebViewSampling::make(dependencies_.configuration, rumQueue_, scheduler_->mainQueue())) {
   if (!scrollHandle_) {
     contentOffsetSwizzler_ = std::make_shared<RUMUIScrollContentOffsetSwizzler>(
         std::make_shared<RUMUIScrollContentOffsetSwizzler::ScrollViewNotifier>(

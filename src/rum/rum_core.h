@@ -35,6 +35,7 @@
 #include "rum/rum_touch_wrapper.h"
 #include "rum/rum_touches_observing.h"
 #include "rum/rum_ui_scroll_content_offset_swizzler.h"
+#include "rum/rum_web_view_sampling.h"
 #include "session/crash_coordinator_delegate.h"
 #include "session/rum_placeholder_providing.h"
 #include "session/session_context.h"
@@ -147,6 +148,8 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   std::shared_ptr<RUMFormHandling> formHandle_;
   std::unique_ptr<RUMSamplingHandle> samplingHandle_;
   std::unique_ptr<RUMConfiguration> rumConfiguration_;
+  // Hands changed sampling flags to the pages of web views on screen.
+  std::shared_ptr<RUMWebViewSampling> webViewSampling_;
   std::optional<platform::Date> timeInBackground_;
   std::atomic<bool> crashScreenStoped_{false};
   bool currentScreenDiscarded_ = false;
