@@ -70,14 +70,19 @@ std::optional<platform::Date> Repository::readDateFile(const std::filesystem::pa
   }
 }
 
-void Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler) {
+void Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler,
+                                   WriteFailureLog* failures) {
   if (directory.isDateKind()) return;
   const auto path = directory.url / kDateFileName;
   // A date file that does not read (left empty by an older version killed while writing it) is
   // written again: without a date the batch would never expire.
   if (platform::fileExistsAtPath(path) && readDateFile(directory.url)) return;
   if (auto error = platform::writeFileAtomically(path, encodeDate(scheduler.clock().now()))) {
-    Logger::log("Error creating directory: " + *error, LogLevel::developer);
+    if (failures) {
+      failures->failed("Error creating directory: " + *error);
+    } else {
+      Logger::log("Error creating directory: " + *error, LogLevel::developer);
+    }
   }
 }
 
@@ -86,9 +91,14 @@ void Repository::save(WriteValue value, const std::string& batchID) {
   if (!directory) return;
   // The completion may run after this repository is gone: it holds only what it needs.
   storage_->writer().append(std::move(value), *directory, batchID,
-                            [scheduler = scheduler_, directory = *directory](const std::optional<FileError>& error) {
-                              if (error) Logger::log("Error save event: " + error->description, LogLevel::developer);
-                              writeDateIfNeeded(directory, *scheduler);
+                            [scheduler = scheduler_, directory = *directory,
+                             failures = writeFailures_](const std::optional<FileError>& error) {
+                              if (error) {
+                                failures->failed("Error save event: " + error->description);
+                              } else {
+                                failures->succeeded();
+                              }
+                              writeDateIfNeeded(directory, *scheduler, failures.get());
                             });
 }
 
@@ -96,7 +106,12 @@ std::optional<FileError> Repository::saveNow(const WriteValue& value, const std:
   auto directory = batchDirectory(batchID);
   if (!directory) return FileError{"Error creating directory: " + root_.url.string() + "/" + batchID};
   auto error = storage_->writer().appendNow(value, *directory, batchID);
-  writeDateIfNeeded(*directory, *scheduler_);
+  if (error) {
+    writeFailures_->failed("Error save event: " + error->description);
+  } else {
+    writeFailures_->succeeded();
+  }
+  writeDateIfNeeded(*directory, *scheduler_, writeFailures_.get());
   return error;
 }
 
@@ -111,9 +126,14 @@ void Repository::saveImage(const Image& image, const std::string& batchID) {
     return;
   }
   storage_->writer().append(WriteValue::encodable(image), images, std::to_string(image.index),
-                            [scheduler = scheduler_, directory = *directory](const std::optional<FileError>& error) {
-                              if (error) Logger::log("Error save image: " + error->description, LogLevel::developer);
-                              writeDateIfNeeded(directory, *scheduler);
+                            [scheduler = scheduler_, directory = *directory,
+                             failures = writeFailures_](const std::optional<FileError>& error) {
+                              if (error) {
+                                failures->failed("Error save image: " + error->description);
+                              } else {
+                                failures->succeeded();
+                              }
+                              writeDateIfNeeded(directory, *scheduler, failures.get());
                             });
 }
 

@@ -8,6 +8,8 @@
 // Writes go through the Storage: queued on "obx.ombrix.read-write", or on the caller's thread for
 // saveNow. Reads wait on that queue for the writes queued before them. Listing, grouping and
 // deletion run on the caller's queue (the upload worker's). Dates come from the scheduler's clock.
+// While writes fail (a full disk), the first failure is logged and the rest only counted, until a
+// write succeeds again.
 #pragma once
 
 #include <filesystem>
@@ -26,6 +28,7 @@
 #include "store/files/write_value.h"
 #include "store/screen_batches.h"
 #include "store/storage.h"
+#include "store/write_failure_log.h"
 
 namespace obx {
 
@@ -92,7 +95,9 @@ class Repository {
  private:
   // The batch folder, made on the disk; logs "Error creating directory: " and gives nothing on failure.
   std::optional<Directory> batchDirectory(const std::string& batchID) const;
-  static void writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler);
+  // Writes the batch's date file unless it holds a date; a failure goes to `failures`.
+  static void writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler,
+                                WriteFailureLog* failures = nullptr);
   void expireSessionLogs(double maxTimeFileSaved, platform::Date date);
   platform::Date now() const;
 
@@ -102,6 +107,7 @@ class Repository {
   double physicalMemoryMiB_;
   std::shared_ptr<platform::Scheduler> scheduler_;
   Directory root_;
+  std::shared_ptr<WriteFailureLog> writeFailures_ = std::make_shared<WriteFailureLog>();
 };
 
 }  // namespace obx
