@@ -108,7 +108,20 @@ struct Collector::State {
       return answer(*failure, where + " · failed on purpose");
     }
 
-    auto upload = decoder.decode(*query, request.body, &error);
+    UploadDecoder::Failure failure = UploadDecoder::Failure::malformed;
+    auto upload = decoder.decode(*query, request.body, &error, &failure);
+    if (!upload && failure == UploadDecoder::Failure::undecipherable) {
+      // A 400 would make the SDK delete the screen for good, though the fault is most likely this
+      // collector's --account: a server error keeps it on the device, to be sent again.
+      {
+        std::lock_guard lock(mutex);
+        ++statistics.undecipherable;
+      }
+      log("ERROR: " + where + ": no account this collector serves (" + accountList() +
+          ") deciphers the upload; answered " + std::to_string(kUndecipherableStatus) +
+          " so that the SDK keeps the screen. Is --account right? " + error);
+      return answer(kUndecipherableStatus, where + " · undecipherable: " + error);
+    }
     if (!upload) {
       countRejected();
       return answer(400, where + " · rejected: " + error);
@@ -148,6 +161,12 @@ struct Collector::State {
     }
     answer(200, where + (stored->duplicate ? " · duplicate of " : " · stored in ") +
                     stored->folder.lexically_relative(options.dataDirectory).string());
+  }
+
+  std::string accountList() const {
+    std::string list;
+    for (const std::string& account : options.accounts) list += (list.empty() ? "" : ", ") + account;
+    return list;
   }
 
   void countRejected() {
@@ -231,6 +250,18 @@ bool Collector::start() {
   server.Post("/asset", upload);
   // The stored sessions, so that a replay page can be opened from the running collector.
   server.set_mount_point("/replay", options.dataDirectory.string());
+  // A replay page asked for is made first if uploads have left it stale.
+  server.set_pre_routing_handler([&state](const httplib::Request& request, httplib::Response&) {
+    static const std::string prefix = "/replay/";
+    if (request.method == "GET" && request.path.starts_with(prefix)) {
+      const std::string rest = request.path.substr(prefix.size());
+      const std::string sessionID = rest.substr(0, rest.find('/'));
+      if (!sessionID.empty()) {
+        for (const std::string& failure : state.archive.writePages(sessionID)) state.log("warning: " + failure);
+      }
+    }
+    return httplib::Server::HandlerResponse::Unhandled;
+  });
   // Runs for every answer, 404s included, before it is written: a client that has its answer sees
   // it counted.
   server.set_post_routing_handler([&state](const httplib::Request& request, httplib::Response& response) {
@@ -281,6 +312,7 @@ void Collector::stop() {
   state.server.stop();
   if (state.thread.joinable()) state.thread.join();
   state.started = false;
+  for (const std::string& failure : state.archive.writePages()) state.log("warning: " + failure);
 }
 
 int Collector::port() const { return state_->port; }

@@ -26,6 +26,10 @@ namespace obx::collector {
 
 class Collector {
  public:
+  // The answer to an upload that no account served deciphers: a server error, after which the SDK
+  // keeps the screen and sends it again, where a 400 would make it delete the screen.
+  static constexpr int kUndecipherableStatus = 500;
+
   struct Options {
     std::string host = "127.0.0.1";
     int port = 0;  // 0 picks a free port
@@ -73,6 +77,7 @@ class Collector {
     std::size_t accepted = 0;         // screens stored
     std::size_t duplicates = 0;       // uploads of an asset already stored, answered 200
     std::size_t rejected = 0;         // uploads answered 400
+    std::size_t undecipherable = 0;   // uploads no account's key deciphers, answered kUndecipherableStatus
     std::size_t failedOnPurpose = 0;  // uploads answered by the failure options
     std::size_t configurationRequests = 0;
     std::uint64_t bytesReceived = 0;  // request bodies of every request

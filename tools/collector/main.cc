@@ -39,6 +39,10 @@ Options:
   --seed N            seed of the draw behind --fail-share (default 0)
   -h, --help          show this text
 
+An upload that no --account deciphers is answered 500, so that the SDK keeps the screen and sends
+it again, with an ERROR line: restart with the right account and it arrives. Uploads are refused
+(400) when they would unpack past 64 MiB an entry or 256 MiB in all, or nest JSON deeper than 128.
+
 Each session is stored under DIR/<sessionID>/: one folder <nnn>_<screenID> per screen with
 events.json and <index>.jpg, and index.html to replay it. Stop with Ctrl-C or SIGTERM.
 )";

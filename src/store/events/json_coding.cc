@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "base/json_nesting.h"
+
 namespace obx {
 namespace {
 
@@ -39,6 +41,9 @@ std::string encodeJSON(const Json& value) {
 }
 
 Json parseJSON(std::string_view bytes) {
+  if (!jsonNestingWithin(bytes)) {
+    throw DecodingError{"JSON nested deeper than " + std::to_string(kMaxJSONNesting) + " levels"};
+  }
   try {
     return Json::parse(bytes.begin(), bytes.end());
   } catch (const nlohmann::json::exception& error) {
