@@ -3,9 +3,16 @@
 // the SDK's spool is empty, prints what arrived (sessions, screens, events by type, images, bytes)
 // with the path of the replay page, and exits non-zero if anything the SDK sent did not arrive or
 // the journey's own requests are not among it as "network" events.
+//
+// --sandbox DIR puts the application's folders in DIR (two runs can live side by side), --keep
+// leaves what an earlier run left there so that this run resumes it, and --collector takes another
+// obx-collector executable, or the base URL of one already running (the arrival checks are then the
+// caller's: the demo only runs the journey and waits for its spool to empty).
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -64,34 +71,96 @@ class SentScreens {
   std::set<std::string> ids_;
 };
 
-fs::path collectorExecutable(int argc, char** argv) {
-  if (argc > 1) return argv[1];
-  return OBX_COLLECTOR_PATH;
+const char* kHelp = R"(Usage: obx-demo [options]
+
+Runs a scripted journey with the SDK against a local obx-collector and checks what arrived.
+
+Options:
+  --sandbox DIR       the application's sandbox (default: <temp>/obx-demo-sandbox)
+  --keep              keep what an earlier run left in the sandbox (its spool is sent by this run);
+                      without it the sandbox and the collector's folder are wiped first
+  --collector PATH    the obx-collector to start (default: the one built beside the demo), or
+                      http://HOST:PORT of a collector already running, whose arrivals are then
+                      not checked here
+  -h, --help          show this text
+)";
+
+struct Arguments {
+  fs::path sandbox = fs::temp_directory_path() / "obx-demo-sandbox";
+  bool keep = false;
+  std::string collector = OBX_COLLECTOR_PATH;
+};
+
+// The arguments, or nothing after printing the help (`exitCode` 0) or a usage error (2).
+std::optional<Arguments> parseArguments(int argc, char** argv, int& exitCode) {
+  Arguments arguments;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (argument == "-h" || argument == "--help") {
+      std::printf("%s", kHelp);
+      exitCode = 0;
+      return std::nullopt;
+    }
+    if (argument == "--keep") {
+      arguments.keep = true;
+      continue;
+    }
+    if ((argument == "--sandbox" || argument == "--collector") && i + 1 < argc) {
+      if (argument == "--sandbox") {
+        arguments.sandbox = argv[++i];
+      } else {
+        arguments.collector = argv[++i];
+      }
+      continue;
+    }
+    // The collector's path as a lone argument, as earlier versions took it.
+    if (i == 1 && argc == 2 && argument.rfind("-", 0) != 0) {
+      arguments.collector = argument;
+      continue;
+    }
+    std::fprintf(stderr, "obx-demo: unknown option or missing value: %s\nTry obx-demo --help.\n", argument.c_str());
+    exitCode = 2;
+    return std::nullopt;
+  }
+  return arguments;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   using obx::OBX;
-  const fs::path sandbox = fs::temp_directory_path() / "obx-demo-sandbox";
-  const fs::path received = fs::temp_directory_path() / "obx-demo-collector";
-  fs::remove_all(sandbox);
-  fs::remove_all(received);
+  int exitCode = 0;
+  const auto arguments = parseArguments(argc, argv, exitCode);
+  if (!arguments) return exitCode;
+  const fs::path sandbox = arguments->sandbox;
+  const fs::path received = sandbox.parent_path() / (sandbox.filename().string() + "-collector");
+  const bool external = arguments->collector.rfind("http://", 0) == 0;
+  if (!arguments->keep) {
+    fs::remove_all(sandbox);
+    if (!external) fs::remove_all(received);
+  }
   obx::platform::setSandboxRoot(sandbox);
   obx::platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
 
-  demo::CollectorProcess collector(collectorExecutable(argc, argv), received, kAccount);
-  if (collector.baseURL().empty()) {
-    std::fprintf(stderr, "obx-demo: %s\n", collector.error().c_str());
-    return 2;
+  std::optional<demo::CollectorProcess> collector;
+  std::string baseURL = arguments->collector;
+  if (!external) {
+    collector.emplace(arguments->collector, received, kAccount);
+    if (collector->baseURL().empty()) {
+      std::fprintf(stderr, "obx-demo: %s\n", collector->error().c_str());
+      return 2;
+    }
+    baseURL = collector->baseURL();
+    std::printf("obx-demo: collector at %s, storing into %s\n", baseURL.c_str(), received.c_str());
+  } else {
+    std::printf("obx-demo: collector at %s\n", baseURL.c_str());
   }
-  std::printf("obx-demo: collector at %s, storing into %s\n", collector.baseURL().c_str(), received.c_str());
 
   SentScreens sent;
   sent.observe();
   obx::Configuration configuration(kAccount, kProperty, obx::Consent::analyticsAndRecording, true, true, false, true,
                                    true);
-  configuration.endpoint = obx::Endpoint::custom(collector.baseURL(), collector.baseURL() + "/replay/");
+  configuration.endpoint = obx::Endpoint::custom(baseURL, baseURL + "/replay/");
   OBX::sendGoal("opened before start");
   OBX::initialize(configuration);
   demo::runJourney(run);
@@ -103,10 +172,15 @@ int main(int argc, char** argv) {
     waited += 0.5;
   }
   const int left = batchFolders(spool);
+  if (external) {
+    std::printf("obx-demo: the SDK sent %zu screens; %d batch folders left in the spool\n", sent.count(), left);
+    obx::Logger::setLineObserver({});
+    return left > 0 ? 1 : 0;
+  }
   const demo::Summary summary = demo::readSummary(received);
   std::printf("obx-demo: SDK %s, session %s\n", OBX::sdkVersion().value_or("?").c_str(),
               OBX::sessionId().value_or("-").c_str());
-  std::printf("%s", demo::describe(summary, demo::bytesReceived(collector.lines())).c_str());
+  std::printf("%s", demo::describe(summary, demo::bytesReceived(collector->lines())).c_str());
 
   bool ok = true;
   if (left > 0) {

@@ -100,10 +100,15 @@ struct Collector::State {
     }
     const std::string where = "session " + query->sessionID + " screen " + query->cScreenID;
 
+    if (options.answerDelaySeconds > 0.0) holdUntilStopping(options.answerDelaySeconds);
     if (auto failure = planFailure()) {
       {
         std::lock_guard lock(mutex);
         ++statistics.failedOnPurpose;
+      }
+      if (options.failureKind == Options::FailureKind::silence) {
+        holdUntilStopping(3600.0);
+        return answer(503, where + " · never answered on purpose");
       }
       return answer(*failure, where + " · failed on purpose");
     }
@@ -169,6 +174,12 @@ struct Collector::State {
     return list;
   }
 
+  // Waits `seconds`, or less once stop() begins, so that a held request never holds the stop.
+  void holdUntilStopping(double seconds) {
+    std::unique_lock lock(mutex);
+    changed.wait_for(lock, std::chrono::duration<double>(seconds), [&] { return stopping; });
+  }
+
   void countRejected() {
     std::lock_guard lock(mutex);
     ++statistics.rejected;
@@ -203,6 +214,7 @@ struct Collector::State {
   std::mt19937_64 random;
   std::size_t failFirstRemaining;
   std::optional<int> forcedStatus;
+  bool stopping = false;
   Statistics statistics;
   std::map<std::string, std::size_t> screenCounts;
   std::vector<ReceivedScreen> screens;
@@ -290,6 +302,10 @@ bool Collector::start() {
   }
   state.port = bound;
   state.started = true;
+  {
+    std::lock_guard lock(state.mutex);
+    state.stopping = false;
+  }
   state.listenReturned = false;
   state.thread = std::thread([&state] {
     state.server.listen_after_bind();
@@ -309,6 +325,11 @@ bool Collector::start() {
 void Collector::stop() {
   State& state = *state_;
   if (!state.started) return;
+  {
+    std::lock_guard lock(state.mutex);
+    state.stopping = true;
+  }
+  state.changed.notify_all();
   state.server.stop();
   if (state.thread.joinable()) state.thread.join();
   state.started = false;

@@ -46,6 +46,12 @@ class Collector {
     // Answer this share of the uploads, drawn with `seed`, with `failStatus`. In [0, 1].
     double failShare = 0.0;
     int failStatus = 503;
+    // How a failing upload fails: answered with `failStatus`, or never answered (the request is
+    // held until the client gives up or the collector stops, and nothing is kept).
+    enum class FailureKind { status, silence };
+    FailureKind failureKind = FailureKind::status;
+    // Seconds every upload waits before it is taken, as on a slow server.
+    double answerDelaySeconds = 0.0;
     std::uint64_t seed = 0;
     // Keep every accepted screen, images included, for `screens()`. A long-running collector
     // turns this off and reads the disk instead.

@@ -37,6 +37,9 @@ Options:
   --fail-share X      answer this share of uploads (0 to 1) with the failure status
   --fail-status CODE  the failure status (default 503)
   --seed N            seed of the draw behind --fail-share (default 0)
+  --fail-mode MODE    how a failing upload fails: "status" (answered with the failure status,
+                      the default) or "silence" (never answered, held until the client gives up)
+  --answer-delay S    every upload waits S seconds before it is taken, as on a slow server
   -h, --help          show this text
 
 An upload that no --account deciphers is answered 500, so that the SDK keeps the screen and sends
@@ -102,6 +105,12 @@ int main(int argc, char** argv) {
       ok = parseNumber(value, options.failStatus) && options.failStatus >= 100 && options.failStatus <= 599;
     } else if (argument == "--seed") {
       ok = parseNumber(value, options.seed);
+    } else if (argument == "--fail-mode") {
+      ok = value == "status" || value == "silence";
+      options.failureKind = value == "silence" ? obx::collector::Collector::Options::FailureKind::silence
+                                               : obx::collector::Collector::Options::FailureKind::status;
+    } else if (argument == "--answer-delay") {
+      ok = parseShare(value, options.answerDelaySeconds) && options.answerDelaySeconds >= 0.0;
     } else {
       return usageError("unknown option " + argument);
     }
