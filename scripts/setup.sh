@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs (only those missing) and builds it.
 # Usage: scripts/setup.sh [build-dir] [extra cmake args...]
+#        scripts/setup.sh --packages-only    installs, builds nothing
+# With OBX_FUZZ=1 in the environment it also installs clang and its libFuzzer runtime
+# (libclang-rt-14-dev), which the fuzz targets (-DOBX_FUZZ=ON, scripts/fuzz.sh) need.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,6 +14,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   chromium
 )
+[ "${OBX_FUZZ:-0}" = 1 ] && packages+=(clang-14 libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
@@ -22,6 +26,8 @@ if [ ${#missing[@]} -gt 0 ]; then
   $sudo_cmd apt-get update -qq
   DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
+
+[ "${1:-}" = "--packages-only" ] && exit 0
 
 build_dir="${1:-build}"
 shift || true

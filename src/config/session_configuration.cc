@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "base/json_nesting.h"
 #include "base/logger.h"
 
 namespace obx {
@@ -104,6 +105,7 @@ void writeEnum(json& object, const char* key, const std::optional<Enum>& value) 
 
 std::optional<SessionConfiguration> SessionConfiguration::decode(const std::string& text, std::string* error) {
   try {
+    if (!jsonNestingWithin(text)) throw DecodeError("the document nests deeper than the configuration can");
     json object = json::parse(text);
     if (!object.is_object()) throw DecodeError("the document is not an object");
     SessionConfiguration c;
@@ -289,6 +291,7 @@ std::string encodeLiveConfiguration(const LiveConfiguration& live) {
 
 std::optional<LiveConfiguration> decodeLiveConfiguration(const std::string& text) {
   try {
+    if (!jsonNestingWithin(text)) return std::nullopt;
     json object = json::parse(text);
     if (!object.is_object()) return std::nullopt;
     LiveConfiguration live;

@@ -70,14 +70,19 @@ std::optional<platform::Date> Repository::readDateFile(const std::filesystem::pa
   }
 }
 
-bool Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler) {
+bool Repository::writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler,
+                                   WriteFailureLog* failures) {
   if (directory.isDateKind()) return true;
   const auto path = directory.url / kDateFileName;
   // A date file that does not read (left empty by an older version killed while writing it) is
   // written again: without a date the batch would never expire.
   if (platform::fileExistsAtPath(path) && readDateFile(directory.url)) return true;
   if (auto error = platform::writeFileAtomically(path, encodeDate(scheduler.clock().now()))) {
-    Logger::log("Error creating directory: " + *error, LogLevel::developer);
+    if (failures) {
+      failures->failed("Error creating directory: " + *error);
+    } else {
+      Logger::log("Error creating directory: " + *error, LogLevel::developer);
+    }
     return false;
   }
   return true;
@@ -106,12 +111,15 @@ void Repository::save(WriteValue value, const std::string& batchID) {
     // The value is kept for a second append, should the folder have gone by the time it runs.
     storage_->writer().append(
         value, folder->directory, batchID,
-        [storage = storage_, folders = folders_, scheduler = scheduler_, folder, batchID,
+        [storage = storage_, folders = folders_, scheduler = scheduler_, failures = writeFailures_, folder, batchID,
          value](const std::optional<FileError>& error) {
-          if (!error) return;
-          if (auto failure =
-                  appendToRemadeFolder(error, value, folder->directory, batchID, *storage, *folders, *scheduler)) {
-            Logger::log("Error save event: " + failure->description, LogLevel::developer);
+          auto failure =
+              error ? appendToRemadeFolder(error, value, folder->directory, batchID, *storage, *folders, *scheduler)
+                    : std::nullopt;
+          if (failure) {
+            failures->failed("Error save event: " + failure->description);
+          } else {
+            failures->succeeded();
           }
         });
     return;
@@ -119,10 +127,14 @@ void Repository::save(WriteValue value, const std::string& batchID) {
   auto directory = batchDirectory(batchID);
   if (!directory) return;
   storage_->writer().append(std::move(value), *directory, batchID,
-                            [scheduler = scheduler_, folders = folders_, directory = *directory,
-                             batchID](const std::optional<FileError>& error) {
-                              if (error) Logger::log("Error save event: " + error->description, LogLevel::developer);
-                              if (writeDateIfNeeded(directory, *scheduler) && !error) {
+                            [scheduler = scheduler_, folders = folders_, directory = *directory, batchID,
+                             failures = writeFailures_](const std::optional<FileError>& error) {
+                              if (error) {
+                                failures->failed("Error save event: " + error->description);
+                              } else {
+                                failures->succeeded();
+                              }
+                              if (writeDateIfNeeded(directory, *scheduler, failures.get()) && !error) {
                                 folders->insert(batchID, directory);
                               }
                             });
@@ -131,13 +143,23 @@ void Repository::save(WriteValue value, const std::string& batchID) {
 std::optional<FileError> Repository::saveNow(const WriteValue& value, const std::string& batchID) {
   if (auto folder = folders_->find(batchID)) {
     auto error = storage_->writer().appendNow(value, folder->events);
-    if (!error) return std::nullopt;
-    return appendToRemadeFolder(error, value, folder->directory, batchID, *storage_, *folders_, *scheduler_);
+    if (error) error = appendToRemadeFolder(error, value, folder->directory, batchID, *storage_, *folders_, *scheduler_);
+    if (error) {
+      writeFailures_->failed("Error save event: " + error->description);
+    } else {
+      writeFailures_->succeeded();
+    }
+    return error;
   }
   auto directory = batchDirectory(batchID);
   if (!directory) return FileError{"Error creating directory: " + root_.url.string() + "/" + batchID};
   auto error = storage_->writer().appendNow(value, *directory, batchID);
-  if (writeDateIfNeeded(*directory, *scheduler_) && !error) folders_->insert(batchID, *directory);
+  if (error) {
+    writeFailures_->failed("Error save event: " + error->description);
+  } else {
+    writeFailures_->succeeded();
+  }
+  if (writeDateIfNeeded(*directory, *scheduler_, writeFailures_.get()) && !error) folders_->insert(batchID, *directory);
   return error;
 }
 
@@ -152,9 +174,14 @@ void Repository::saveImage(const Image& image, const std::string& batchID) {
     return;
   }
   storage_->writer().append(WriteValue::encodable(image), images, std::to_string(image.index),
-                            [scheduler = scheduler_, directory = *directory](const std::optional<FileError>& error) {
-                              if (error) Logger::log("Error save image: " + error->description, LogLevel::developer);
-                              writeDateIfNeeded(directory, *scheduler);
+                            [scheduler = scheduler_, directory = *directory,
+                             failures = writeFailures_](const std::optional<FileError>& error) {
+                              if (error) {
+                                failures->failed("Error save image: " + error->description);
+                              } else {
+                                failures->succeeded();
+                              }
+                              writeDateIfNeeded(directory, *scheduler, failures.get());
                             });
 }
 

@@ -8,6 +8,8 @@
 // Writes go through the Storage: queued on "obx.ombrix.read-write", or on the caller's thread for
 // saveNow. Reads wait on that queue for the writes queued before them. Listing, grouping and
 // deletion run on the caller's queue (the upload worker's). Dates come from the scheduler's clock.
+// While writes fail (a full disk), the first failure is logged and the rest only counted, until a
+// write succeeds again.
 #pragma once
 
 #include <filesystem>
@@ -27,6 +29,7 @@
 #include "store/files/write_value.h"
 #include "store/screen_batches.h"
 #include "store/storage.h"
+#include "store/write_failure_log.h"
 
 namespace obx {
 
@@ -94,8 +97,10 @@ class Repository {
  private:
   // The batch folder, made on the disk; logs "Error creating directory: " and gives nothing on failure.
   std::optional<Directory> batchDirectory(const std::string& batchID) const;
-  // True when the folder has its date file, written now or before; a failure is logged.
-  static bool writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler);
+  // True when the folder has its date file, written now or before; a failure goes to `failures`, or
+  // to the log when there is none.
+  static bool writeDateIfNeeded(const Directory& directory, const platform::Scheduler& scheduler,
+                                WriteFailureLog* failures = nullptr);
   // After a failed append into a folder thought ready: when the folder has gone, forgets it, makes
   // it again with its date and appends once more, and returns that outcome; otherwise `error`.
   static std::optional<FileError> appendToRemadeFolder(const std::optional<FileError>& error, const WriteValue& value,
@@ -113,6 +118,7 @@ class Repository {
   Directory root_;
   // Shared with the completions of queued writes, which may outlive this repository.
   std::shared_ptr<BatchFolders> folders_ = std::make_shared<BatchFolders>();
+  std::shared_ptr<WriteFailureLog> writeFailures_ = std::make_shared<WriteFailureLog>();
 };
 
 }  // namespace obx

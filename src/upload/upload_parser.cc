@@ -144,7 +144,8 @@ UploadParser::UploadParser(std::shared_ptr<UploaderConfiguration> configuration,
       root_(std::move(root)),
       debugQueue_(platform::DispatchQueue::makeSerial(std::move(scheduler), kDebugQueueLabel)) {}
 
-std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) const {
+std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen, bool* retryLater) const {
+  if (retryLater) *retryLater = false;
   if (screen.events.empty()) {
     Logger::log("Empty events in screen to send, screenID: " + screen.id, LogLevel::qa);
     return std::nullopt;
@@ -174,7 +175,13 @@ std::optional<UploadScreen> UploadParser::parse(const ScreenToSend& screen) cons
     const auto& images = screen.images ? *screen.images : noImages;
     const Security security(identity->rawSession.sessionID, identity->rawSession.leadID, common.property,
                             common.account);
-    auto zip = buildUploadZip(zipDirectory, screen.id, *body, images, security);
+    bool diskFailure = false;
+    auto zip = buildUploadZip(zipDirectory, screen.id, *body, images, security, &diskFailure, diskFailures_.get());
+    if (!zip && diskFailure) {
+      // Nothing is wrong with the screen: it goes out once the disk takes its ZIP.
+      if (retryLater) *retryLater = true;
+      return std::nullopt;
+    }
     if (!zip) {
       Logger::log("Error parser, ID: " + screen.id, LogLevel::qa);
       if (keepVideoData) writeDebugCopy(screen.id, identity->rawSession, *body, images, security);

@@ -20,6 +20,7 @@
 #include "store/events/payloads.h"
 #include "store/files/security.h"
 #include "store/screen_batches.h"
+#include "store/write_failure_log.h"
 #include "upload/upload_screen.h"
 #include "upload/uploader_configuration.h"
 
@@ -33,8 +34,10 @@ class UploadParser {
   UploadParser(std::shared_ptr<UploaderConfiguration> configuration, std::filesystem::path root,
                std::shared_ptr<platform::Scheduler> scheduler);
 
-  // The screen ready to send, or nothing when it can never be sent (the caller deletes it).
-  std::optional<UploadScreen> parse(const ScreenToSend& screen) const;
+  // The screen ready to send, or nothing. Nothing with `retryLater` false: it can never be sent
+  // (the caller deletes it). Nothing with `retryLater` true: its ZIP could not be written for a
+  // passing reason (a full disk); the caller keeps the screen for a later pass.
+  std::optional<UploadScreen> parse(const ScreenToSend& screen, bool* retryLater = nullptr) const;
 
   const std::shared_ptr<UploaderConfiguration>& configuration() const { return configuration_; }
 
@@ -46,6 +49,8 @@ class UploadParser {
   std::shared_ptr<UploaderConfiguration> configuration_;
   std::filesystem::path root_;
   std::shared_ptr<platform::DispatchQueue> debugQueue_;
+  // The disk's refusals of ZIPs, said once for a run of them.
+  std::unique_ptr<WriteFailureLog> diskFailures_ = std::make_unique<WriteFailureLog>();
 };
 
 }  // namespace obx

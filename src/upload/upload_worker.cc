@@ -174,10 +174,11 @@ void UploadWorker::sendScreen(const ScreenToSend& screen, std::function<void()> 
     done();
     return;
   }
-  auto uploadScreen = uploadParser_->parse(screen);
+  bool retryLater = false;
+  auto uploadScreen = uploadParser_->parse(screen, &retryLater);
   if (!uploadScreen) {
     finishScreenUnsent();
-    dataController_->deleteBatch(screen.id);
+    if (!retryLater) dataController_->deleteBatch(screen.id);
     done();
     return;
   }

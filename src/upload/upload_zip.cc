@@ -47,13 +47,21 @@ std::optional<FileError> writeEncipheredFiles(const std::filesystem::path& raw, 
 
 std::optional<platform::Data> buildUploadZip(const std::filesystem::path& zipDirectory, const std::string& id,
                                              const std::string& body, const std::vector<Image>& images,
-                                             const SecurityManager& security) {
+                                             const SecurityManager& security, bool* diskFailure,
+                                             WriteFailureLog* diskFailures) {
   const auto folder = zipDirectory / (id + "_zip");
   const auto archive = zipDirectory / (id + ".zip");
+  if (diskFailure) *diskFailure = false;
   auto fail = [&](const std::string& error) -> std::optional<platform::Data> {
     if (platform::directoryExistsAtPath(folder)) platform::removeItemAtPath(folder);
     if (platform::fileExistsAtPath(archive)) platform::removeItemAtPath(archive);
-    Logger::log("Error creating ZIP file in memory: " + error, LogLevel::qa);
+    const bool ofTheDisk = error != "Error crypt";
+    if (diskFailure) *diskFailure = ofTheDisk;
+    if (ofTheDisk && diskFailures) {
+      diskFailures->failed("Error creating ZIP file in memory: " + error);
+    } else {
+      Logger::log("Error creating ZIP file in memory: " + error, LogLevel::qa);
+    }
     return std::nullopt;
   };
 
@@ -77,6 +85,7 @@ std::optional<platform::Data> buildUploadZip(const std::filesystem::path& zipDir
 
   auto bytes = platform::contentsAtPath(archive);
   if (!bytes) return fail("Could not read " + archive.string());
+  if (diskFailures) diskFailures->succeeded();
   return platform::Data(bytes->begin(), bytes->end());
 }
 

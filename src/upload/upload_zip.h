@@ -14,6 +14,7 @@
 #include "store/events/image.h"
 #include "store/files/file_error.h"
 #include "store/files/security.h"
+#include "store/write_failure_log.h"
 
 namespace obx {
 
@@ -29,9 +30,11 @@ std::optional<FileError> writeEncipheredFiles(const std::filesystem::path& raw, 
 
 // The bytes of `<zipDirectory>/<id>.zip`, built as described above, or nothing: the failure is
 // logged ("Error creating ZIP file in memory: " + error) and leaves neither the archive nor the
-// work folder behind.
+// work folder behind. A failure of the file system rather than of the cipher (a full disk) sets
+// `diskFailure` and, when `diskFailures` is given, is logged through it, once for a run of them.
 std::optional<platform::Data> buildUploadZip(const std::filesystem::path& zipDirectory, const std::string& id,
                                              const std::string& body, const std::vector<Image>& images,
-                                             const SecurityManager& security);
+                                             const SecurityManager& security, bool* diskFailure = nullptr,
+                                             WriteFailureLog* diskFailures = nullptr);
 
 }  // namespace obx

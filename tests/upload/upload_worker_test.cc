@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/dispatch/manual_scheduler.h"
+#include "platform/files/testing/fault_injecting_files.h"
 #include "reachability_stub.h"
 #include "store/file_storage.h"
 #include "store/files/security.h"
@@ -231,7 +233,6 @@ TEST_F(UploadWorkerTest, UnparseableScreenIsDeleted) {
   EXPECT_EQ(worker().screenToSendCount(), 0);
 }
 
-
 // With the configuration's defaults a pass takes at most five screens, the oldest first; the others
 // wait on the disk for the next pass, one cycle later.
 TEST_F(UploadWorkerTest, APassTakesFiveScreensByDefault) {
@@ -364,6 +365,48 @@ TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
       EXPECT_EQ(worker().screenToSendCount(), 0);
     }
   }
+}
+
+// A disk too full for a screen's ZIP keeps the screen: no request, nothing deleted, one log line
+// over many cycles; once space returns the screen goes out and is deleted after the 200.
+TEST_F(UploadWorkerTest, FullDiskAtUploadKeepsTheScreenUntilSpaceReturns) {
+  writeScreens({"F_1"});
+  platform::FaultInjectingFiles disk(sandbox_.storeRoot());
+  disk.failAfterBytes(0);
+  startCore();
+  scheduler_->advance(2.0 + 5 * 2.0);
+  EXPECT_EQ(session_->sendCount(), 0u);
+  EXPECT_TRUE(onDisk("F_1"));
+  EXPECT_EQ(worker().screenToSendCount(), 0);
+  auto messages = logs_.messages();
+  EXPECT_EQ(std::count_if(messages.begin(), messages.end(),
+                          [](const std::string& line) { return line.rfind("Error creating ZIP file in memory: ", 0) == 0; }),
+            1);
+  EXPECT_FALSE(logs_.contains("Error parser, ID: F_1"));
+
+  disk.makeSpace();
+  session_->enqueue(Outcome::status(200));
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets(), std::vector<std::string>{"F_1.zip"});
+  EXPECT_FALSE(onDisk("F_1"));
+}
+
+// A disk that fails a few writes while a ZIP is made costs the screen nothing: the next pass builds
+// it again and sends it once.
+TEST_F(UploadWorkerTest, FailedZipWriteIsRetriedNotDeleted) {
+  writeScreens({"W_1"});
+  platform::FaultInjectingFiles disk(sandbox_.storeRoot());
+  disk.failNextWrites(1);
+  session_->enqueue(Outcome::status(200));
+  startCore();
+  scheduler_->advance(2.0);
+  EXPECT_EQ(session_->sendCount(), 0u);
+  EXPECT_TRUE(onDisk("W_1"));
+  scheduler_->advance(2.0);
+  EXPECT_EQ(sentAssets(), std::vector<std::string>{"W_1.zip"});
+  EXPECT_FALSE(onDisk("W_1"));
+  scheduler_->advance(10.0);
+  EXPECT_EQ(session_->sendCount(), 1u);
 }
 
 }  // namespace

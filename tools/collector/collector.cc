@@ -100,15 +100,33 @@ struct Collector::State {
     }
     const std::string where = "session " + query->sessionID + " screen " + query->cScreenID;
 
+    if (options.answerDelaySeconds > 0.0) holdUntilStopping(options.answerDelaySeconds);
     if (auto failure = planFailure()) {
       {
         std::lock_guard lock(mutex);
         ++statistics.failedOnPurpose;
       }
+      if (options.failureKind == Options::FailureKind::silence) {
+        holdUntilStopping(3600.0);
+        return answer(503, where + " · never answered on purpose");
+      }
       return answer(*failure, where + " · failed on purpose");
     }
 
-    auto upload = decoder.decode(*query, request.body, &error);
+    UploadDecoder::Failure failure = UploadDecoder::Failure::malformed;
+    auto upload = decoder.decode(*query, request.body, &error, &failure);
+    if (!upload && failure == UploadDecoder::Failure::undecipherable) {
+      // A 400 would make the SDK delete the screen for good, though the fault is most likely this
+      // collector's --account: a server error keeps it on the device, to be sent again.
+      {
+        std::lock_guard lock(mutex);
+        ++statistics.undecipherable;
+      }
+      log("ERROR: " + where + ": no account this collector serves (" + accountList() +
+          ") deciphers the upload; answered " + std::to_string(kUndecipherableStatus) +
+          " so that the SDK keeps the screen. Is --account right? " + error);
+      return answer(kUndecipherableStatus, where + " · undecipherable: " + error);
+    }
     if (!upload) {
       countRejected();
       return answer(400, where + " · rejected: " + error);
@@ -150,6 +168,18 @@ struct Collector::State {
                     stored->folder.lexically_relative(options.dataDirectory).string());
   }
 
+  std::string accountList() const {
+    std::string list;
+    for (const std::string& account : options.accounts) list += (list.empty() ? "" : ", ") + account;
+    return list;
+  }
+
+  // Waits `seconds`, or less once stop() begins, so that a held request never holds the stop.
+  void holdUntilStopping(double seconds) {
+    std::unique_lock lock(mutex);
+    changed.wait_for(lock, std::chrono::duration<double>(seconds), [&] { return stopping; });
+  }
+
   void countRejected() {
     std::lock_guard lock(mutex);
     ++statistics.rejected;
@@ -184,6 +214,7 @@ struct Collector::State {
   std::mt19937_64 random;
   std::size_t failFirstRemaining;
   std::optional<int> forcedStatus;
+  bool stopping = false;
   Statistics statistics;
   std::map<std::string, std::size_t> screenCounts;
   std::vector<ReceivedScreen> screens;
@@ -231,6 +262,18 @@ bool Collector::start() {
   server.Post("/asset", upload);
   // The stored sessions, so that a replay page can be opened from the running collector.
   server.set_mount_point("/replay", options.dataDirectory.string());
+  // A replay page asked for is made first if uploads have left it stale.
+  server.set_pre_routing_handler([&state](const httplib::Request& request, httplib::Response&) {
+    static const std::string prefix = "/replay/";
+    if (request.method == "GET" && request.path.starts_with(prefix)) {
+      const std::string rest = request.path.substr(prefix.size());
+      const std::string sessionID = rest.substr(0, rest.find('/'));
+      if (!sessionID.empty()) {
+        for (const std::string& failure : state.archive.writePages(sessionID)) state.log("warning: " + failure);
+      }
+    }
+    return httplib::Server::HandlerResponse::Unhandled;
+  });
   // Runs for every answer, 404s included, before it is written: a client that has its answer sees
   // it counted.
   server.set_post_routing_handler([&state](const httplib::Request& request, httplib::Response& response) {
@@ -259,6 +302,10 @@ bool Collector::start() {
   }
   state.port = bound;
   state.started = true;
+  {
+    std::lock_guard lock(state.mutex);
+    state.stopping = false;
+  }
   state.listenReturned = false;
   state.thread = std::thread([&state] {
     state.server.listen_after_bind();
@@ -278,9 +325,15 @@ bool Collector::start() {
 void Collector::stop() {
   State& state = *state_;
   if (!state.started) return;
+  {
+    std::lock_guard lock(state.mutex);
+    state.stopping = true;
+  }
+  state.changed.notify_all();
   state.server.stop();
   if (state.thread.joinable()) state.thread.join();
   state.started = false;
+  for (const std::string& failure : state.archive.writePages()) state.log("warning: " + failure);
 }
 
 int Collector::port() const { return state_->port; }

@@ -26,6 +26,10 @@ namespace obx::collector {
 
 class Collector {
  public:
+  // The answer to an upload that no account served deciphers: a server error, after which the SDK
+  // keeps the screen and sends it again, where a 400 would make it delete the screen.
+  static constexpr int kUndecipherableStatus = 500;
+
   struct Options {
     std::string host = "127.0.0.1";
     int port = 0;  // 0 picks a free port
@@ -42,6 +46,12 @@ class Collector {
     // Answer this share of the uploads, drawn with `seed`, with `failStatus`. In [0, 1].
     double failShare = 0.0;
     int failStatus = 503;
+    // How a failing upload fails: answered with `failStatus`, or never answered (the request is
+    // held until the client gives up or the collector stops, and nothing is kept).
+    enum class FailureKind { status, silence };
+    FailureKind failureKind = FailureKind::status;
+    // Seconds every upload waits before it is taken, as on a slow server.
+    double answerDelaySeconds = 0.0;
     std::uint64_t seed = 0;
     // Keep every accepted screen, images included, for `screens()`. A long-running collector
     // turns this off and reads the disk instead.
@@ -73,6 +83,7 @@ class Collector {
     std::size_t accepted = 0;         // screens stored
     std::size_t duplicates = 0;       // uploads of an asset already stored, answered 200
     std::size_t rejected = 0;         // uploads answered 400
+    std::size_t undecipherable = 0;   // uploads no account's key deciphers, answered kUndecipherableStatus
     std::size_t failedOnPurpose = 0;  // uploads answered by the failure options
     std::size_t configurationRequests = 0;
     std::uint64_t bytesReceived = 0;  // request bodies of every request

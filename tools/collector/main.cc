@@ -37,7 +37,14 @@ Options:
   --fail-share X      answer this share of uploads (0 to 1) with the failure status
   --fail-status CODE  the failure status (default 503)
   --seed N            seed of the draw behind --fail-share (default 0)
+  --fail-mode MODE    how a failing upload fails: "status" (answered with the failure status,
+                      the default) or "silence" (never answered, held until the client gives up)
+  --answer-delay S    every upload waits S seconds before it is taken, as on a slow server
   -h, --help          show this text
+
+An upload that no --account deciphers is answered 500, so that the SDK keeps the screen and sends
+it again, with an ERROR line: restart with the right account and it arrives. Uploads are refused
+(400) when they would unpack past 64 MiB an entry or 256 MiB in all, or nest JSON deeper than 128.
 
 Each session is stored under DIR/<sessionID>/: one folder <nnn>_<screenID> per screen with
 events.json and <index>.jpg, and index.html to replay it. Stop with Ctrl-C or SIGTERM.
@@ -98,6 +105,12 @@ int main(int argc, char** argv) {
       ok = parseNumber(value, options.failStatus) && options.failStatus >= 100 && options.failStatus <= 599;
     } else if (argument == "--seed") {
       ok = parseNumber(value, options.seed);
+    } else if (argument == "--fail-mode") {
+      ok = value == "status" || value == "silence";
+      options.failureKind = value == "silence" ? obx::collector::Collector::Options::FailureKind::silence
+                                               : obx::collector::Collector::Options::FailureKind::status;
+    } else if (argument == "--answer-delay") {
+      ok = parseShare(value, options.answerDelaySeconds) && options.answerDelaySeconds >= 0.0;
     } else {
       return usageError("unknown option " + argument);
     }

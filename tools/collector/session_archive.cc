@@ -91,8 +91,8 @@ ReplayScreen replayScreenOf(const fs::path& folder) {
   }
   if (auto events = readFile(folder / "events.json")) {
     try {
-      screen.events = Json::parse(*events);
-    } catch (const nlohmann::json::exception&) {
+      screen.events = parseJSON(*events);
+    } catch (const DecodingError&) {
     }
   }
   return screen;
@@ -110,15 +110,15 @@ SessionArchive::SessionState& SessionArchive::stateOf(const std::string& session
   SessionState state;
   for (const fs::path& folder : screenFolders(root_ / sessionID)) {
     state.lastNumber = std::max(state.lastNumber, *screenNumber(folder.filename().string()));
-    state.replayScreens.push_back(replayScreenOf(folder));
     if (auto meta = readFile(folder / "upload.json")) {
       try {
-        Json json = Json::parse(*meta);
+        Json json = parseJSON(*meta);
         if (json.is_object() && json.contains("asset") && json["asset"].is_string()) {
           state.assets.emplace(json["asset"].get<std::string>(), folder);
         }
-      } catch (const nlohmann::json::exception&) {
+      } catch (const DecodingError&) {
         // A damaged note only costs the duplicate check of that one screen.
+      } catch (const nlohmann::json::exception&) {
       }
     }
   }
@@ -170,17 +170,33 @@ std::optional<SessionArchive::Stored> SessionArchive::store(const UploadQuery& q
 
   ++state.lastNumber;
   state.assets.emplace(query.asset, folder);
-  const std::string folderName = folder.filename().string();
-  ReplayScreen replayScreen{folderName, query.cScreenID, upload.body, {}};
-  for (const auto& [index, bytes] : upload.images) replayScreen.imageFiles.insert(index);
-  state.replayScreens.push_back(std::move(replayScreen));
   Stored stored{folder, false, {}};
-  std::string pageError;
-  if (!writeFile(root_ / query.sessionID / "index.html", ReplayPage::render(query.sessionID, state.replayScreens),
-                 &pageError)) {
-    stored.warning = "replay page not written: " + pageError;
+  state.pageStale = true;
+  if (state.lastNumber <= kScreensAlwaysPaged ||
+      std::chrono::steady_clock::now() - state.pageWritten >= std::chrono::duration<double>(kPageInterval)) {
+    if (auto pageError = writePage(query.sessionID, state)) stored.warning = "replay page not written: " + *pageError;
   }
   return stored;
+}
+
+std::optional<std::string> SessionArchive::writePage(const std::string& sessionID, SessionState& state) {
+  std::vector<ReplayScreen> screens;
+  for (const fs::path& folder : screenFolders(root_ / sessionID)) screens.push_back(replayScreenOf(folder));
+  std::string error;
+  state.pageWritten = std::chrono::steady_clock::now();
+  if (!writeFile(root_ / sessionID / "index.html", ReplayPage::render(sessionID, screens), &error)) return error;
+  state.pageStale = false;
+  return std::nullopt;
+}
+
+std::vector<std::string> SessionArchive::writePages(const std::string& sessionID) {
+  std::lock_guard lock(mutex_);
+  std::vector<std::string> failures;
+  for (auto& [id, state] : sessions_) {
+    if (!state.pageStale || (!sessionID.empty() && id != sessionID)) continue;
+    if (auto error = writePage(id, state)) failures.push_back("replay page of " + id + " not written: " + *error);
+  }
+  return failures;
 }
 
 }  // namespace obx::collector

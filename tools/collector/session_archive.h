@@ -11,6 +11,7 @@
 // Thread-safe: one mutex serialises the stores.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -34,16 +35,26 @@ class SessionArchive {
     std::string warning;  // set when the screen was stored but the replay page was not written
   };
 
+  // Seconds between two makings of a session's page while its screens arrive.
+  static constexpr double kPageInterval = 1.0;
+  static constexpr int kScreensAlwaysPaged = 50;
+
   // Writes the screen, or reports a duplicate. Nothing with `error` set when the disk refuses.
   std::optional<Stored> store(const UploadQuery& query, const DecodedUpload& upload, std::string* error);
+  // Makes the stale replay pages: of `sessionID` only, or of every session when it is empty.
+  // Returns the failures, one line each.
+  std::vector<std::string> writePages(const std::string& sessionID = {});
 
  private:
   struct SessionState {
     int lastNumber = 0;
     std::map<std::string, std::filesystem::path> assets;  // asset name -> screen folder
-    std::vector<ReplayScreen> replayScreens;               // in number order, for the replay page
+    bool pageStale = false;
+    std::chrono::steady_clock::time_point pageWritten{};
   };
   SessionState& stateOf(const std::string& sessionID);
+  // Makes the page of `sessionID` from its screen folders; the error text on failure.
+  std::optional<std::string> writePage(const std::string& sessionID, SessionState& state);
 
   std::filesystem::path root_;
   std::mutex mutex_;

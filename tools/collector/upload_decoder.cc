@@ -4,6 +4,7 @@
 #include <charconv>
 #include <set>
 
+#include "base/json_nesting.h"
 #include "platform/crypto/crypto.h"
 #include "platform/zip/zip_archive.h"
 #include "store/events/event_type.h"
@@ -156,15 +157,20 @@ std::optional<Json> UploadDecoder::validateBody(Json body, std::vector<AnyEvent>
 }
 
 std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std::string_view body,
-                                                   std::string* error) const {
+                                                   std::string* error, Failure* failure) const {
+  if (failure) *failure = Failure::malformed;
   auto fail = [&](std::string why) -> std::optional<DecodedUpload> {
     if (error) *error = std::move(why);
     return std::nullopt;
   };
-  if (accounts_.empty()) return fail("the collector serves no account, so no key can be derived");
+  if (accounts_.empty()) {
+    if (failure) *failure = Failure::undecipherable;
+    return fail("the collector serves no account, so no key can be derived");
+  }
 
   std::string zipError;
-  auto entries = platform::readZip(platform::Data(body.begin(), body.end()), &zipError);
+  const platform::ZipLimits limits{kMaxEntrySize, kMaxUnpackedSize, kMaxEntries};
+  auto entries = platform::readZip(platform::Data(body.begin(), body.end()), &zipError, limits);
   if (!entries) return fail("body is not a ZIP archive: " + zipError);
 
   const std::string root = query.assetID() + "_zip/";
@@ -198,6 +204,8 @@ std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std
   std::optional<DecodedUpload> result;
   std::optional<AES> cipher;
   Json plainBody;
+  bool decipheredToJSON = false;
+  bool tooDeep = false;
   for (const std::string& account : accounts_) {
     for (const std::string& sessionID : rawSessionIDCandidates(query.sessionID)) {
       auto keys = uploadKey(sessionID, query.leadID, query.property, account);
@@ -206,11 +214,19 @@ std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std
       if (!aes) continue;
       auto plain = aes->decrypt(cipherBody);
       if (!plain) continue;
+      if (!jsonNestingWithin(*plain)) {
+        // Text that opens as the body does but nests past the bound: the key is right and the body
+        // hostile. (Garbage from a wrong key starts with "[" once in 256 keys.)
+        if (plain->starts_with('[')) tooDeep = true;
+        continue;
+      }
       try {
         plainBody = parseJSON(*plain);
       } catch (const DecodingError&) {
         continue;
       }
+      // JSON under this key, but no array: the key is right and the body is wrong.
+      decipheredToJSON = true;
       if (!plainBody.is_array()) continue;
       result = DecodedUpload{};
       result->account = account;
@@ -220,7 +236,11 @@ std::optional<DecodedUpload> UploadDecoder::decode(const UploadQuery& query, std
     }
     if (result) break;
   }
+  if (!result && tooDeep) {
+    return fail("\"data\" deciphers into JSON nested deeper than " + std::to_string(kMaxJSONNesting) + " levels");
+  }
   if (!result) {
+    if (failure && !decipheredToJSON) *failure = Failure::undecipherable;
     return fail("\"data\" deciphers into no JSON array with any key of session \"" + query.sessionID + "\", lead \"" +
                 query.leadID + "\", property \"" + query.property + "\" and the accounts served");
   }

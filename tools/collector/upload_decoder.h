@@ -53,10 +53,23 @@ struct DecodedUpload {
 
 class UploadDecoder {
  public:
+  // Bounds on what one upload may unpack to, checked against the archive's declared sizes before
+  // anything is allocated: the SDK's screens hold a body and at most a few thousand JPEGs.
+  static constexpr std::uint64_t kMaxEntrySize = 64ull << 20;
+  static constexpr std::uint64_t kMaxUnpackedSize = 256ull << 20;
+  static constexpr std::uint64_t kMaxEntries = 10000;
+
+  // Why an upload was refused: it is malformed (the client sent something wrong and sending it again
+  // won't help), or it is well formed but no key of the accounts served deciphers it (most likely the
+  // collector runs with the wrong --account, and the client should keep the screen).
+  enum class Failure { malformed, undecipherable };
+
   explicit UploadDecoder(std::vector<std::string> accounts);
 
-  // The deciphered and validated upload, or nothing with `error` saying why it was refused.
-  std::optional<DecodedUpload> decode(const UploadQuery& query, std::string_view body, std::string* error) const;
+  // The deciphered and validated upload, or nothing with `error` saying why it was refused and
+  // `failure`, when given, of which kind.
+  std::optional<DecodedUpload> decode(const UploadQuery& query, std::string_view body, std::string* error,
+                                      Failure* failure = nullptr) const;
 
   // The raw session IDs a cleaned one may come from: itself, and for 34 characters the
   // 8-4-4-4-(12+2) dashed form.

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/files/file_faults.h"
+
 namespace obx::platform {
 namespace {
 
@@ -60,17 +62,27 @@ std::optional<std::string> FileHandle::seekToFileOffset(std::uint64_t offset) {
 
 std::optional<std::string> FileHandle::writeData(std::string_view bytes) {
   if (fd_ < 0) return failure("Could not write to closed file", path_, EBADF);
-  const char* data = bytes.data();
-  std::size_t left = bytes.size();
-  while (left > 0) {
-    ssize_t written = ::write(fd_, data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return failure("Could not write to file", path_, errno);
-    }
-    data += written;
-    left -= static_cast<std::size_t>(written);
+  if (int error = files_internal::writeAll(fd_, path_, bytes)) return failure("Could not write to file", path_, error);
+  return std::nullopt;
+}
+
+std::optional<std::uint64_t> FileHandle::seekToEndReturningOffset(std::string* error) {
+  if (fd_ < 0) {
+    if (error) *error = failure("Could not seek in closed file", path_, EBADF);
+    return std::nullopt;
   }
+  off_t end = ::lseek(fd_, 0, SEEK_END);
+  if (end < 0) {
+    if (error) *error = failure("Could not seek in file", path_, errno);
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(end);
+}
+
+std::optional<std::string> FileHandle::truncateAtOffset(std::uint64_t offset) {
+  if (fd_ < 0) return failure("Could not truncate closed file", path_, EBADF);
+  if (::ftruncate(fd_, static_cast<off_t>(offset)) != 0) return failure("Could not truncate file", path_, errno);
+  files_internal::noteTruncate(path_, offset);
   return std::nullopt;
 }
 

@@ -39,6 +39,10 @@ class FileHandle {
   // so that a block appended by another writer never falls inside it. Returns the error text, or
   // nothing on success.
   std::optional<std::string> writeData(std::string_view bytes);
+  // The size of the file, the handle left at its end; nothing on failure, with the reason in `error`.
+  std::optional<std::uint64_t> seekToEndReturningOffset(std::string* error = nullptr);
+  // Cuts the file to `offset` bytes. Returns the error text, or nothing on success.
+  std::optional<std::string> truncateAtOffset(std::uint64_t offset);
   // Returns the error text, or nothing. Closing twice is harmless.
   std::optional<std::string> closeFile();
 

@@ -10,6 +10,8 @@
 #include <memory>
 #include <system_error>
 
+#include "platform/files/file_faults.h"
+
 namespace obx::platform {
 namespace {
 
@@ -19,21 +21,6 @@ std::string failure(std::string_view operation, const std::filesystem::path& pat
 
 Date toDate(const struct statx_timestamp& stamp) {
   return static_cast<Date>(stamp.tv_sec) + static_cast<Date>(stamp.tv_nsec) / 1e9;
-}
-
-bool writeAll(int fd, std::string_view bytes) {
-  const char* data = bytes.data();
-  std::size_t left = bytes.size();
-  while (left > 0) {
-    ssize_t written = ::write(fd, data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += written;
-    left -= static_cast<std::size_t>(written);
-  }
-  return true;
 }
 
 }  // namespace
@@ -71,9 +58,10 @@ std::optional<std::string> createDirectoryAtPath(const std::filesystem::path& pa
 std::optional<std::string> createFileAtPath(const std::filesystem::path& path, std::string_view contents) {
   int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0) return failure("Could not create file", path, errno);
-  const bool written = writeAll(fd, contents);
-  const int writeError = errno;
-  if (::close(fd) != 0 || !written) return failure("Could not write file", path, written ? errno : writeError);
+  files_internal::noteTruncate(path, 0);
+  const int writeError = files_internal::writeAll(fd, path, contents);
+  if (::close(fd) != 0 && writeError == 0) return failure("Could not write file", path, errno);
+  if (writeError != 0) return failure("Could not write file", path, writeError);
   return std::nullopt;
 }
 
@@ -83,18 +71,21 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
   std::string temporary = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
   int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) return failure("Could not create file", path, errno);
-  const bool written = writeAll(fd, contents) && ::fsync(fd) == 0;
-  const int writeError = errno;
-  if (::close(fd) != 0 || !written) {
-    const int error = written ? errno : writeError;
+  files_internal::noteTruncate(temporary, 0);
+  int writeError = files_internal::writeAll(fd, temporary, contents);
+  if (writeError == 0 && ::fsync(fd) != 0) writeError = errno;
+  if (writeError == 0) files_internal::noteSync(fd, temporary);
+  if (::close(fd) != 0 && writeError == 0) writeError = errno;
+  if (writeError != 0) {
     ::unlink(temporary.c_str());
-    return failure("Could not write file", path, error);
+    return failure("Could not write file", path, writeError);
   }
   if (::rename(temporary.c_str(), path.c_str()) != 0) {
     const int error = errno;
     ::unlink(temporary.c_str());
     return failure("Could not write file", path, error);
   }
+  files_internal::noteRename(temporary, path);
   return std::nullopt;
 }
 

@@ -8,7 +8,10 @@
 namespace obx::platform {
 
 struct URLSessionConfiguration {
-  static URLSessionConfiguration defaultSessionConfiguration() { return URLSessionConfiguration{}; }
+  // The process's default: the values below unless a host (or a test, to shorten the timeouts)
+  // replaced it with setDefaultSessionConfiguration before its sessions were made. Any thread.
+  static URLSessionConfiguration defaultSessionConfiguration();
+  static void setDefaultSessionConfiguration(const URLSessionConfiguration& configuration);
 
   // Given to requests the session builds from a bare URL.
   URLRequestCachePolicy requestCachePolicy = URLRequestCachePolicy::useProtocolCachePolicy;

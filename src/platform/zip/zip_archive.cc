@@ -87,7 +87,35 @@ std::optional<std::string> addContents(zip_t* archive, const std::filesystem::pa
   return std::nullopt;
 }
 
-std::optional<std::vector<ZipEntry>> readEntries(zip_t* archive, std::string* error) {
+// Whether the sizes `archive` declares fit `limits`; `error` says which does not.
+bool withinLimits(zip_t* archive, const ZipLimits& limits, std::string* error) {
+  const zip_int64_t count = zip_get_num_entries(archive, 0);
+  if (count < 0 || static_cast<std::uint64_t>(count) > limits.maxEntries) {
+    if (error) *error = "the archive holds " + std::to_string(count) + " entries, more than " + std::to_string(limits.maxEntries);
+    return false;
+  }
+  std::uint64_t total = 0;
+  for (zip_int64_t i = 0; i < count; ++i) {
+    zip_stat_t stat;
+    zip_stat_init(&stat);
+    if (zip_stat_index(archive, static_cast<zip_uint64_t>(i), 0, &stat) != 0) continue;  // readEntries reports it
+    if (!(stat.valid & ZIP_STAT_SIZE)) continue;
+    const char* name = stat.name ? stat.name : "";
+    if (stat.size > limits.maxEntrySize) {
+      if (error) *error = std::string("entry \"") + name + "\" declares " + std::to_string(stat.size) + " bytes, more than " + std::to_string(limits.maxEntrySize);
+      return false;
+    }
+    total += stat.size;
+    if (total > limits.maxTotalSize) {
+      if (error) *error = "the entries declare more than " + std::to_string(limits.maxTotalSize) + " bytes in all";
+      return false;
+    }
+  }
+  return true;
+}
+
+std::optional<std::vector<ZipEntry>> readEntries(zip_t* archive, std::string* error, const ZipLimits& limits) {
+  if (!withinLimits(archive, limits, error)) return std::nullopt;
   std::vector<ZipEntry> entries;
   const zip_int64_t count = zip_get_num_entries(archive, 0);
   for (zip_int64_t i = 0; i < count; ++i) {
@@ -152,7 +180,7 @@ std::optional<ZipError> zipFolder(const std::filesystem::path& folder, const std
   return ZipError{*failure};
 }
 
-std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error) {
+std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error, const ZipLimits& limits) {
   zip_error_t zipError;
   zip_error_init(&zipError);
   zip_source_t* source = zip_source_buffer_create(archive.data(), archive.size(), 0, &zipError);
@@ -169,19 +197,20 @@ std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* e
     return std::nullopt;
   }
   zip_error_fini(&zipError);
-  auto entries = readEntries(zip, error);
+  auto entries = readEntries(zip, error, limits);
   zip_discard(zip);
   return entries;
 }
 
-std::optional<std::vector<ZipEntry>> readZipFile(const std::filesystem::path& archive, std::string* error) {
+std::optional<std::vector<ZipEntry>> readZipFile(const std::filesystem::path& archive, std::string* error,
+                                                 const ZipLimits& limits) {
   int openError = 0;
   zip_t* zip = zip_open(archive.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &openError);
   if (zip == nullptr) {
     if (error) *error = openErrorText(openError);
     return std::nullopt;
   }
-  auto entries = readEntries(zip, error);
+  auto entries = readEntries(zip, error, limits);
   zip_discard(zip);
   return entries;
 }

@@ -4,6 +4,7 @@
 // The functions are reentrant; they touch only the paths they are given.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -29,9 +30,20 @@ struct ZipError {
 // Absent on success.
 std::optional<ZipError> zipFolder(const std::filesystem::path& folder, const std::filesystem::path& archive);
 
+// Bounds on what reading an archive may allocate, checked against the sizes the archive declares
+// before anything is unpacked. An archive that declares less than it holds is read only up to what it
+// declares, so the bounds hold for the actual sizes too.
+struct ZipLimits {
+  std::uint64_t maxEntrySize = UINT64_MAX;
+  std::uint64_t maxTotalSize = UINT64_MAX;
+  std::uint64_t maxEntries = UINT64_MAX;
+};
+
 // The entries of a ZIP held in memory or in a file, in archive order. Absent when it is no readable
-// ZIP; `error`, when given, then tells why.
-std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error = nullptr);
-std::optional<std::vector<ZipEntry>> readZipFile(const std::filesystem::path& archive, std::string* error = nullptr);
+// ZIP or exceeds `limits`; `error`, when given, then tells why.
+std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error = nullptr,
+                                             const ZipLimits& limits = {});
+std::optional<std::vector<ZipEntry>> readZipFile(const std::filesystem::path& archive, std::string* error = nullptr,
+                                                 const ZipLimits& limits = {});
 
 }  // namespace obx::platform

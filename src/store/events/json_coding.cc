@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "base/json_nesting.h"
+
 namespace obx {
 namespace {
 
@@ -188,6 +190,9 @@ void appendJSON(const Json& value, std::string& out) {
 }
 
 Json parseJSON(std::string_view bytes) {
+  if (!jsonNestingWithin(bytes)) {
+    throw DecodingError{"JSON nested deeper than " + std::to_string(kMaxJSONNesting) + " levels"};
+  }
   try {
     return Json::parse(bytes.begin(), bytes.end());
   } catch (const nlohmann::json::exception& error) {

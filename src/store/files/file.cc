@@ -13,8 +13,17 @@ void write(const std::filesystem::path& url, std::string_view bytes, bool atEnd)
                       : platform::FileHandle::forWritingAtPath(url, &error);
   if (!handle) throw FileError{error};
   std::optional<std::string> failure;
-  if (!atEnd) failure = handle->seekToFileOffset(0);
+  std::optional<std::uint64_t> sizeBefore;
+  if (atEnd) {
+    sizeBefore = handle->seekToEndReturningOffset(&error);
+    if (!sizeBefore) failure = error;
+  } else {
+    failure = handle->seekToFileOffset(0);
+  }
   if (!failure) failure = handle->writeData(bytes);
+  // A write that failed half-way (a full disk) left part of a record at the end; the reader would
+  // refuse the whole file for it, the blocks before included. The file gets back its size.
+  if (failure && atEnd && sizeBefore) handle->truncateAtOffset(*sizeBefore);
   auto closeFailure = handle->closeFile();
   if (failure) throw FileError{*failure};
   if (closeFailure) throw FileError{*closeFailure};
