@@ -1,9 +1,10 @@
 // The form capture's cost on the main thread: one scan of a 300-view screen by RUMFormHandle. The
 // screen is a marked form of 49 rows, each a container with a label, a text field, a button, a
-// switch and a plain view, padded with plain views to 300 views, 147 of them controls. Two cases: the first scan of a
-// screen, which lists every control again (names given, targets already connected), and a later
-// scan, where every control is known and only the walk remains, as for the whole of a screen's
-// life at one scan a second. Reports microseconds per scan, CPU time of the calling thread.
+// switch and a plain view, padded with plain views to 300 views, 147 of them controls. Two cases:
+// the first scan of a screen, which lists every control again (names given, targets already
+// connected), and a later scan, where every control is known and only the walk remains, as for the
+// whole of a screen's life at one scan a second. Reports microseconds per scan, CPU time of the
+// calling thread.
 #include <benchmark/benchmark.h>
 
 #include <memory>

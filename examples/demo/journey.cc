@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "checkout.h"
 #include "demo_server.h"
 #include "gestures.h"
 #include "obx/facade.h"
@@ -86,6 +87,7 @@ void runJourney(const std::function<void(double seconds)>& run) {
   run(2.0);
   navigation->popViewController(true);
   run(1.0);
+  fillInCheckout(*navigation, run);
 
   navigation->present(std::make_shared<SettingsScreen>(), true);
   run(1.0);
