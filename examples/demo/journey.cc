@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "checkout.h"
 #include "demo_server.h"
 #include "gestures.h"
 #include "obx/facade.h"
@@ -172,6 +173,7 @@ void runJourney(const std::function<void(double seconds)>& run) {
   run(2.0);
   navigation->popViewController(true);
   run(1.0);
+  fillInCheckout(*navigation, run);
 
   // Signing in: the user types an email; the password field already holds a secret.
   auto signIn = std::make_shared<SignInScreen>();

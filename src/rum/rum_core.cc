@@ -8,6 +8,7 @@
 #include "lifecycle/reachability_observing.h"
 #include "platform/crypto/crypto.h"
 #include "platform/ui/application.h"
+#include "rum/rum_form_handle.h"
 #include "rum/rum_scroll_handle.h"
 #include "rum/rum_touches_handle.h"
 #include "session/crash_coordinator.h"
@@ -81,6 +82,9 @@ RUMCore::RUMCore(Token, RUMDependencies dependencies, std::shared_ptr<DataContro
             scheduler_, std::weak_ptr<platform::ScrollView>(), "Optional<UIScrollView>"));
     contentOffsetSwizzler_->start();
     scrollHandle_ = std::make_shared<RUMScrollHandle>(contentOffsetSwizzler_, scheduler_);
+  }
+  if (!formHandle_) {
+    formHandle_ = RUMFormHandle::make(scheduler_, platform::Application::shared()->notificationCenter());
   }
   if (!touchesHandle_) {
     touchesHandle_ = std::make_shared<RUMTouchesHandle>(std::make_shared<RUMTouchesHandle::TouchesNotifier>(

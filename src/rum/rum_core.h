@@ -51,9 +51,9 @@ struct RUMCoreError : std::runtime_error {
   std::string description() const { return what(); }
 };
 
-// The capture handles that join the core. A null scroll or touches handle is built by the core on
-// the platform (RUMScrollHandle over its own RUMUIScrollContentOffsetSwizzler, RUMTouchesHandle); a
-// null form handle's steps are skipped.
+// The capture handles that join the core. A null handle is built by the core on the platform
+// (RUMScrollHandle over its own RUMUIScrollContentOffsetSwizzler, RUMFormHandle on the shared
+// application's notification centre, RUMTouchesHandle).
 struct RUMHandles {
   std::shared_ptr<RUMScrollHandling> scrollHandle;
   std::shared_ptr<RUMFormHandling> formHandle;

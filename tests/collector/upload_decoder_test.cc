@@ -122,6 +122,14 @@ TEST(ReplayPageTest, Summaries) {
            Case{R"({"t":"network","o":0,"d":{"method":"GET","host":"api.test","code":404,"duration":12}})",
                 "GET api.test → 404 in 12 ms"},
            Case{R"({"t":"aE","o":0,"d":""})", "application end"},
+           Case{R"({"t":"form-meta","o":0,"d":{"h":"Pay","e":[{"t":"text","s":"card","ti":"card"},{"t":"button","s":"button1","ti":"button1"}]}})",
+                "form \"Pay\": text card, button button1"},
+           Case{R"({"t":"form-view","o":0,"d":{"offset":2000,"h":"Pay","er":1}})", "form \"Pay\" failed"},
+           Case{R"({"t":"form-view","o":0,"d":{"su":1,"offset":3000,"h":"Pay","igEr":1}})", "form \"Pay\" submitted"},
+           Case{R"({"t":"field-view","o":0,"d":{"offset":2000,"fh":"Pay","s":"card","erStr":"Declined","er":1}})",
+                "field card in error: Declined"},
+           Case{R"({"t":"field-view","o":0,"d":{"offset":1000,"in":1,"fh":"Pay","co":1,"ti":2500,"de":500,"ch":1,"s":"card"}})",
+                "field card completed changed, 2500 ms interacting"},
            Case{R"({"t":"weightedSampling","o":0,"d":{"sampling":"in"}})", R"({"sampling":"in"})"},
        }) {
     EXPECT_EQ(ReplayPage::summary(Json::parse(c.event)), c.summary) << c.event;

@@ -1,4 +1,4 @@
-// A RUM core with its own touch and scroll capture over a window of the platform layer, under the
+// A RUM core with its own touch, scroll and form capture over a window of the platform layer, under the
 // manual scheduler. A test shows screens through a batch producer it drives by hand, touches and
 // scrolls the window, and reads back what the core wrote into each batch of the store.
 #pragma once
@@ -19,6 +19,7 @@
 #include "platform/ui/window.h"
 #include "rum/rum_core.h"
 #include "session/session_life_cycle_observing.h"
+#include "session/tracked_events.h"
 #include "store/data_controller.h"
 #include "store/file_storage.h"
 #include "store/files/security.h"
@@ -71,6 +72,7 @@ class RUMCaptureTest : public ::testing::Test {
     dependencies.configuration = configuration_;
     dependencies.sessions = std::make_shared<OneSession>();
     dependencies.batchCoordinator = batches_;
+    dependencies.trackedEvents = trackedEvents_;
     core_ = RUMCore::make(dependencies, std::make_shared<DataController>(repository_), scheduler_);
     scheduler_->runUntilIdle();
   }
@@ -117,6 +119,8 @@ class RUMCaptureTest : public ::testing::Test {
   std::shared_ptr<platform::DispatchQueue> readWrite_ =
       platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
   std::shared_ptr<HandBatches> batches_ = std::make_shared<HandBatches>(scheduler_);
+  std::shared_ptr<TrackedEvents> trackedEvents_ = std::make_shared<TrackedEvents>(
+      std::make_shared<TrackedEvents::EventNotifier>(scheduler_, std::nullopt, "TrackedEvent"));
   std::shared_ptr<SDKConfiguration> configuration_;
   std::shared_ptr<Repository> repository_;
   std::shared_ptr<RUMCore> core_;

@@ -365,6 +365,23 @@ std::string ReplayPage::summary(const Json& event) {
   if (type == "scroll" && data.is_array()) {
     return std::to_string(data.size()) + " scroll record" + (data.size() == 1 ? "" : "s");
   }
+  if (type == "form-meta") {
+    std::string line = "form \"" + text(data, "h") + "\":";
+    const Json fields = data.is_object() ? data.value("e", Json::array()) : Json::array();
+    for (const Json& field : fields) line += " " + text(field, "t") + " " + text(field, "s") + ",";
+    if (!fields.empty()) line.pop_back();
+    return line;
+  }
+  if (type == "form-view") {
+    return "form \"" + text(data, "h") + "\" " + (integer(data, "er") == 1 ? "failed" : "submitted");
+  }
+  if (type == "field-view") {
+    if (integer(data, "er") == 1) return "field " + text(data, "s") + " in error: " + text(data, "erStr");
+    std::string line = "field " + text(data, "s");
+    if (integer(data, "co") == 1) line += " completed";
+    if (integer(data, "ch") == 1) line += " changed";
+    return line + ", " + text(data, "ti") + " ms interacting";
+  }
   if (type == "goal") return "goal \"" + text(data, "conid") + "\" " + text(data, "conv") + " " + text(data, "conc");
   if (type == "dimension") return "dimension " + text(data, "name") + " = " + text(data, "value");
   if (type == "network") {

@@ -12,5 +12,10 @@ inline constexpr const char* kDeviceOrientationDidChangeNotification = "DeviceOr
 // Posted by text fields and text views with themselves as object, on each edit by the user.
 inline constexpr const char* kTextFieldTextDidChangeNotification = "TextFieldTextDidChangeNotification";
 inline constexpr const char* kTextViewTextDidChangeNotification = "TextViewTextDidChangeNotification";
+// Posted with the control as object when it takes the focus and when it gives it up.
+inline constexpr const char* kTextFieldTextDidBeginEditingNotification = "TextFieldTextDidBeginEditingNotification";
+inline constexpr const char* kTextFieldTextDidEndEditingNotification = "TextFieldTextDidEndEditingNotification";
+inline constexpr const char* kTextViewTextDidBeginEditingNotification = "TextViewTextDidBeginEditingNotification";
+inline constexpr const char* kTextViewTextDidEndEditingNotification = "TextViewTextDidEndEditingNotification";
 
 }  // namespace obx::platform

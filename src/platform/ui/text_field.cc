@@ -16,6 +16,7 @@ bool TextField::becomeFirstResponder() {
   if (editing_ || !isEnabled()) return false;
   editing_ = true;
   sendActionsForControlEvents(kControlEventEditingDidBegin);
+  Application::shared()->notificationCenter()->post(kTextFieldTextDidBeginEditingNotification, sharedAs<Object>());
   return true;
 }
 
@@ -23,6 +24,7 @@ bool TextField::resignFirstResponder() {
   if (!editing_) return false;
   editing_ = false;
   sendActionsForControlEvents(kControlEventEditingDidEnd);
+  Application::shared()->notificationCenter()->post(kTextFieldTextDidEndEditingNotification, sharedAs<Object>());
   return true;
 }
 

@@ -30,7 +30,8 @@ class TextField : public Control {
   }
   bool isEditing() const { return editing_; }
 
-  // Focus moves to the field (editing did begin) or away from it (editing did end).
+  // Focus moves to the field (editing did begin) or away from it (editing did end); each sends its
+  // actions and posts its notification.
   bool becomeFirstResponder();
   bool resignFirstResponder();
   void insertText(const std::string& text);

@@ -1,5 +1,6 @@
 // TextView: a scrollable multi-line text, editable unless told otherwise. `insertText` stands for
-// the user's typing and posts the text-change notification. Main queue only.
+// the user's typing and posts the text-change notification; the focus moving in and out posts the
+// begin- and end-editing notifications. Main queue only.
 #pragma once
 
 #include <string>
@@ -25,9 +26,32 @@ class TextView : public ScrollView {
   }
   bool isEditable() const { return editable_; }
   void setEditable(bool editable) { editable_ = editable; }
+  bool isEditing() const { return editing_; }
+  bool becomeFirstResponder() {
+    if (editing_ || !editable_) return false;
+    editing_ = true;
+    Application::shared()->notificationCenter()->post(kTextViewTextDidBeginEditingNotification, sharedAs<Object>());
+    return true;
+  }
+  bool resignFirstResponder() {
+    if (!editing_) return false;
+    editing_ = false;
+    Application::shared()->notificationCenter()->post(kTextViewTextDidEndEditingNotification, sharedAs<Object>());
+    return true;
+  }
   void insertText(const std::string& text) {
     if (!editable_) return;
     setText(text_ + text);
+    Application::shared()->notificationCenter()->post(kTextViewTextDidChangeNotification, sharedAs<Object>());
+  }
+  // Removes the last character, as the delete key does.
+  void deleteBackward() {
+    if (!editable_ || text_.empty()) return;
+    std::string text = text_;
+    std::size_t cut = text.size() - 1;
+    while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+    text.erase(cut);
+    setText(std::move(text));
     Application::shared()->notificationCenter()->post(kTextViewTextDidChangeNotification, sharedAs<Object>());
   }
 
@@ -47,6 +71,7 @@ class TextView : public ScrollView {
  private:
   std::string text_;
   bool editable_ = true;
+  bool editing_ = false;
 };
 
 }  // namespace obx::platform
