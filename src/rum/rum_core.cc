@@ -409,9 +409,9 @@ void RUMCore::applicationWillCrash() {
     }
   }
   writeCrashEvent(EventType::applicationEnd, std::string(), batch);
-  // Held back on a discarded screen, as the ordinary write is.
+  // Through the ordinary, queued write: held back on a discarded screen.
   if (auto weighted = samplingHandle_->weightedSampling(); weighted && !state->discarded) {
-    writeCrashEvent(EventType::weightedSampling, *weighted, batch);
+    dataController_->saveEvent(EventType::weightedSampling, now(), *weighted, batch);
   }
   writeCrashEvent(EventType::batchEnd, std::string(), batch);
 }

@@ -3,9 +3,12 @@
 // that the stack of a report names the functions below.
 //
 //   obx-crash-child <exception|segv|abort|bus> <sandbox> <collector URL> [options]
+//   obx-crash-child upload <sandbox> <collector URL>: the next run, which sends the spool and exits 0
+//     (1 when something is left after 30 seconds)
 //     --before-batch    crash once the crash feature is registered, before any screen
 //     --disabled        crashReporterEnabled false
 //     --host-handler    install the host's own handlers first; they write <sandbox>/host-handler
+//     --host-handler-after  the same handlers, installed after the SDK; they end the process with 5
 //     --installed-file  write <sandbox>/installed: "1" when a signal handler is in place at the crash
 //
 // Exit 3 when the SDK never got ready; otherwise the process ends by the crash.
@@ -38,6 +41,7 @@ namespace {
 class CrashingScreen : public obx::platform::ViewController {};
 
 std::string gHostMarker;
+bool gExitAfterMarker = false;
 
 // Writes with write(2) only: it runs inside a signal handler.
 void writeHostMarker(const char* text) {
@@ -52,6 +56,7 @@ void hostSignalHandler(int signal, siginfo_t* info, void*) {
   char line[64];
   std::snprintf(line, sizeof(line), "signal %d %d\n", signal, info ? info->si_signo : -1);
   writeHostMarker(line);
+  if (gExitAfterMarker) ::_exit(5);
 }
 
 void hostTerminateHandler() {
@@ -114,12 +119,13 @@ int main(int argc, char** argv) {
   const std::string kind = argv[1];
   const std::filesystem::path root = argv[2];
   const std::string url = argv[3];
-  bool beforeBatch = false, disabled = false, hostHandler = false, installedFile = false;
+  bool beforeBatch = false, disabled = false, hostHandler = false, hostHandlerAfter = false, installedFile = false;
   for (int index = 4; index < argc; ++index) {
     std::string option = argv[index];
     beforeBatch |= option == "--before-batch";
     disabled |= option == "--disabled";
     hostHandler |= option == "--host-handler";
+    hostHandlerAfter |= option == "--host-handler-after";
     installedFile |= option == "--installed-file";
   }
   gHostMarker = (root / "host-handler").string();
@@ -142,6 +148,17 @@ int main(int argc, char** argv) {
     return scheduler->runMainLoop(done, seconds);
   };
 
+  if (kind == "upload") {
+    const auto spool = platform::applicationSupportDirectory() / "obx.ombrix";
+    auto spoolEmpty = [&] {
+      std::error_code error;
+      for (const auto& entry : std::filesystem::directory_iterator(spool, error)) {
+        if (entry.is_directory() && entry.path().filename().string().find('_') != std::string::npos) return false;
+      }
+      return true;
+    };
+    return pumpUntil(spoolEmpty, 30.0) ? 0 : 1;
+  }
   const bool ready = pumpUntil([&] { return disabled || core->feature(FeatureKey::kCrashReport) != nullptr; }, 20.0);
   if (!ready) return 3;
   std::shared_ptr<platform::Window> window;
@@ -163,6 +180,10 @@ int main(int argc, char** argv) {
     scheduler->runMainLoop([] { return false; }, 1.0);
   } else {
     scheduler->runMainLoop([] { return false; }, 0.5);
+  }
+  if (hostHandlerAfter) {
+    gExitAfterMarker = true;
+    installHostHandlers();
   }
   if (installedFile) std::ofstream(root / "installed") << (signalHandlerInstalled() ? "1" : "0");
 

@@ -166,6 +166,18 @@ TEST_F(CrashEndToEndTest, HostsEarlierHandlersAreStillCalled) {
   EXPECT_EQ(receivedCrashes().size(), 4u);
 }
 
+// A signal handler the host installs after the SDK replaces the SDK's: the host's runs, the SDK
+// writes no crash and the screen leaves without its end.
+TEST_F(CrashEndToEndTest, HostHandlerInstalledAfterTheSDKIsNotAffected) {
+  startCollector();
+  const ChildExit exit = runChild("segv", {"--host-handler-after"});
+  EXPECT_FALSE(exit.signaled);
+  EXPECT_EQ(exit.code, 5);
+  EXPECT_EQ(readFile(root_ / "host-handler"), "signal 11 11\n");
+  uploadWithNextRun();
+  EXPECT_TRUE(receivedCrashes().empty());
+}
+
 // A crash before the first batch writes nothing: the hooks ran (SIGKILL), the spool holds no batch.
 TEST_F(CrashEndToEndTest, CrashBeforeTheFirstBatchWritesNothing) {
   startCollector();
