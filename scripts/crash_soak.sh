@@ -42,6 +42,7 @@ printf '%-10s %6s %9s %9s %9s\n' kind runs due arrived failed
 status=0
 for kind in exception segv abort bus; do
   data="$work/collector-$kind"
+  : > "$work/collector-$kind.out"
   "$collector" --account acc --port 0 --data "$data" > "$work/collector-$kind.out" 2>/dev/null &
   collector_pid=$!
   url=""
@@ -59,7 +60,7 @@ for kind in exception segv abort bus; do
     sandbox="$work/$kind-$run"
     mkdir -p "$sandbox"
     # In a subshell of its own, so that the shell's note of the child's death stays out of the table.
-    ( "$child" "$kind" "$sandbox" "$url" > "$sandbox/crash.log" 2>&1 ) 2>/dev/null || true
+    ( "$child" "$kind" "$sandbox" "$url" > "$sandbox/crash.log" 2>&1 || true ) 2>/dev/null
     "$child" upload "$sandbox" "$url" > "$sandbox/upload.log" 2>&1 || failed=$((failed + 1))
     rm -rf "$sandbox"
   done
