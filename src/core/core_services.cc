@@ -6,6 +6,7 @@
 #include "base/logger.h"
 #include "core/configuration_api.h"
 #include "core/core.h"
+#include "crash/cr_feature.h"
 #include "lifecycle/app_life_cycle.h"
 #include "lifecycle/batch_coordinator.h"
 #include "lifecycle/device_performance.h"
@@ -61,6 +62,14 @@ void Core::registerFeatureBuilders() {
                                   std::move(dataController), scheduler);
     if (!core) return nullptr;
     return std::make_shared<NetworkFeature>(std::move(core));
+  });
+  setFeatureBuilder(FeatureKey::kCrashReport, [weakScheduler](const CommonDependencies& d,
+                                                              std::shared_ptr<DataController> dataController)
+                                                  -> std::shared_ptr<Feature> {
+    auto scheduler = weakScheduler.lock();
+    if (!scheduler) return nullptr;
+    return CRFeature::make(CRDependencies{d.screenDetector, d.batchCoordinator}, std::move(dataController),
+                           scheduler);
   });
   setFeatureBuilder(FeatureKey::kSVR, [weakScheduler](const CommonDependencies& d,
                                                       std::shared_ptr<DataController> dataController)

@@ -223,6 +223,7 @@ void RUMCore::batchDetected(const std::optional<BatchContext>& batch, const std:
     }
     writeEvent(EventType::batchEnd, std::string(), batchContext_);
     batchContext_ = batch;
+    publishCrashState();
     if (auto session = dependencies_.sessions ? dependencies_.sessions->sessionContext() : std::nullopt) {
       writeEvent(EventType::session, Session{session->sessionID, session->leadID}, batchContext_);
     }
@@ -239,9 +240,11 @@ void RUMCore::batchDetected(const std::optional<BatchContext>& batch, const std:
   if (batch && (listHolds(common.disableScreenTracking, batch->viewContext.name) || batch->viewContext.discardTracking)) {
     currentScreenDiscarded_ = true;
     viewContext_.reset();
+    publishCrashState();
     return;
   }
   currentScreenDiscarded_ = false;
+  publishCrashState();
   if (!viewContext_) {
     placeholderStep();
     return;
@@ -366,6 +369,7 @@ void RUMCore::appStateChanged(AppStateCycle state) {
   timeInBackground_ = now();
   viewContext_.reset();
   batchContext_.reset();
+  publishCrashState();
   if (dependencies_.metrics) dependencies_.metrics->incrementAppLaunchesSessions();
 }
 
@@ -414,24 +418,32 @@ void RUMCore::trackedEventArrived(const std::optional<TrackedEvent>& event) {
 
 void RUMCore::crashed(const Crash&) { applicationWillCrash(); }
 
+void RUMCore::publishCrashState() {
+  crashState_.publish(CrashState{batchContext_, currentScreenDiscarded_, isFlutter()});
+}
+
 void RUMCore::applicationWillCrash() {
   if (crashScreenStoped_.exchange(true)) return;
-  writeCrashEvent(EventType::samplingStatus, samplingHandle_->sampling());
-  if (!isFlutter()) {
+  // The crashing thread reads the batch as rumQueue last published it, never rumQueue's fields.
+  const CrashState* state = crashState_.read();
+  if (!state || !state->batch) return;
+  const BatchContext& batch = *state->batch;
+  writeCrashEvent(EventType::samplingStatus, samplingHandle_->sampling(), batch);
+  if (!state->flutter) {
     if (scrollHandle_) {
       auto scrolls = scrollHandle_->takeScrolls();
-      if (!scrolls.empty()) writeCrashEvent(EventType::scroll, scrolls);
+      if (!scrolls.empty()) writeCrashEvent(EventType::scroll, scrolls, batch);
     }
     if (formHandle_) {
-      for (const TrackedEvent& event : formHandle_->takeFormEvents()) writeCrashEvent(event.eventType, event.data);
+      for (const TrackedEvent& event : formHandle_->takeFormEvents()) writeCrashEvent(event.eventType, event.data, batch);
     }
   }
-  writeCrashEvent(EventType::applicationEnd, std::string());
-  // Through the ordinary write: held back on a discarded screen.
-  if (auto weighted = samplingHandle_->weightedSampling()) {
-    writeEvent(EventType::weightedSampling, *weighted, batchContext_);
+  writeCrashEvent(EventType::applicationEnd, std::string(), batch);
+  // Through the ordinary, queued write: held back on a discarded screen.
+  if (auto weighted = samplingHandle_->weightedSampling(); weighted && !state->discarded) {
+    dataController_->saveEvent(EventType::weightedSampling, now(), *weighted, batch);
   }
-  writeCrashEvent(EventType::batchEnd, std::string());
+  writeCrashEvent(EventType::batchEnd, std::string(), batch);
 }
 
 // MARK: - Writing
@@ -444,9 +456,8 @@ void RUMCore::writeEvent(EventType type, const T& payload, const std::optional<B
 }
 
 template <typename T>
-void RUMCore::writeCrashEvent(EventType type, const T& payload) {
-  if (!batchContext_) return;
-  dataController_->saveEventNow(type, now(), payload, *batchContext_);
+void RUMCore::writeCrashEvent(EventType type, const T& payload, const BatchContext& batch) {
+  dataController_->saveEventNow(type, now(), payload, batch);
 }
 
 void RUMCore::setDelegateIfAbsent(std::shared_ptr<OBXDelegate> delegate) {

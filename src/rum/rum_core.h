@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "base/observer_value.h"
+#include "base/published_snapshot.h"
 #include "base/read_write_lock.h"
 #include "config/sdk_configuration.h"
 #include "lifecycle/app_state_cycle.h"
@@ -121,7 +122,9 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   template <typename T>
   void writeEvent(EventType type, const T& payload, const std::optional<BatchContext>& batch, bool force = false);
   template <typename T>
-  void writeCrashEvent(EventType type, const T& payload);
+  void writeCrashEvent(EventType type, const T& payload, const BatchContext& batch);
+  // Hands the crash path what it reads of rumQueue's state; called on rumQueue after each change.
+  void publishCrashState();
 
   bool isFlutter() const;
   platform::Date now() const;
@@ -152,6 +155,13 @@ class RUMCore final : public CrashCoordinatorDelegate, public std::enable_shared
   std::shared_ptr<RUMWebViewSampling> webViewSampling_;
   std::optional<platform::Date> timeInBackground_;
   std::atomic<bool> crashScreenStoped_{false};
+  // What the crashing thread reads, published by rumQueue: it takes no lock and allocates nothing.
+  struct CrashState {
+    std::optional<BatchContext> batch;
+    bool discarded = false;
+    bool flutter = false;
+  };
+  PublishedSnapshot<CrashState> crashState_;
   bool currentScreenDiscarded_ = false;
   std::optional<ImageEvent> currentPlaceholder_;
   ReadWriteLock<std::vector<TrackedEvent>> trackedEventsToSend_;
