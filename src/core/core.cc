@@ -45,13 +45,16 @@ void Core::resetShared(std::shared_ptr<Core> core) {
 }
 
 std::shared_ptr<Core> Core::make(std::shared_ptr<platform::Scheduler> scheduler,
-                                 ReachabilityFactory reachabilityFactory) {
-  return std::make_shared<Core>(std::move(scheduler), std::move(reachabilityFactory));
+                                 ReachabilityFactory reachabilityFactory,
+                                 std::shared_ptr<platform::ProcessInfo> processInfo) {
+  return std::make_shared<Core>(std::move(scheduler), std::move(reachabilityFactory), std::move(processInfo));
 }
 
-Core::Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory reachabilityFactory)
+Core::Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory reachabilityFactory,
+           std::shared_ptr<platform::ProcessInfo> processInfo)
     : scheduler_(std::move(scheduler)),
       reachabilityFactory_(std::move(reachabilityFactory)),
+      processInfo_(processInfo ? std::move(processInfo) : platform::ProcessInfo::processInfo()),
       queue_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write")),
       queueConfiguration_(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.core-configuration")) {
   registerSDKBundleVersion();

@@ -22,6 +22,7 @@
 #include "obx/configuration.h"
 #include "obx/delegate.h"
 #include "platform/dispatch/dispatch_queue.h"
+#include "platform/process/process_info.h"
 
 namespace obx {
 
@@ -53,10 +54,14 @@ class Core : public std::enable_shared_from_this<Core> {
   using ReachabilityFactory =
       std::function<std::shared_ptr<platform::Reachability>(std::shared_ptr<platform::Scheduler>)>;
 
+  // `processInfo` is what the device performance monitor measures; null means the process's own.
+  // Tests on virtual time give a steady one, since the real figures follow the wall clock.
   static std::shared_ptr<Core> make(std::shared_ptr<platform::Scheduler> scheduler,
-                                    ReachabilityFactory reachabilityFactory = {});
+                                    ReachabilityFactory reachabilityFactory = {},
+                                    std::shared_ptr<platform::ProcessInfo> processInfo = nullptr);
 
-  explicit Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory reachabilityFactory = {});
+  explicit Core(std::shared_ptr<platform::Scheduler> scheduler, ReachabilityFactory reachabilityFactory = {},
+                std::shared_ptr<platform::ProcessInfo> processInfo = nullptr);
   // The monitor over the machine's network interfaces, notifying on the main queue.
   static std::shared_ptr<platform::Reachability> defaultReachability(std::shared_ptr<platform::Scheduler> scheduler);
   ~Core();
@@ -153,6 +158,7 @@ class Core : public std::enable_shared_from_this<Core> {
 
   std::shared_ptr<platform::Scheduler> scheduler_;
   ReachabilityFactory reachabilityFactory_;
+  std::shared_ptr<platform::ProcessInfo> processInfo_;
   ReadWriteLock<std::map<std::string, std::shared_ptr<Feature>>> features_;
   ReadWriteLock<std::optional<CommonDependencies>> commonDependencies_;
   ReadWriteLock<std::shared_ptr<SDKConfiguration>> configuration_;

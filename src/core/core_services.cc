@@ -157,7 +157,7 @@ std::optional<CommonDependencies> Core::buildCommonDependencies() {
 
   auto measures = std::make_shared<Notifier<std::optional<DeviceMeasure>>>(scheduler_, std::nullopt,
                                                                            "Optional<DeviceMeasure>");
-  dependencies.devicePerformance = DevicePerformance::make(scheduler_, platform::ProcessInfo::processInfo(),
+  dependencies.devicePerformance = DevicePerformance::make(scheduler_, processInfo_,
                                                            application->device(), configuration, measures);
 
   auto viewStates =
@@ -213,8 +213,7 @@ std::shared_ptr<DataController> Core::buildDataController() {
   auto dependencies = commonDependencies_.get();
   std::shared_ptr<const MemoryFootprintProviding> footprint;
   if (dependencies) footprint = memoryFootprint(*dependencies);
-  double physicalMiB =
-      static_cast<double>(platform::ProcessInfo::processInfo()->physicalMemory()) / (1024.0 * 1024.0);
+  double physicalMiB = static_cast<double>(processInfo_->physicalMemory()) / (1024.0 * 1024.0);
   try {
     auto repository = std::make_shared<Repository>(configuration, storage, footprint, physicalMiB, scheduler_);
     return std::make_shared<DataController>(repository);

@@ -77,7 +77,8 @@ SVRCore::SVRCore(Token, SVRDependencies dependencies, std::shared_ptr<DataContro
 void SVRCore::start() {
   if (configuration_->common().sessionReplayEnabled) {
     std::weak_ptr<SVRImagePublisher> publisher = std::static_pointer_cast<SVRImagePublisher>(shared_from_this());
-    trackingImages_ = SVRTracking::make(configuration_, scheduler_, publisher, nullptr, imagePlaceholderBuilder_);
+    trackingImages_ = SVRTracking::make(configuration_, scheduler_, publisher, nullptr, imagePlaceholderBuilder_,
+                                         ScreenRecorders::byMode);
   }
   if (auto appCycle = dependencies_.appCycle) appCycle->add(appStateCycleObserver());
   // SVRConfiguration subscribed itself at construction.

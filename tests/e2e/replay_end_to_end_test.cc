@@ -59,7 +59,9 @@ TEST_F(ReplayUploadEndToEndTest, RecordedScreenArrivesWithItsFrames) {
   }
   ASSERT_NE(images, nullptr);
   const Json& frames = images->at("d");
-  ASSERT_EQ(frames.size(), 3u) << frames.dump();
+  // The configured mode is automatic and nothing on the screen is masked: it is recorded as a
+  // screenshot, whose opening takes one image more than a wireframe's three.
+  ASSERT_EQ(frames.size(), 4u) << frames.dump();
   std::int64_t total = 0;
   for (std::size_t i = 0; i < frames.size(); ++i) {
     SCOPED_TRACE(frames[i].dump());
@@ -81,7 +83,7 @@ TEST_F(ReplayUploadEndToEndTest, RecordedScreenArrivesWithItsFrames) {
   EXPECT_LE(total, images->at("o").get<std::int64_t>());
   EXPECT_GT(total, images->at("o").get<std::int64_t>() - 300) << "the first frame is taken at the screen's start";
 
-  ASSERT_EQ(home->images.size(), 3u);
+  ASSERT_EQ(home->images.size(), frames.size());
   for (const auto& [index, bytes] : home->images) {
     SCOPED_TRACE(index);
     auto bitmap = platform::decodeJPEG(bytes);

@@ -139,27 +139,31 @@ TEST(BatchCoordinatorRace, NoCycleOutlivesAStop) {
   auto coordinator = BatchCoordinator::make(
       scheduler, fake, sdkConfiguration, fake,
       std::make_shared<Notifier<std::optional<BatchContext>>>(scheduler, std::nullopt, "BatchContext"));
-  std::mutex mutex;
-  std::vector<std::string> published;
+  // Shared with the observer, which a worker may still be running when the test returns.
+  struct Published {
+    std::mutex mutex;
+    std::vector<std::string> screens;
+  };
+  auto record = std::make_shared<Published>();
   coordinator->add(BatchObserverValue::make(platform::DispatchQueue::makeSerial(scheduler, "test.batches"),
-                                            [&](const std::optional<BatchContext>& batch, const auto&) {
-                                              std::lock_guard lock(mutex);
-                                              published.push_back(batch ? batch->viewContext.screenID : "-");
+                                            [record](const std::optional<BatchContext>& batch, const auto&) {
+                                              std::lock_guard lock(record->mutex);
+                                              record->screens.push_back(batch ? batch->viewContext.screenID : "-");
                                             }));
   auto count = [&] {
-    std::lock_guard lock(mutex);
-    return published.size();
+    std::lock_guard lock(record->mutex);
+    return record->screens.size();
   };
   auto last = [&] {
-    std::lock_guard lock(mutex);
-    return published.empty() ? std::string() : published.back();
+    std::lock_guard lock(record->mutex);
+    return record->screens.empty() ? std::string() : record->screens.back();
   };
 
   constexpr int kRounds = 2000;
   const std::string lastScreen = "S" + std::to_string(kRounds - 1);
   auto sawLastScreen = [&] {
-    std::lock_guard lock(mutex);
-    return std::find(published.begin(), published.end(), lastScreen) != published.end();
+    std::lock_guard lock(record->mutex);
+    return std::find(record->screens.begin(), record->screens.end(), lastScreen) != record->screens.end();
   };
   std::atomic<int> finished{0};
   platform::DispatchQueue::makeSerial(scheduler, "test.screens")->async([&] {

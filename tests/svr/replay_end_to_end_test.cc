@@ -18,6 +18,7 @@
 #include "platform/ui/application.h"
 #include "platform/ui/label.h"
 #include "platform/ui/navigation_controller.h"
+#include "platform/ui/text_field.h"
 #include "platform/ui/window.h"
 #include "session/crash_coordinator.h"
 #include "session/image_placeholder_builder.h"
@@ -29,6 +30,7 @@
 #include "svr/svr_feature.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/steady_process_info.h"
 
 namespace obx {
 namespace {
@@ -70,11 +72,14 @@ class ReplayEndToEndTest : public ::testing::Test {
   void SetUp() override {
     platform::setDefaultScheduler(scheduler_);
     platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
-    core_ = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
-      auto reachability = std::make_shared<testing::FakeReachability>();
-      reachability->set(platform::Reachability::Connection::wifi);
-      return reachability;
-    });
+    core_ = Core::make(
+        scheduler_,
+        [](std::shared_ptr<platform::Scheduler>) {
+          auto reachability = std::make_shared<testing::FakeReachability>();
+          reachability->set(platform::Reachability::Connection::wifi);
+          return reachability;
+        },
+        std::make_shared<testing::SteadyProcessInfo>());
   }
 
   void TearDown() override {
@@ -84,9 +89,12 @@ class ReplayEndToEndTest : public ::testing::Test {
   }
 
   // Starts the SDK; `document` plays the live configuration's answer (no request goes out).
-  void start(const std::string& document = "{}", bool sessionReplayEnabled = true) {
+  // The mode is the wireframe unless a test asks for another.
+  void start(const std::string& document = "{}", bool sessionReplayEnabled = true,
+             SessionReplayMode mode = SessionReplayMode::loFi) {
     Configuration configuration("acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false);
     configuration.sessionReplayEnabled = sessionReplayEnabled;
+    configuration.sessionReplayMode = mode;
     configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
     core_->initialize(configuration, Platform::native());
     scheduler_->runUntilIdle();
@@ -325,6 +333,28 @@ TEST_F(ReplayEndToEndTest, ModeChoiceAndLoFiAfterADiscardedScreen) {
   auto cart = batchesOf("Cart");
   ASSERT_EQ(cart.size(), 1u);
   EXPECT_EQ(cart[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
+}
+
+// Under the automatic mode a screen with nothing to mask is recorded as a screenshot, which opens
+// with one image more than a wireframe; a screen holding an input, which the default masks block,
+// is handed to the wireframe recorder.
+TEST_F(ReplayEndToEndTest, AutomaticModeRecordsScreenshotsUntilSomethingIsMasked) {
+  start("{}", true, SessionReplayMode::automatic);
+  show("Home");
+  scheduler_->advance(3.0);
+  auto home = batchesOf("Home");
+  ASSERT_FALSE(home.empty());
+  EXPECT_EQ(home[0].imageFileIndexes(), (std::vector<std::int64_t>{0, 1, 2, 3}));
+
+  auto form = show("Form");
+  auto field = std::make_shared<platform::TextField>(platform::Rect::make(20, 300, 300, 40));
+  field->setText("4111 1111 1111 1111");
+  form->view()->addSubview(field);
+  scheduler_->advance(3.0);
+  EXPECT_EQ(svr()->trackingImages()->sessionReplayMode(), SessionReplayMode::loFi);
+  auto images = batchesOf("Form");
+  ASSERT_FALSE(images.empty());
+  EXPECT_FALSE(images[0].images.empty());
 }
 
 // An image that arrives after its screen was left is stored in its own batch, and leaves the index
