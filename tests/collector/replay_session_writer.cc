@@ -50,22 +50,22 @@ constexpr const char* kLeadID = "0D2F2C1B5E554A8C9C553A8B1F0C7E2142";
 // Two markers far apart, so that the test finds where the frame is and its scale on the page.
 const Rect kMarkers[] = {Rect::make(300, 40, 64, 64), Rect::make(20, 760, 64, 64)};
 
-struct FrameSpec {
+struct FramePlan {
   std::int64_t offset;
   int red, green, blue;  // the marker's colour on this frame, 0 to 255
 };
 
-struct TouchSpec {
+struct TouchPlan {
   std::int64_t offset;
   const char* type;
   std::int64_t x, y;
 };
 
-struct ScreenSpec {
+struct ScreenPlan {
   std::string name;
   std::string cScreenID;
-  std::vector<FrameSpec> frames;
-  std::vector<TouchSpec> touches;
+  std::vector<FramePlan> frames;
+  std::vector<TouchPlan> touches;
   std::int64_t batchEnd;
 };
 
@@ -90,13 +90,13 @@ std::shared_ptr<obx::platform::TextField> field(Rect frame, const std::string& t
 
 Json rectJSON(Rect rect) { return Json::array({rect.minX(), rect.minY(), rect.size.width, rect.size.height}); }
 
-// Puts the screen's views in the window and records one frame per spec, the marker recoloured each
-// time. Returns the masked rectangles of the screen.
+// Puts the screen's views in the window and records each frame of the plan, the marker recoloured
+// each time. Returns the masked rectangles of the screen.
 std::vector<Rect> buildScreen(std::size_t number, obx::platform::Window& window, obx::ScreenRecordingLOFIMode& recorder,
                               obx::platform::ManualScheduler& scheduler, const obx::Common& common,
-                              const ScreenSpec& spec) {
+                              const ScreenPlan& plan) {
   for (auto view : std::vector<std::shared_ptr<obx::platform::View>>(window.subviews())) view->removeFromSuperview();
-  window.addSubview(std::make_shared<obx::platform::Label>(Rect::make(24, 56, 260, 40), spec.name));
+  window.addSubview(std::make_shared<obx::platform::Label>(Rect::make(24, 56, 260, 40), plan.name));
   std::vector<Rect> masked;
   if (number == 0) {
     masked = {Rect::make(24, 200, 342, 44), Rect::make(24, 280, 342, 44)};
@@ -114,13 +114,13 @@ std::vector<Rect> buildScreen(std::size_t number, obx::platform::Window& window,
     window.addSubview(markers.back());
   }
 
-  obx::ViewContext screen{spec.cScreenID, 0, spec.name, {kWidth, kHeight}};
-  recorder.setBatchContext(obx::BatchContext{spec.cScreenID + "_20250301101500", screen});
+  obx::ViewContext screen{plan.cScreenID, 0, plan.name, {kWidth, kHeight}};
+  recorder.setBatchContext(obx::BatchContext{plan.cScreenID + "_20250301101500", screen});
   recorder.setImagesTaken(0);
   // A screen without masks of its own gets the configuration's, as the replay core starts it.
   recorder.setConfigurationMask(common.maskingAutomatic);
-  for (std::size_t i = 0; i < spec.frames.size(); ++i) {
-    const FrameSpec& frame = spec.frames[i];
+  for (std::size_t i = 0; i < plan.frames.size(); ++i) {
+    const FramePlan& frame = plan.frames[i];
     for (auto& marker : markers) {
       marker->setBackgroundColor(obx::platform::Color{frame.red / 255.0, frame.green / 255.0, frame.blue / 255.0, 1});
     }
@@ -193,7 +193,7 @@ int main(int argc, char** argv) {
   auto sdkConfiguration = std::make_shared<obx::SDKConfiguration>(sdk, obx::Platform::native(), scheduler);
   obx::UploadParser parser(std::make_shared<obx::UploaderConfiguration>(sdkConfiguration), root / ".spool", scheduler);
 
-  const std::vector<ScreenSpec> specs = {
+  const std::vector<ScreenPlan> plans = {
       {"Sign in", "5f4dcc3b5aa765d61d8327deb882cf99",
        {{0, 30, 170, 60}, {400, 245, 150, 20}, {900, 20, 160, 170}},
        {{1000, "tB", 195, 600}, {1100, "tE", 195, 600}},
@@ -214,18 +214,18 @@ int main(int argc, char** argv) {
   manifest["screens"] = Json::array();
   std::string sessionID;
 
-  for (std::size_t n = 0; n < specs.size(); ++n) {
-    const ScreenSpec& spec = specs[n];
+  for (std::size_t n = 0; n < plans.size(); ++n) {
+    const ScreenPlan& plan = plans[n];
     publisher->images.clear();
-    const std::vector<Rect> masked = buildScreen(n, *window, *recorder, *scheduler, common, spec);
-    if (publisher->images.size() != spec.frames.size()) {
+    const std::vector<Rect> masked = buildScreen(n, *window, *recorder, *scheduler, common, plan);
+    if (publisher->images.size() != plan.frames.size()) {
       std::fprintf(stderr, "obx_replay_session_writer: %zu frames drawn for %zu asked on \"%s\"\n",
-                   publisher->images.size(), spec.frames.size(), spec.name.c_str());
+                   publisher->images.size(), plan.frames.size(), plan.name.c_str());
       return 1;
     }
 
     obx::ScreenToSend screen;
-    screen.id = spec.cScreenID + "_20250301101500";
+    screen.id = plan.cScreenID + "_20250301101500";
     screen.batchesName = {screen.id};
     obx::AppMiscellaneous app;
     app.appLaunches = 1;
@@ -239,29 +239,29 @@ int main(int argc, char** argv) {
     app.screenSize = "390x844";
     screen.events = {
         event("session", 0, {{"sessionID", kRawSessionID}, {"leadID", kLeadID}}),
-        event("batch", 0, {{"cScreenID", spec.cScreenID}, {"startTime", 1740824100.0 + 10.0 * n}}),
-        event("screen", 0, {{"sN", spec.name}, {"sI", n + 1}, {"sT", 0}, {"o", "portrait"}}),
+        event("batch", 0, {{"cScreenID", plan.cScreenID}, {"startTime", 1740824100.0 + 10.0 * n}}),
+        event("screen", 0, {{"sN", plan.name}, {"sI", n + 1}, {"sT", 0}, {"o", "portrait"}}),
         event("aM", 1, Json(app)),
     };
     std::vector<obx::Image> images;
-    for (std::size_t i = 0; i < spec.frames.size(); ++i) {
+    for (std::size_t i = 0; i < plan.frames.size(); ++i) {
       const auto& bytes = publisher->images[i].data;
-      const std::int64_t timestamp = 1740824100000 + 10000 * static_cast<std::int64_t>(n) + spec.frames[i].offset;
-      screen.events.push_back(event("image", spec.frames[i].offset,
+      const std::int64_t timestamp = 1740824100000 + 10000 * static_cast<std::int64_t>(n) + plan.frames[i].offset;
+      screen.events.push_back(event("image", plan.frames[i].offset,
                                     {{"index", i}, {"name", std::to_string(i)}, {"width", kWidth},
                                      {"height", kHeight}, {"timestamp", timestamp}}));
       images.push_back(obx::Image{static_cast<std::int64_t>(i), std::string(bytes.begin(), bytes.end()), timestamp});
     }
-    for (const TouchSpec& touch : spec.touches) {
+    for (const TouchPlan& touch : plan.touches) {
       screen.events.push_back(event(touch.type, touch.offset, Json::array({{{"x", touch.x}, {"y", touch.y}}})));
     }
-    screen.events.push_back(event("aE", spec.batchEnd - 5, ""));
-    screen.events.push_back(event("bE", spec.batchEnd, ""));
+    screen.events.push_back(event("aE", plan.batchEnd - 5, ""));
+    screen.events.push_back(event("bE", plan.batchEnd, ""));
     screen.images = std::move(images);
 
     auto upload = parser.parse(screen);
     if (!upload) {
-      std::fprintf(stderr, "obx_replay_session_writer: the upload parser refused \"%s\"\n", spec.name.c_str());
+      std::fprintf(stderr, "obx_replay_session_writer: the upload parser refused \"%s\"\n", plan.name.c_str());
       return 1;
     }
     obx::EventsRequest request;
@@ -277,7 +277,7 @@ int main(int argc, char** argv) {
     auto answer = client.Post(url.substr(collector.baseURL().size()).c_str(),
                               std::string(upload->zip.begin(), upload->zip.end()), "application/octet-stream");
     if (!answer || answer->status != 200) {
-      std::fprintf(stderr, "obx_replay_session_writer: the collector did not take \"%s\"\n", spec.name.c_str());
+      std::fprintf(stderr, "obx_replay_session_writer: the collector did not take \"%s\"\n", plan.name.c_str());
       return 1;
     }
     sessionID = upload->sessionID;
@@ -285,27 +285,27 @@ int main(int argc, char** argv) {
     const auto stored = collector.screens();
     const std::string folder = stored.back().folder.filename().string();
     Json frames = Json::array();
-    for (std::size_t i = 0; i < spec.frames.size(); ++i) {
-      const FrameSpec& frame = spec.frames[i];
+    for (std::size_t i = 0; i < plan.frames.size(); ++i) {
+      const FramePlan& frame = plan.frames[i];
       frames.push_back({{"src", folder + "/" + std::to_string(i) + ".jpg"},
                         {"offset", frame.offset},
                         {"marker", Json::array({frame.red, frame.green, frame.blue})}});
     }
     Json touches = Json::array();
-    for (const TouchSpec& touch : spec.touches) {
+    for (const TouchPlan& touch : plan.touches) {
       std::size_t shown = 0;
-      for (std::size_t i = 0; i < spec.frames.size(); ++i) {
-        if (spec.frames[i].offset <= touch.offset) shown = i;
+      for (std::size_t i = 0; i < plan.frames.size(); ++i) {
+        if (plan.frames[i].offset <= touch.offset) shown = i;
       }
       touches.push_back({{"o", touch.offset}, {"t", touch.type}, {"x", touch.x}, {"y", touch.y}, {"frame", shown}});
     }
     Json maskedJSON = Json::array();
     for (const Rect& rect : masked) maskedJSON.push_back(rectJSON(rect));
-    manifest["screens"].push_back({{"name", spec.name},
+    manifest["screens"].push_back({{"name", plan.name},
                                    {"frames", frames},
                                    {"touches", touches},
                                    {"masked", maskedJSON},
-                                   {"end", spec.batchEnd}});
+                                   {"end", plan.batchEnd}});
   }
   collector.stop();
   fs::remove_all(root / ".spool");
