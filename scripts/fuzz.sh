@@ -31,9 +31,12 @@ for target in "${targets[@]}"; do
   work="$build_dir/fuzz-work/$target"
   mkdir -p "$work/corpus"
   log="$work/log.txt"
+  # A target with no regression inputs yet has no folder for them.
+  seeds=("$PWD/fuzz/corpus/$target")
+  [ -d "fuzz/regressions/$target" ] && seeds+=("$PWD/fuzz/regressions/$target")
   set +e
   (cd "$work" && "$OLDPWD/$build_dir/fuzz/obx_${target}_fuzz" -max_total_time="$seconds" -rss_limit_mb=2048 \
-     -timeout=10 -print_final_stats=1 corpus "$OLDPWD/fuzz/corpus/$target" "$OLDPWD/fuzz/regressions/$target") \
+     -timeout=10 -print_final_stats=1 corpus "${seeds[@]}") \
      >"$log" 2>&1
   rc=$?
   set -e
@@ -42,7 +45,7 @@ for target in "${targets[@]}"; do
   if [ $rc -eq 0 ]; then
     result="no finding"
   else
-    result="FINDING (exit $rc): $(ls "$work"/crash-* "$work"/leak-* "$work"/timeout-* "$work"/oom-* 2>/dev/null | head -1); see $log"
+    result="FINDING (exit $rc): $( (ls "$work"/crash-* "$work"/leak-* "$work"/timeout-* "$work"/oom-* 2>/dev/null || true) | head -1); see $log"
     status=1
   fi
   printf '%-20s %12s %10s %s\n' "$target" "$runs" "$speed" "$result"
