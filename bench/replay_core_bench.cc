@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -67,11 +68,17 @@ double processCPUSeconds() {
          static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-double residentMiB() {
-  std::ifstream statm("/proc/self/statm");
-  long size = 0, resident = 0;
-  statm >> size >> resident;
-  return static_cast<double>(resident) * static_cast<double>(::sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+// Resident memory in MiB, from /proc/self/smaps_rollup (which walks the page tables, so unlike
+// the counters of /proc/self/status it is exact at once): "Rss" in all, "Anonymous" for the
+// process's own heap and stacks; the rest is pages of mapped files (libraries, fonts) that the
+// kernel can drop and that other processes share.
+double residentMiB(const std::string& field = "Rss") {
+  std::ifstream rollup("/proc/self/smaps_rollup");
+  std::string line;
+  while (std::getline(rollup, line)) {
+    if (line.rfind(field + ":", 0) == 0) return std::stod(line.substr(field.size() + 1)) / 1024.0;
+  }
+  return 0.0;
 }
 
 // The SDK started on a manual scheduler in a sandbox of its own, with a host window.
@@ -126,6 +133,10 @@ struct Host {
       const std::string name = entry.path().filename().string();
       if (!entry.is_directory() || name.find('_') == std::string::npos) continue;
       for (const auto& image : repository.images(name)) {
+        if (const char* dump = std::getenv("OBX_BENCH_IMAGES")) {
+          std::ofstream(fs::path(dump) / (name + "-" + std::to_string(count) + ".jpg"), std::ios::binary)
+              .write(reinterpret_cast<const char*>(image.data.data()), static_cast<std::streamsize>(image.data.size()));
+        }
         bytes += image.data.size();
         ++count;
       }
@@ -229,6 +240,7 @@ BENCHMARK(BM_ReplayBytesPerMinuteOfJourney)->Arg(3)->Iterations(1)->Unit(benchma
 void BM_ContinuousCapture6fps(benchmark::State& state) {
   const double seconds = static_cast<double>(state.range(0));
   double cpuShare = 0, added = 0, addedAfterOneMinute = 0, residentBefore = 0, startedSDK = 0, firstImage = 0;
+  double anonAdded = 0, anonFirstImage = 0, anonAfterOneMinute = 0, anonStart = 0;
   std::size_t images = 0;
   for (auto _ : state) {
     Host host;
@@ -244,9 +256,11 @@ void BM_ContinuousCapture6fps(benchmark::State& state) {
       shown->layer()->renderInContext(*context);
     }
     const double before = residentMiB();
+    const double anonBefore = residentMiB("Anonymous");
     residentBefore = before;
     host.start();
     startedSDK = residentMiB() - before;
+    anonStart = residentMiB("Anonymous") - anonBefore;
     auto screen = std::make_shared<DetailScreen>();
     obx::setObxScreenName(*screen, "Live");
     auto clock = std::make_shared<obx::platform::Label>(Rect::make(20, 120, 350, 40), "");
@@ -258,14 +272,17 @@ void BM_ContinuousCapture6fps(benchmark::State& state) {
     host.window->setRootViewController(obx::platform::NavigationController::make(screen));
     host.scheduler->runUntilIdle();
     firstImage = residentMiB() - before;
+    anonFirstImage = residentMiB("Anonymous") - anonBefore;
     host.run(5.0, [&](int frame) { clock->setText("Frame " + std::to_string(frame)); });
     const double cpuStart = processCPUSeconds();
     int frame = 0;
     host.run(60.0, [&](int) { clock->setText("Frame " + std::to_string(++frame)); });
     addedAfterOneMinute = residentMiB() - before;
+    anonAfterOneMinute = residentMiB("Anonymous") - anonBefore;
     host.run(seconds - 60.0, [&](int) { clock->setText("Frame " + std::to_string(++frame)); });
     cpuShare = (processCPUSeconds() - cpuStart) / seconds;
     added = residentMiB() - before;
+    anonAdded = residentMiB("Anonymous") - anonBefore;
     images = host.storedImages().second;
   }
   state.counters["cpu_share_of_one_core_pct"] = cpuShare * 100.0;
@@ -274,6 +291,10 @@ void BM_ContinuousCapture6fps(benchmark::State& state) {
   state.counters["resident_MiB_before"] = residentBefore;
   state.counters["memory_added_MiB_by_start_alone"] = startedSDK;
   state.counters["memory_added_MiB_at_first_image"] = firstImage;
+  state.counters["anonymous_MiB_added_by_start_alone"] = anonStart;
+  state.counters["anonymous_MiB_added_at_first_image"] = anonFirstImage;
+  state.counters["anonymous_MiB_added_after_1min"] = anonAfterOneMinute;
+  state.counters["anonymous_MiB_added_at_end"] = anonAdded;
   state.counters["images"] = static_cast<double>(images);
 }
 BENCHMARK(BM_ContinuousCapture6fps)->Arg(180)->Iterations(1)->Unit(benchmark::kSecond);

@@ -4,10 +4,13 @@
 
 namespace obx::platform {
 
-Bitmap::Bitmap(int width, int height, double scale, std::vector<std::uint32_t> pixels, BitmapKind kind)
+Bitmap::Bitmap(int width, int height, double scale, PixelStorage pixels, BitmapKind kind)
     : width_(width), height_(height), scale_(scale > 0 ? scale : 1.0), pixels_(std::move(pixels)), kind_(kind) {
   pixels_.resize(static_cast<std::size_t>(width_ > 0 ? width_ : 0) * static_cast<std::size_t>(height_ > 0 ? height_ : 0));
 }
+
+Bitmap::Bitmap(int width, int height, double scale, const std::vector<std::uint32_t>& pixels, BitmapKind kind)
+    : Bitmap(width, height, scale, PixelStorage(pixels.begin(), pixels.end()), kind) {}
 
 Pixel Bitmap::pixelAt(int x, int y) const {
   if (x < 0 || y < 0 || x >= width_ || y >= height_) return {};

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/graphics/page_memory.h"
 #include "platform/ui/geometry.h"
 
 namespace obx::platform {
@@ -26,7 +27,9 @@ struct Pixel {
 
 class Bitmap {
  public:
-  Bitmap(int width, int height, double scale, std::vector<std::uint32_t> pixels, BitmapKind kind = BitmapKind::image);
+  Bitmap(int width, int height, double scale, PixelStorage pixels, BitmapKind kind = BitmapKind::image);
+  Bitmap(int width, int height, double scale, const std::vector<std::uint32_t>& pixels,
+         BitmapKind kind = BitmapKind::image);
 
   int width() const { return width_; }
   int height() const { return height_; }
@@ -34,7 +37,7 @@ class Bitmap {
   // The size in points.
   Size size() const { return {width_ / scale_, height_ / scale_}; }
   BitmapKind kind() const { return kind_; }
-  const std::vector<std::uint32_t>& pixels() const { return pixels_; }
+  const PixelStorage& pixels() const { return pixels_; }
   // Straight (not premultiplied) colour at a pixel; transparent black outside.
   Pixel pixelAt(int x, int y) const;
   // "<BackingStore 0x...; 120 x 20>" or "<Image ...>", "<TintedImage ...>": what kind tests read.
@@ -46,7 +49,7 @@ class Bitmap {
   int width_;
   int height_;
   double scale_;
-  std::vector<std::uint32_t> pixels_;
+  PixelStorage pixels_;
   BitmapKind kind_;
 };
 

@@ -5,36 +5,47 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
+
+#include "platform/graphics/page_memory.h"
 
 namespace obx::platform {
 
 namespace {
 constexpr int kMaxPixelsPerSide = 16384;
 
-// The surface of the last context closed on this thread. A recorder draws frame after frame of one
-// size: taking the same surface again spares the allocation, the zeroing and the page faults of a
-// fresh full-screen buffer each time.
-struct SpareSurface {
-  cairo_surface_t* surface = nullptr;
-  ~SpareSurface() {
-    if (surface) cairo_surface_destroy(surface);
-  }
+// A surface on page memory: a full-screen frame goes back to the kernel as soon as its context
+// closes, instead of staying in the heap between frames.
+struct SurfaceMemory {
+  void* data;
+  std::size_t bytes;
 };
-thread_local SpareSurface spare;
+const cairo_user_data_key_t kSurfaceMemoryKey{};
 
-cairo_surface_t* takeSurface(int width, int height) {
-  if (spare.surface && cairo_image_surface_get_width(spare.surface) == width &&
-      cairo_image_surface_get_height(spare.surface) == height) {
-    cairo_surface_t* surface = spare.surface;
-    spare.surface = nullptr;
-    return surface;
-  }
-  return cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+void releaseSurfaceMemory(void* memory) {
+  auto* block = static_cast<SurfaceMemory*>(memory);
+  releasePageMemory(block->data, block->bytes);
+  delete block;
 }
 
-void keepSurface(cairo_surface_t* surface) {
-  if (spare.surface) cairo_surface_destroy(spare.surface);
-  spare.surface = surface;
+// Null when the memory can't be had.
+cairo_surface_t* makeSurface(int width, int height) {
+  const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, width);
+  const std::size_t bytes = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
+  if (stride <= 0 || bytes < kPageMemoryThreshold) return cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+  void* data = takePageMemory(bytes);
+  if (!data) return nullptr;
+  cairo_surface_t* surface =
+      cairo_image_surface_create_for_data(static_cast<unsigned char*>(data), CAIRO_FORMAT_ARGB32, width, height, stride);
+  auto block = std::make_unique<SurfaceMemory>(SurfaceMemory{data, bytes});
+  if (cairo_surface_set_user_data(surface, &kSurfaceMemoryKey, block.get(), releaseSurfaceMemory) !=
+      CAIRO_STATUS_SUCCESS) {
+    cairo_surface_destroy(surface);
+    releasePageMemory(data, bytes);
+    return nullptr;
+  }
+  block.release();  // the surface frees it
+  return surface;
 }
 
 bool pixelSize(Size size, double scale, int& width, int& height) {
@@ -60,7 +71,8 @@ std::unique_ptr<BitmapContext> BitmapContext::make(Size size, bool opaque, doubl
   int width = 0;
   int height = 0;
   if (!pixelSize(size, scale, width, height)) return nullptr;
-  cairo_surface_t* surface = takeSurface(width, height);
+  cairo_surface_t* surface = makeSurface(width, height);
+  if (!surface) return nullptr;
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
     cairo_surface_destroy(surface);
     return nullptr;
@@ -71,7 +83,7 @@ std::unique_ptr<BitmapContext> BitmapContext::make(Size size, bool opaque, doubl
     cairo_surface_destroy(surface);
     return nullptr;
   }
-  // A taken surface holds the last frame: every context starts black or clear.
+  // Every context starts black or clear.
   cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
   cairo_set_source_rgba(cairo, 0, 0, 0, opaque ? 1 : 0);
   cairo_paint(cairo);
@@ -85,7 +97,7 @@ BitmapContext::BitmapContext(_cairo_surface* surface, _cairo* cairo, Size size, 
 
 BitmapContext::~BitmapContext() {
   cairo_destroy(cairo_);
-  keepSurface(surface_);
+  cairo_surface_destroy(surface_);
 }
 
 void BitmapContext::saveGState() { cairo_save(cairo_); }
@@ -152,7 +164,7 @@ std::shared_ptr<const Bitmap> BitmapContext::makeImage(BitmapKind kind) const {
   int height = cairo_image_surface_get_height(surface_);
   int stride = cairo_image_surface_get_stride(surface_);
   const unsigned char* data = cairo_image_surface_get_data(surface_);
-  std::vector<std::uint32_t> pixels;
+  PixelStorage pixels;
   // ARGB32 rows are whole 32-bit words with no padding, so the surface copies in one piece, without
   // clearing the vector first.
   if (stride == width * 4) {

@@ -45,7 +45,7 @@ std::shared_ptr<const Bitmap> bitmapFromSurface(cairo_surface_t* source) {
   cairo_surface_flush(target);
   int stride = cairo_image_surface_get_stride(target);
   const unsigned char* data = cairo_image_surface_get_data(target);
-  std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  PixelStorage pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
   for (int row = 0; row < height; ++row) {
     std::memcpy(pixels.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(width),
                 data + static_cast<std::ptrdiff_t>(row) * stride, static_cast<std::size_t>(width) * 4);
@@ -60,13 +60,15 @@ std::optional<std::vector<std::uint8_t>> jpegRepresentation(const Bitmap& bitmap
   tjhandle handle = tjInitCompress();
   if (!handle) return std::nullopt;
   // JPEG has no alpha: transparent pixels become black, as the premultiplied values already are.
+  // Progressive coding (with its optimised Huffman tables) makes screens about a sixth smaller than
+  // baseline at the same quality, for a little more encoding time; every browser and decoder reads it.
   int jpegQuality = static_cast<int>(std::lround(std::clamp(quality, 0.0, 1.0) * 100));
   jpegQuality = std::max(jpegQuality, 1);
   unsigned char* output = nullptr;
   unsigned long outputSize = 0;
   int status = tjCompress2(handle, reinterpret_cast<const unsigned char*>(bitmap.pixels().data()), bitmap.width(),
                            bitmap.width() * 4, bitmap.height(), kPixelFormat, &output, &outputSize, TJSAMP_420,
-                           jpegQuality, TJFLAG_FASTDCT);
+                           jpegQuality, TJFLAG_FASTDCT | TJFLAG_PROGRESSIVE);
   std::optional<std::vector<std::uint8_t>> result;
   if (status == 0 && output) result.emplace(output, output + outputSize);
   tjFree(output);
@@ -87,7 +89,7 @@ std::shared_ptr<const Bitmap> decodeJPEG(std::string_view bytes) {
   if (tjDecompressHeader3(handle, input, static_cast<unsigned long>(bytes.size()), &width, &height, &subsampling,
                           &colorspace) == 0 &&
       width > 0 && height > 0) {
-    std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    PixelStorage pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     if (tjDecompress2(handle, input, static_cast<unsigned long>(bytes.size()),
                       reinterpret_cast<unsigned char*>(pixels.data()), width, width * 4, height, kPixelFormat,
                       TJFLAG_FASTDCT) == 0) {
