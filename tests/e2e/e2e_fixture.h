@@ -64,7 +64,8 @@ class EndToEndTest : public ::testing::Test {
   Configuration configuration(bool mobileDataEnable = true) const {
     Configuration c(kAccount, kProperty, Consent::analyticsAndRecording, false, mobileDataEnable, false, false,
                     networkAnalytics_);
-    c.endpoint = Endpoint::custom(collector_->baseURL(), collector_->baseURL() + "/replay/");
+    const std::string base = serverURL_.empty() ? collector_->baseURL() : serverURL_;
+    c.endpoint = Endpoint::custom(base, base + "/replay/");
     return c;
   }
 
@@ -108,6 +109,8 @@ class EndToEndTest : public ::testing::Test {
   std::shared_ptr<Core> core_;
   // Given to the SDK's Configuration by startSDK().
   bool networkAnalytics_ = false;
+  // Where the SDK sends, when not to the collector.
+  std::string serverURL_;
 };
 
 }  // namespace obx::e2e

@@ -1,6 +1,6 @@
 // The SDK against a collection server having a bad day: refusing statuses, server errors, a request
-// never answered, slow answers, a restart in the middle of a session. Whatever the retry policy
-// does not drop on purpose arrives, and nothing is stored twice after a 200.
+// never answered, connections reset, slow answers, a restart in the middle of a session. Whatever
+// the retry policy does not drop on purpose arrives, and nothing is stored twice after a 200.
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -8,6 +8,7 @@
 #include "../upload/upload_fixture.h"
 #include "e2e_fixture.h"
 #include "platform/net/url_session_configuration.h"
+#include "testing/resetting_server.h"
 
 namespace obx::e2e {
 namespace {
@@ -100,6 +101,29 @@ TEST_F(ServerFaultsEndToEndTest, SlowServerGetsEveryScreenOnce) {
   EXPECT_EQ(storedAssets(), (std::multiset<std::string>{"A_20260101000005.zip", "B_20260101000005.zip",
                                                         "C_20260101000005.zip"}));
   EXPECT_EQ(collector_->statistics().uploads, 3u);
+}
+
+// Connections reset while the upload is sent: the screen stays in the spool through every reset,
+// and arrives once when a server answers on that port again.
+TEST_F(ServerFaultsEndToEndTest, ResetConnectionsKeepTheScreenUntilItArrives) {
+  testing::ResettingServer resetting;
+  ASSERT_TRUE(resetting.listening());
+  serverURL_ = resetting.baseURL();
+  leaveScreen("R", 1.0);
+  startSDK();
+  auto uploadsReset = [&] {
+    std::size_t count = 0;
+    for (const auto& request : resetting.resetRequests()) count += request.rfind("POST /asset", 0) == 0 ? 1 : 0;
+    return count;
+  };
+  ASSERT_TRUE(pumpUntil([&] { return uploadsReset() >= 2; }, 30.0));
+  EXPECT_EQ(spooledBatches().size(), 2u);
+
+  resetting.stop();
+  startCollector([&](collector::Collector::Options& options) { options.port = resetting.port(); });
+  ASSERT_TRUE(pumpUntil([&] { return spooledBatches().empty(); }, 30.0));
+  EXPECT_EQ(storedAssets(), std::multiset<std::string>{"R_20260101000005.zip"});
+  EXPECT_EQ(collector_->statistics().uploads, 1u);
 }
 
 // A collector restarted in the middle of a session, on the same port and folder: what was sent
