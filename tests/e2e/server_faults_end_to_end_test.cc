@@ -45,8 +45,8 @@ class ServerFaultsEndToEndTest : public EndToEndTest {
   }
 };
 
-// Each refusing or failing status ends as the retry policy says: 413 drops the screen after one
-// request; 500 and 503 answered twice are retried, and the screen arrives once.
+// Each refusing or failing status ends as the retry policy says: 404 and 413 drop the screen after
+// one request; 500 and 503 answered twice are retried, and the screen arrives once.
 TEST_F(ServerFaultsEndToEndTest, StatusFaults) {
   struct Case {
     int status;
@@ -54,7 +54,7 @@ TEST_F(ServerFaultsEndToEndTest, StatusFaults) {
     std::size_t uploads;
     std::size_t stored;
   };
-  for (const Case& c : std::vector<Case>{{413, 1, 1, 0}, {500, 2, 3, 1}, {503, 2, 3, 1}}) {
+  for (const Case& c : std::vector<Case>{{404, 1, 1, 0}, {413, 1, 1, 0}, {500, 2, 3, 1}, {503, 2, 3, 1}}) {
     SCOPED_TRACE(c.status);
     startCollector([&](collector::Collector::Options& options) {
       options.failFirst = c.failures;
