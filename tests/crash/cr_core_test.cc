@@ -8,7 +8,6 @@
 
 #include <filesystem>
 
-#include "base/notifier.h"
 #include "crash/cr_feature.h"
 #include "crash/cr_handle.h"
 #include "platform/crash/crash_handlers.h"
@@ -20,23 +19,12 @@
 #include "store/repository.h"
 #include "store/store_test_support.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 
 namespace obx {
 namespace {
 
-class ManualBatches : public BatchCoordinatorObserving {
- public:
-  explicit ManualBatches(std::shared_ptr<platform::Scheduler> scheduler)
-      : notifier_(std::move(scheduler), std::nullopt, "BatchContext") {}
-  void add(std::shared_ptr<BatchObserverValue> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<BatchObserverValue>& observer) override { notifier_.remove(observer); }
-  std::optional<BatchContext> batchContext() const override { return notifier_.value(); }
-  void publish(std::optional<BatchContext> batch) { notifier_.notify(std::move(batch)); }
-  std::size_t observerCount() const { return notifier_.observerCount(); }
-
- private:
-  Notifier<std::optional<BatchContext>> notifier_;
-};
+using testing::ManualBatches;
 
 class CRCoreTest : public ::testing::Test {
  protected:

@@ -16,46 +16,20 @@
 #include "store/repository.h"
 #include "store/store_test_support.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 
 namespace obx {
 namespace {
 
 using platform::Data;
+using testing::ManualAppCycle;
+using testing::ManualBatches;
 using platform::URL;
 using platform::URLError;
 using platform::URLRequest;
 using platform::URLResponse;
 
 constexpr const char* kCollection = "http://collect.test:8080";
-
-template <typename Value, typename Interface>
-class ManualProducer : public Interface {
- public:
-  ManualProducer(std::shared_ptr<platform::Scheduler> scheduler, Value initial)
-      : notifier_(std::move(scheduler), initial, "Manual") {}
-  void add(std::shared_ptr<ObserverValue<Value>> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<ObserverValue<Value>>& observer) override { notifier_.remove(observer); }
-  void publish(Value value) {
-    current_ = value;
-    notifier_.notify(std::move(value));
-  }
-  std::size_t observerCount() const { return notifier_.observerCount(); }
-
- protected:
-  Notifier<Value> notifier_;
-  Value current_{};
-};
-
-class ManualBatches : public ManualProducer<std::optional<BatchContext>, BatchCoordinatorObserving> {
- public:
-  using ManualProducer::ManualProducer;
-  std::optional<BatchContext> batchContext() const override { return current_; }
-};
-
-class ManualAppCycle : public ManualProducer<AppStateCycle, AppLifeCycleObserving> {
- public:
-  using ManualProducer::ManualProducer;
-};
 
 Data bytes(const std::string& text) { return Data(text.begin(), text.end()); }
 

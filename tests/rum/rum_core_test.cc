@@ -20,51 +20,15 @@
 #include "store/repository.h"
 #include "store/store_test_support.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 
 namespace obx {
 namespace {
 
-// Producers that a test drives by hand, each publishing through a real Notifier.
-template <typename Value, typename Interface>
-class ManualProducer : public Interface {
- public:
-  ManualProducer(std::shared_ptr<platform::Scheduler> scheduler, Value initial)
-      : notifier_(std::move(scheduler), initial, "Manual") {}
-  void add(std::shared_ptr<ObserverValue<Value>> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<ObserverValue<Value>>& observer) override { notifier_.remove(observer); }
-  void publish(Value value) {
-    current_ = value;
-    notifier_.notify(std::move(value));
-  }
-  std::size_t observerCount() const { return notifier_.observerCount(); }
-
- protected:
-  Notifier<Value> notifier_;
-  Value current_{};
-};
-
-class ManualBatches : public ManualProducer<std::optional<BatchContext>, BatchCoordinatorObserving> {
- public:
-  using ManualProducer::ManualProducer;
-  std::optional<BatchContext> batchContext() const override { return current_; }
-};
-
-class ManualAppCycle : public ManualProducer<AppStateCycle, AppLifeCycleObserving> {
- public:
-  using ManualProducer::ManualProducer;
-};
-
-class ManualPerformance : public ManualProducer<std::optional<DeviceMeasure>, DevicePerformanceObserving> {
- public:
-  using ManualProducer::ManualProducer;
-  std::optional<DeviceMeasure> devicePerformance() const override { return current_; }
-};
-
-class ManualReachability : public ManualProducer<std::optional<ReachabilityConnection>, ReachabilityObserving> {
- public:
-  using ManualProducer::ManualProducer;
-  std::optional<ReachabilityConnection> connection() const override { return current_; }
-};
+using testing::ManualAppCycle;
+using testing::ManualBatches;
+using testing::ManualPerformance;
+using testing::ManualReachability;
 
 class FixedSessions : public SessionLifeCycleObserving {
  public:

@@ -1,0 +1,57 @@
+// Producers of the SDK's shared state that a test drives by hand: batches, the application's
+// state, device performance and reachability, each publishing through a real Notifier on the
+// test's scheduler, so observers hear them as they hear the SDK's own.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "base/notifier.h"
+#include "lifecycle/observing.h"
+#include "lifecycle/reachability_observing.h"
+
+namespace obx::testing {
+
+template <typename Value, typename Interface>
+class ManualProducer : public Interface {
+ public:
+  ManualProducer(std::shared_ptr<platform::Scheduler> scheduler, Value initial)
+      : notifier_(std::move(scheduler), initial, "Manual") {}
+  void add(std::shared_ptr<ObserverValue<Value>> observer) override { notifier_.observe(std::move(observer)); }
+  void remove(const std::shared_ptr<ObserverValue<Value>>& observer) override { notifier_.remove(observer); }
+  void publish(Value value) {
+    current_ = value;
+    notifier_.notify(std::move(value));
+  }
+  std::size_t observerCount() const { return notifier_.observerCount(); }
+
+ protected:
+  Notifier<Value> notifier_;
+  Value current_{};
+};
+
+class ManualBatches : public ManualProducer<std::optional<BatchContext>, BatchCoordinatorObserving> {
+ public:
+  explicit ManualBatches(std::shared_ptr<platform::Scheduler> scheduler, std::optional<BatchContext> initial = {})
+      : ManualProducer(std::move(scheduler), std::move(initial)) {}
+  std::optional<BatchContext> batchContext() const override { return current_; }
+};
+
+class ManualAppCycle : public ManualProducer<AppStateCycle, AppLifeCycleObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+};
+
+class ManualPerformance : public ManualProducer<std::optional<DeviceMeasure>, DevicePerformanceObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+  std::optional<DeviceMeasure> devicePerformance() const override { return current_; }
+};
+
+class ManualReachability : public ManualProducer<std::optional<ReachabilityConnection>, ReachabilityObserving> {
+ public:
+  using ManualProducer::ManualProducer;
+  std::optional<ReachabilityConnection> connection() const override { return current_; }
+};
+
+}  // namespace obx::testing
