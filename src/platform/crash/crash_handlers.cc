@@ -33,6 +33,28 @@ int slotOf(int signal) {
   return -1;
 }
 
+// A report that never returns (the crashed thread held a lock the report needs, the heap's for one)
+// would leave the application hung instead of ended. An alarm armed before the report ends the
+// process the way a finished report would; it is disarmed before the host's own handlers run, so
+// their time is their own.
+constexpr unsigned kReportSeconds = 3;
+struct sigaction gPreviousAlarm {};
+
+void endHungReport(int) { ::kill(::getpid(), SIGKILL); }
+
+void armReportWatchdog() {
+  struct sigaction action {};
+  action.sa_handler = endHungReport;
+  sigemptyset(&action.sa_mask);
+  ::sigaction(SIGALRM, &action, &gPreviousAlarm);
+  ::alarm(kReportSeconds);
+}
+
+void disarmReportWatchdog() {
+  ::alarm(0);
+  ::sigaction(SIGALRM, &gPreviousAlarm, nullptr);
+}
+
 std::string exceptionDescription(std::exception_ptr exception) {
   if (!exception) return "std::terminate called without an active exception";
   try {
@@ -49,12 +71,14 @@ void terminateHandler() {
   static std::atomic<bool> entered{false};
   if (!entered.exchange(true)) {
     if (CrashReporter reporter = gReporter.load()) {
+      armReportWatchdog();
       try {
         CrashReport report{exceptionDescription(std::current_exception()), 0, CrashHandlers::callStackSymbols(1)};
         reporter(report);
       } catch (...) {
         // The process is ending either way; the previous handler still runs.
       }
+      disarmReportWatchdog();
     }
   }
   if (gPreviousTerminate) gPreviousTerminate();
@@ -64,11 +88,13 @@ void terminateHandler() {
 void signalHandler(int signal, siginfo_t* info, void* context) {
   // With SA_RESETHAND the default action is back already: a fault in here ends the process.
   if (CrashReporter reporter = gReporter.load()) {
+    armReportWatchdog();
     try {
       CrashReport report{CrashHandlers::signalName(signal), signal, CrashHandlers::callStackSymbols(1)};
       reporter(report);
     } catch (...) {
     }
+    disarmReportWatchdog();
   }
   int slot = slotOf(signal);
   if (slot >= 0 && gPreviousKept[static_cast<std::size_t>(slot)]) {

@@ -3,7 +3,8 @@
 // SIGSYS, SIGTRAP) reach a signal handler. Each hook reports once to the reporter given at
 // installation, then hands over to whatever handler was in place before it, which keeps another
 // crash reporter of the host working. A signal handler then ends the process with SIGKILL; the
-// terminate handler lets the previous handler abort, which comes back as SIGABRT.
+// terminate handler lets the previous handler abort, which comes back as SIGABRT. A report that
+// has not returned after 3 seconds is given up: SIGALRM ends the process with SIGKILL.
 //
 // Installed once per process and never removed: the kept handlers live in static storage.
 #pragma once
