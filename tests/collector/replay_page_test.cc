@@ -17,7 +17,7 @@ Json imagesEvent(std::int64_t offset, const std::vector<std::int64_t>& durations
   return {{"t", "images"}, {"o", offset}, {"d", frames}};
 }
 
-ReplayScreen screenOf(Json events) { return ReplayScreen{"002_abc", "abc", std::move(events)}; }
+ReplayScreen screenOf(Json events) { return ReplayScreen{"002_abc", "abc", std::move(events), {}}; }
 
 // Frames end at the "images" event's offset (the last batch end) when they fit before it, and start
 // at 0 otherwise; the screen lasts until its last event or frame.
@@ -129,8 +129,8 @@ TEST(ReplayPageModelTest, LaterUploadOfAScreenIsNamed) {
   Json first = Json::array({Json{{"t", "screen"}, {"o", 0}, {"d", {{"sN", "Basket"}}}}, imagesEvent(100, {100})});
   Json later = Json::array({imagesEvent(100, {100})});
   const std::string page = ReplayPage::render(
-      "S1", {ReplayScreen{"001_abc", "abc", first}, ReplayScreen{"002_abc", "abc", later},
-             ReplayScreen{"003_def", "def", later}});
+      "S1", {ReplayScreen{"001_abc", "abc", first, {}}, ReplayScreen{"002_abc", "abc", later, {}},
+             ReplayScreen{"003_def", "def", later, {}}});
   EXPECT_NE(page.find("002_abc · Basket, continued"), std::string::npos);
   EXPECT_EQ(page.find("003_def · Basket"), std::string::npos);
 }

@@ -77,7 +77,9 @@ TEST_F(UploadEndToEndTest, JourneyArrivesOnceAndTheSpoolEmpties) {
     for (const auto& event : screen.body) offsets.push_back(event.at("o").get<std::int64_t>());
     EXPECT_TRUE(std::is_sorted(offsets.begin(), offsets.end()));
     const auto end = std::find(list.begin(), list.end(), "aE");
-    if (end != list.end()) EXPECT_EQ(end, list.end() - 1) << "aE is last";
+    if (end != list.end()) {
+      EXPECT_EQ(end, list.end() - 1) << "aE is last";
+    }
     EXPECT_EQ(screen.sessionID.find('-'), std::string::npos);
     EXPECT_EQ(screen.property, kProperty);
   }

@@ -30,6 +30,14 @@ using testing::ManualBatches;
 using testing::ManualPerformance;
 using testing::ManualReachability;
 
+// A touch at a point, with nothing else known of it.
+Touch touchAt(std::int64_t x, std::int64_t y) {
+  Touch touch;
+  touch.x = x;
+  touch.y = y;
+  return touch;
+}
+
 class FixedSessions : public SessionLifeCycleObserving {
  public:
   void add(std::shared_ptr<SessionObserverValue>) override {}
@@ -471,10 +479,10 @@ TEST_F(RUMCoreTest, TouchesGroupedByKind) {
   makeCore(RUMHandles{nullptr, nullptr, touches});
   EXPECT_EQ(touches->starts, 1);
   BatchContext batch = showScreen("Home");
-  touches->publish({{EventType::touchEnded, Touch{5, 6}},
-                    {EventType::touchBegan, Touch{1, 2}},
-                    {EventType::goal, Touch{9, 9}},
-                    {EventType::touchBegan, Touch{3, 4}}});
+  touches->publish({{EventType::touchEnded, touchAt(5, 6)},
+                    {EventType::touchBegan, touchAt(1, 2)},
+                    {EventType::goal, touchAt(9, 9)},
+                    {EventType::touchBegan, touchAt(3, 4)}});
   scheduler_->runUntilIdle();
   std::vector<Json> written = events(batch);
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "tB", "tE"}));
@@ -493,7 +501,7 @@ TEST_F(RUMCoreTest, TouchSubscriptionFollowsPlatform) {
     EXPECT_EQ(touches->starts, subscribed);
     EXPECT_EQ(touches->observerCount(), static_cast<std::size_t>(subscribed));
     BatchContext batch = showScreen("Home");
-    touches->publish({{EventType::touchBegan, Touch{1, 2}}});
+    touches->publish({{EventType::touchBegan, touchAt(1, 2)}});
     scheduler_->runUntilIdle();
     EXPECT_EQ(types(batch).size(), subscribed ? 5u : 4u);
     core_.reset();

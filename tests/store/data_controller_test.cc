@@ -242,8 +242,12 @@ TEST_F(DataControllerTest, ReadyBatches) {
   std::sort(readyNames.begin(), readyNames.end());
   EXPECT_EQ(readyNames, (std::vector<std::string>{"A_1", "Edge_1", "Undated_1"}));
   for (const auto& entry : ready) {
-    if (entry.directory.name() == "A_1") EXPECT_EQ(entry.date, start);
-    if (entry.directory.name() == "Undated_1") EXPECT_EQ(entry.date, now() - 3.0);
+    if (entry.directory.name() == "A_1") {
+      EXPECT_EQ(entry.date, start);
+    }
+    if (entry.directory.name() == "Undated_1") {
+      EXPECT_EQ(entry.date, now() - 3.0);
+    }
   }
   EXPECT_FALSE(std::filesystem::exists(sandbox_.storeRoot() / "Old_1"));
   EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "Edge_1"));

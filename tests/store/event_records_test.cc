@@ -18,12 +18,6 @@ std::string encode(EventType type, std::int64_t offset, const T& payload) {
   return encodeJSON(Json(Event<T>{type, offset, payload}));
 }
 
-std::vector<std::string> keysOf(const Json& object) {
-  std::vector<std::string> keys;
-  for (auto it = object.begin(); it != object.end(); ++it) keys.push_back(it.key());
-  return keys;
-}
-
 // The 27 raw values in their order, and unknown strings give no type.
 TEST(EventRecordsTest, EventTypeRawValues) {
   const std::vector<std::string> expected = {
