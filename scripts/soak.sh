@@ -7,7 +7,8 @@
 # A screen counts as written when it arrived, or when one of its batches was closed (held its
 # batch end) at a kill: the next run owes it to the server. A screen whose only batch was cut by the
 # kill may go (it can lack the events that make it sendable); those are counted apart.
-# Goal: every written screen arrives exactly once; no hang.
+# Goal: every written screen arrives exactly once; no hang. The work folder is kept when the goal is
+# missed, and removed otherwise.
 # Usage: scripts/soak.sh [runs] [build-dir] [max-seconds-before-kill]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -95,6 +96,9 @@ print(f"arrived twice:    {sum(1 for n in arrived.values() if n > 1)} stored twi
 print(f"never arrived:    {len(lost)} {' '.join(lost[:10])}")
 print(f"cut by a kill before their first batch closed: {len(cut - owed)} ({cutArrived} of them arrived all the same)")
 print(f"hangs: {hangs}   crashes: {crashes}")
-print(f"work folder: {work}")
-sys.exit(0 if not lost and hangs == 0 and crashes == 0 and all(n == 1 for n in arrived.values()) else 1)
+passed = not lost and hangs == 0 and crashes == 0 and all(n == 1 for n in arrived.values())
+if not passed:
+    print(f"work folder, kept: {work}")
+sys.exit(0 if passed else 1)
 PY
+rm -rf "$work"
