@@ -60,15 +60,16 @@ std::optional<std::vector<std::uint8_t>> jpegRepresentation(const Bitmap& bitmap
   tjhandle handle = tjInitCompress();
   if (!handle) return std::nullopt;
   // JPEG has no alpha: transparent pixels become black, as the premultiplied values already are.
-  // Progressive coding (with its optimised Huffman tables) makes screens about a sixth smaller than
-  // baseline at the same quality, for a little more encoding time; every browser and decoder reads it.
+  // Baseline coding with the standard tables: progressive coding (or optimised tables) would make
+  // screens 11 to 17 % smaller, but holds the whole picture's coefficients while it codes, about a
+  // megabyte that the heap keeps between frames.
   int jpegQuality = static_cast<int>(std::lround(std::clamp(quality, 0.0, 1.0) * 100));
   jpegQuality = std::max(jpegQuality, 1);
   unsigned char* output = nullptr;
   unsigned long outputSize = 0;
   int status = tjCompress2(handle, reinterpret_cast<const unsigned char*>(bitmap.pixels().data()), bitmap.width(),
                            bitmap.width() * 4, bitmap.height(), kPixelFormat, &output, &outputSize, TJSAMP_420,
-                           jpegQuality, TJFLAG_FASTDCT | TJFLAG_PROGRESSIVE);
+                           jpegQuality, TJFLAG_FASTDCT);
   std::optional<std::vector<std::uint8_t>> result;
   if (status == 0 && output) result.emplace(output, output + outputSize);
   tjFree(output);
