@@ -55,8 +55,8 @@ TEST(RUMCoreRealScheduler, TrackedEventsAcrossScreenChange) {
   const BatchContext first{"A_1", ViewContext{"A", start, "First", {390, 844}, false, false}};
   const BatchContext second{"B_1", ViewContext{"B", start, "Second", {390, 844}, false, false}};
   batches->publish(first);
-  // A batch published right after another may reach the core only as the later one, as the
-  // notifier keeps the latest value: the first screen must be open before the senders start.
+  // The core opens a screen on its own queue, some time after the batch is published; the senders
+  // start once the first screen is open, as goals in the SDK come after its first screen.
   ASSERT_TRUE(scheduler->runMainLoop([&] { return !repository->events(first.id).empty(); }, 20.0));
 
   constexpr int kGoals = 400;
