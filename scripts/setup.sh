@@ -12,7 +12,7 @@ packages=(
   libssl-dev libcurl4-openssl-dev nlohmann-json3-dev libzip-dev libturbojpeg0-dev
   libcairo2-dev libpango1.0-dev fonts-dejavu-core libcpp-httplib-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  chromium
+  chromium qt6-base-dev
 )
 [ "${OBX_FUZZ:-0}" = 1 ] && packages+=(clang-14 libclang-rt-14-dev)
 missing=()
