@@ -6,6 +6,7 @@
 #include "base/logger.h"
 #include "config/bundle_versions.h"
 #include "config/live_configuration_multiplatform.h"
+#include "platform/crash/alternate_signal_stack.h"
 #include "platform/dispatch/scheduler.h"
 #include "session/tracked_events.h"
 #include "store/cache_controller.h"
@@ -86,6 +87,9 @@ void Core::initialize(const Configuration& configuration, const Platform& platfo
     std::atomic<bool>& flag;
     ~EndOfStartUp() { flag.store(false); }
   } endOfStartUp{initializing_};
+  // The host's thread that starts the SDK, its main thread as a rule, gets a stack for the crash
+  // handlers, so that its stack overflow is reported too.
+  platform::AlternateSignalStack::ensureForCurrentThread();
   try {
     if (commonDependencies_.get() || configurationSubscribed_.load()) {
       Logger::log("OmbrixSDK is already initialized", LogLevel::public_);

@@ -7,6 +7,7 @@
 #include "core/configuration_api.h"
 #include "core/core.h"
 #include "crash/cr_feature.h"
+#include "crash/cr_pending_reports.h"
 #include "lifecycle/app_life_cycle.h"
 #include "lifecycle/batch_coordinator.h"
 #include "lifecycle/device_performance.h"
@@ -63,13 +64,13 @@ void Core::registerFeatureBuilders() {
     if (!core) return nullptr;
     return std::make_shared<NetworkFeature>(std::move(core));
   });
+  // The crash hooks write raw records, not events: the next start hands them to the store.
   setFeatureBuilder(FeatureKey::kCrashReport, [weakScheduler](const CommonDependencies& d,
-                                                              std::shared_ptr<DataController> dataController)
+                                                              std::shared_ptr<DataController>)
                                                   -> std::shared_ptr<Feature> {
     auto scheduler = weakScheduler.lock();
     if (!scheduler) return nullptr;
-    return CRFeature::make(CRDependencies{d.screenDetector, d.batchCoordinator}, std::move(dataController),
-                           scheduler);
+    return CRFeature::make(CRDependencies{d.screenDetector, d.batchCoordinator}, scheduler);
   });
   setFeatureBuilder(FeatureKey::kSVR, [weakScheduler](const CommonDependencies& d,
                                                       std::shared_ptr<DataController> dataController)
@@ -85,6 +86,8 @@ void Core::registerFeatureBuilders() {
                                              -> std::shared_ptr<Feature> {
     auto scheduler = weakScheduler.lock();
     if (!scheduler || !dataController) return nullptr;
+    // What the processes that crashed left goes into their batches before the first upload pass.
+    CRPendingReports(dataController).writeLeftBehind(CRCore::recordsFolder());
     auto client = std::make_shared<HTTPClient>(HTTPClient::makeSession(scheduler));
     auto retrying = std::make_shared<HTTPRetrying>(client, d.reachability, scheduler);
     auto uploader = std::make_shared<Uploader>(std::make_shared<UploadAuthorized>(), retrying, d.configuration);

@@ -1,44 +1,39 @@
 #include "crash/cr_core.h"
 
-#include <string_view>
-
-#include "base/logger.h"
 #include "crash/cr_handle.h"
-#include "session/crash_coordinator.h"
-#include "store/data_controller.h"
+#include "platform/files/sandbox.h"
+#include "session/crash_snapshot.h"
 
 namespace obx {
 
-std::shared_ptr<CRCore> CRCore::make(CRDependencies dependencies, std::shared_ptr<DataController> dataController,
-                                     std::shared_ptr<platform::Scheduler> scheduler) {
-  if (!dataController || !scheduler) return nullptr;
-  auto core = std::make_shared<CRCore>(Token{}, std::move(dependencies), std::move(dataController),
-                                       std::move(scheduler));
+std::filesystem::path CRCore::recordsFolder() { return platform::applicationSupportDirectory() / kRecordsFolderName; }
+
+std::shared_ptr<CRCore> CRCore::make(CRDependencies dependencies, std::shared_ptr<platform::Scheduler> scheduler) {
+  if (!scheduler) return nullptr;
+  auto core = std::make_shared<CRCore>(Token{}, std::move(dependencies), std::move(scheduler));
   core->start();
   return core;
 }
 
-CRCore::CRCore(Token, CRDependencies dependencies, std::shared_ptr<DataController> dataController,
-               std::shared_ptr<platform::Scheduler> scheduler)
+CRCore::CRCore(Token, CRDependencies dependencies, std::shared_ptr<platform::Scheduler> scheduler)
     : dependencies_(std::move(dependencies)),
       scheduler_(std::move(scheduler)),
-      dataController_(std::move(dataController)),
       crashQueue_(platform::DispatchQueue::makeSerial(scheduler_, kQueueLabel)),
-      crashHandle_(&CRHandle::shared()) {}
+      crashHandle_(std::make_unique<CRHandle>(recordsFolder())) {}
 
 void CRCore::start() {
   if (auto batchCoordinator = dependencies_.batchCoordinator) {
     batchCoordinator->add(batchObserver());
     if (auto batch = batchCoordinator->batchContext()) batchObserver()->deliver(batch, std::nullopt);
   }
-  CrashCoordinator::shared().add(shared_from_this());
 }
 
 CRCore::~CRCore() {
   if (dependencies_.batchCoordinator && batchObserver_) dependencies_.batchCoordinator->remove(batchObserver_);
-  // This object can no longer be named by a shared pointer: dropping expired entries removes it.
-  CrashCoordinator::shared().remove(std::shared_ptr<CRCore>());
+  CrashSnapshot::publish(CrashSnapshot::Part::crash, std::nullopt);
 }
+
+bool CRCore::installed() const { return crashHandle_->installed(); }
 
 std::shared_ptr<BatchObserverValue> CRCore::batchObserver() {
   if (!batchObserver_) {
@@ -51,17 +46,8 @@ std::shared_ptr<BatchObserverValue> CRCore::batchObserver() {
   return batchObserver_;
 }
 
-void CRCore::batchDetected(const std::optional<BatchContext>& batch) { batchContext_.publish(batch); }
-
-void CRCore::crashed(const Crash& crash) {
-  const std::optional<BatchContext>* batch = batchContext_.read();
-  if (!batch || !*batch) return;
-  auto error = dataController_->saveEventNow(EventType::crash, scheduler_->clock().now(), crash, **batch);
-  if (!error) return;
-  constexpr std::string_view kPrefix = "Error creating directory: ";
-  std::string description = error->description;
-  if (description.starts_with(kPrefix)) description.erase(0, kPrefix.size());
-  Logger::log(std::string(kPrefix) + description + ".", LogLevel::developer);
+void CRCore::batchDetected(const std::optional<BatchContext>& batch) {
+  CrashSnapshot::publish(CrashSnapshot::Part::crash, batch);
 }
 
 }  // namespace obx

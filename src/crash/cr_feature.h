@@ -1,5 +1,5 @@
-// CRFeature: crash capture under the registry key "CrashReport". Destroying it takes its core out
-// of the crash coordinator; the process's hooks stay installed and find no one to report to.
+// CRFeature: crash capture under the registry key "CrashReport". Destroying it puts back the host's
+// own crash handlers.
 #pragma once
 
 #include <memory>
@@ -14,10 +14,9 @@ class CRFeature final : public Feature {
  public:
   explicit CRFeature(std::shared_ptr<CRCore> core) : core(std::move(core)) {}
 
-  // Null when the core can't be built (no store).
-  static std::shared_ptr<CRFeature> make(CRDependencies dependencies, std::shared_ptr<DataController> dataController,
-                                         std::shared_ptr<platform::Scheduler> scheduler) {
-    auto core = CRCore::make(std::move(dependencies), std::move(dataController), std::move(scheduler));
+  // Null when the core can't be built.
+  static std::shared_ptr<CRFeature> make(CRDependencies dependencies, std::shared_ptr<platform::Scheduler> scheduler) {
+    auto core = CRCore::make(std::move(dependencies), std::move(scheduler));
     return core ? std::make_shared<CRFeature>(std::move(core)) : nullptr;
   }
 

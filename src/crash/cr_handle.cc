@@ -1,33 +1,23 @@
 #include "crash/cr_handle.h"
 
-#include <cstdint>
-
+#include "base/logger.h"
 #include "platform/crash/crash_handlers.h"
-#include "platform/dispatch/clock.h"
-#include "session/crash_coordinator.h"
 
 namespace obx {
-namespace {
 
-void reportFromHook(const platform::CrashReport& report) {
-  Crash crash;
-  crash.time = static_cast<std::int64_t>(platform::SystemClock().now());
-  crash.desc = report.description;
-  crash.signal = report.signal;
-  crash.symbols = report.symbols;
-  CRHandle::report(crash);
+CRHandle::CRHandle(const std::filesystem::path& recordsFolder)
+    : file_(platform::CrashRecordFile::create(recordsFolder)) {
+  if (!file_) {
+    Logger::log("Crash reports are off: no record file could be made in " + recordsFolder.string(),
+                LogLevel::developer);
+    return;
+  }
+  installed_ = platform::CrashHandlers::install(file_->descriptor());
+  if (!installed_) file_.reset();
 }
 
-}  // namespace
-
-CRHandle& CRHandle::shared() {
-  // Never destroyed: the hooks may run while static objects are torn down.
-  static auto* handle = new CRHandle();
-  return *handle;
+CRHandle::~CRHandle() {
+  if (installed_) platform::CrashHandlers::uninstall();
 }
-
-CRHandle::CRHandle() { platform::CrashHandlers::install(reportFromHook); }
-
-void CRHandle::report(const Crash& crash) { CrashCoordinator::shared().crashed(crash); }
 
 }  // namespace obx

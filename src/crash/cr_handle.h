@@ -1,22 +1,31 @@
-// CRHandle: the one object whose creation installs the process's crash hooks. Each hook builds a
-// Crash record (whole seconds since 1970, the description, the signal, the stack) and hands it to
-// the shared CrashCoordinator on the crashing thread. The hooks stay for the life of the process.
+// CRHandle: the crash hooks of the process while the crash feature lives. Made, it opens this
+// process's crash record file in the records folder and installs the hooks to write there; destroyed,
+// it puts back the handlers the host had and closes the file (removed if no crash was written).
+// One at a time: a second handle while one lives installs nothing.
 #pragma once
 
-#include "store/events/payloads.h"
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "platform/crash/crash_record_file.h"
 
 namespace obx {
 
 class CRHandle {
  public:
-  // The process's handle; the first call installs the hooks.
-  static CRHandle& shared();
+  // The hooks are in place when `installed()`; a file that can't be made is logged and leaves the
+  // process without hooks.
+  explicit CRHandle(const std::filesystem::path& recordsFolder);
+  ~CRHandle();
+  CRHandle(const CRHandle&) = delete;
+  CRHandle& operator=(const CRHandle&) = delete;
 
-  // What a hook reports: the record handed to the coordinator's delegates.
-  static void report(const Crash& crash);
+  bool installed() const { return installed_; }
 
  private:
-  CRHandle();
+  std::optional<platform::CrashRecordFile> file_;
+  bool installed_ = false;
 };
 
 }  // namespace obx

@@ -12,6 +12,7 @@
 #include "rum/rum_scroll_handle.h"
 #include "rum/rum_touches_handle.h"
 #include "session/crash_coordinator.h"
+#include "session/crash_snapshot.h"
 #include "session/metrics.h"
 #include "session/session_life_cycle_observing.h"
 #include "session/tracked_events_observing.h"
@@ -141,6 +142,7 @@ RUMCore::~RUMCore() {
   rumConfiguration_.reset();
   // This object can no longer be named by a shared pointer: dropping expired entries removes it.
   CrashCoordinator::shared().remove(std::shared_ptr<RUMCore>());
+  CrashSnapshot::publish(CrashSnapshot::Part::analytics, std::nullopt);
 }
 
 // MARK: - Observers
@@ -420,6 +422,18 @@ void RUMCore::crashed(const Crash&) { applicationWillCrash(); }
 
 void RUMCore::publishCrashState() {
   crashState_.publish(CrashState{batchContext_, currentScreenDiscarded_, isFlutter()});
+  // What the next start writes to close this screen should the process die now, as the crash path
+  // below would write it.
+  std::vector<CrashSnapshot::EndEvent> endEvents;
+  if (batchContext_) {
+    endEvents.push_back({EventType::samplingStatus, Json(samplingHandle_->sampling())});
+    endEvents.push_back({EventType::applicationEnd, Json(std::string())});
+    if (auto weighted = samplingHandle_->weightedSampling(); weighted && !currentScreenDiscarded_) {
+      endEvents.push_back({EventType::weightedSampling, Json(*weighted)});
+    }
+    endEvents.push_back({EventType::batchEnd, Json(std::string())});
+  }
+  CrashSnapshot::publish(CrashSnapshot::Part::analytics, batchContext_, endEvents);
 }
 
 void RUMCore::applicationWillCrash() {

@@ -1,5 +1,5 @@
-// CRCore on the manual scheduler: which batch a crash is written into, and that the write is on
-// disk when the coordinator's call returns, with no queue run in between.
+// Crash capture on the manual scheduler: the crash core keeps the crashed batch in the crash
+// snapshot, and the next start writes what a dead process's records report into its batches.
 #include "crash/cr_core.h"
 
 #include <gtest/gtest.h>
@@ -7,12 +7,16 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "crash/cr_feature.h"
-#include "crash/cr_handle.h"
+#include "crash/cr_pending_reports.h"
 #include "platform/crash/crash_handlers.h"
+#include "platform/crash/crash_record_file.h"
+#include "platform/crash/crash_snapshot_slots.h"
+#include "platform/crash/raw_crash_record.h"
 #include "platform/dispatch/manual_scheduler.h"
-#include "session/crash_coordinator.h"
+#include "session/crash_snapshot.h"
 #include "store/data_controller.h"
 #include "store/file_storage.h"
 #include "store/files/security.h"
@@ -24,7 +28,39 @@
 namespace obx {
 namespace {
 
+using platform::RawCrashRecord;
 using testing::ManualBatches;
+
+// The bytes a crash handler writes for one crash, with the snapshots it copied.
+std::string recordBytes(RawCrashRecord::Kind kind, int signal, double time,
+                        const std::map<CrashSnapshot::Part, std::string>& snapshots, const std::string& what = "") {
+  auto item = [](std::uint32_t tag, const std::string& bytes) {
+    const std::uint32_t header[2] = {tag, static_cast<std::uint32_t>(bytes.size())};
+    return std::string(reinterpret_cast<const char*>(header), sizeof(header)) + bytes;
+  };
+  RawCrashRecord::Begin begin;
+  begin.kind = static_cast<std::uint32_t>(kind);
+  begin.signal = signal;
+  begin.seconds = static_cast<std::int64_t>(time);
+  begin.nanoseconds = static_cast<std::int64_t>((time - static_cast<double>(begin.seconds)) * 1e9);
+  std::string bytes = item(RawCrashRecord::kBegin, std::string(reinterpret_cast<const char*>(&begin), sizeof(begin)));
+  const std::uint64_t frame = 0x1000;
+  bytes += item(RawCrashRecord::kFrames, std::string(reinterpret_cast<const char*>(&frame), sizeof(frame)));
+  if (!what.empty()) bytes += item(RawCrashRecord::kExceptionWhat, what);
+  for (const auto& [part, snapshot] : snapshots) {
+    const auto slot = static_cast<std::uint32_t>(part);
+    bytes += item(RawCrashRecord::kSnapshot, std::string(reinterpret_cast<const char*>(&slot), sizeof(slot)) + snapshot);
+  }
+  return bytes + item(RawCrashRecord::kEnd, "");
+}
+
+// What the crash snapshot slot of `part` holds now, as a handler would copy it.
+std::optional<CrashSnapshot::Decoded> slotContent(CrashSnapshot::Part part) {
+  static char copy[platform::CrashSnapshotSlots::kCapacity];
+  std::size_t size = platform::CrashSnapshotSlots::copy(static_cast<std::size_t>(part), copy);
+  if (size == 0) return std::nullopt;
+  return CrashSnapshot::decode(std::string_view(copy, size));
+}
 
 class CRCoreTest : public ::testing::Test {
  protected:
@@ -37,18 +73,23 @@ class CRCoreTest : public ::testing::Test {
     dataController_ = std::make_shared<DataController>(repository_);
   }
 
-  std::shared_ptr<CRFeature> makeFeature() {
-    auto feature = CRFeature::make(CRDependencies{nullptr, batches_}, dataController_, scheduler_);
-    scheduler_->runUntilIdle();
-    return feature;
-  }
-
   BatchContext batch(const std::string& screen, int number) {
     return BatchContext{screen + "_" + std::to_string(number),
                         ViewContext{screen, scheduler_->clock().now(), screen, {390, 844}, false, false}};
   }
 
-  // The crash events of a batch as stored, read without running any queue.
+  // A crash record file as a dead process left it.
+  void leave(const std::string& name, const std::string& bytes) {
+    std::filesystem::create_directories(CRCore::recordsFolder());
+    std::ofstream(CRCore::recordsFolder() / name, std::ios::binary) << bytes;
+  }
+
+  // The types and crashes of a batch as stored, read without running any queue.
+  std::vector<std::string> storedTypes(const BatchContext& batch) {
+    std::vector<std::string> types;
+    for (const std::string& block : repository_->events(batch.id)) types.push_back(Json::parse(block)["t"]);
+    return types;
+  }
   std::vector<Crash> storedCrashes(const BatchContext& batch) {
     std::vector<Crash> crashes;
     for (const std::string& block : repository_->events(batch.id)) {
@@ -56,6 +97,14 @@ class CRCoreTest : public ::testing::Test {
       if (event["t"] == "crash") crashes.push_back(event["d"].get<Crash>());
     }
     return crashes;
+  }
+
+  std::string snapshotOf(const BatchContext& batch, const std::vector<CrashSnapshot::EndEvent>& events = {}) {
+    CrashSnapshot::publish(CrashSnapshot::Part::analytics, batch, events);
+    static char copy[platform::CrashSnapshotSlots::kCapacity];
+    std::string bytes(copy, platform::CrashSnapshotSlots::copy(1, copy));
+    CrashSnapshot::publish(CrashSnapshot::Part::analytics, std::nullopt);
+    return bytes;
   }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
@@ -69,86 +118,117 @@ class CRCoreTest : public ::testing::Test {
   std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_);
 };
 
-const Crash kSegv{1767225600, "SIGSEGV", 11, {"0 host 0x1", "1 host 0x2"}};
-
-// A crash is written on the calling thread into the batch that is current: the one already there
-// at construction, then each batch that follows; none before a batch or after the last one ended.
-TEST_F(CRCoreTest, CrashGoesIntoTheCurrentBatchOnTheCallingThread) {
+// While the feature lives the hooks are in place and the crash snapshot holds the current batch:
+// the one there at construction, each one after, none after the last ended. Teardown puts the
+// host's handlers back, clears the snapshot and removes the unused record file.
+TEST_F(CRCoreTest, SnapshotFollowsTheBatchUntilTeardown) {
   const BatchContext first = batch("A", 1);
   const BatchContext second = batch("B", 1);
   batches_->publish(first);
   scheduler_->runUntilIdle();
-  auto feature = makeFeature();
+  auto feature = CRFeature::make(CRDependencies{nullptr, batches_}, scheduler_);
   ASSERT_TRUE(feature);
+  EXPECT_TRUE(feature->core->installed());
+  EXPECT_TRUE(platform::CrashHandlers::installed());
+  scheduler_->runUntilIdle();
 
-  const struct {
-    std::optional<BatchContext> published;
-    const BatchContext* written;  // null: nothing is written
-  } steps[] = {{std::nullopt, nullptr}, {first, &first}, {second, &second}, {std::nullopt, nullptr}};
+  const std::optional<BatchContext> steps[] = {first, second, std::nullopt, second};
   bool firstStep = true;
   for (const auto& step : steps) {
-    // The first step is the batch that was current at construction.
-    if (!firstStep) {
-      batches_->publish(step.published);
-      scheduler_->runUntilIdle();
-    }
-    const std::size_t before = storedCrashes(first).size() + storedCrashes(second).size();
-    CrashCoordinator::shared().crashed(kSegv);
-    const std::size_t after = storedCrashes(first).size() + storedCrashes(second).size();
-    if (firstStep) {
-      EXPECT_EQ(after, before + 1);
-      EXPECT_EQ(storedCrashes(first).back(), kSegv);
-    } else if (step.written) {
-      EXPECT_EQ(after, before + 1) << step.written->id;
-      EXPECT_EQ(storedCrashes(*step.written).back(), kSegv);
-    } else {
-      EXPECT_EQ(after, before);
-    }
+    if (!firstStep) batches_->publish(step);
     firstStep = false;
+    scheduler_->runUntilIdle();
+    auto snapshot = slotContent(CrashSnapshot::Part::crash);
+    ASSERT_EQ(snapshot.has_value(), step.has_value());
+    if (step) {
+      EXPECT_EQ(snapshot->batch, *step);
+    }
   }
-}
-
-// With no batch ever, the crash is lost and nothing is created in the store.
-TEST_F(CRCoreTest, CrashBeforeAnyBatchWritesNothing) {
-  auto feature = makeFeature();
-  CrashCoordinator::shared().crashed(kSegv);
-  scheduler_->runUntilIdle();
-  std::error_code error;
-  EXPECT_TRUE(std::filesystem::is_empty(sandbox_.storeRoot(), error) || error);
-}
-
-// Unregistering the feature takes the core out of the coordinator and off the batches; the hooks
-// stay installed for the life of the process.
-TEST_F(CRCoreTest, TeardownLeavesTheCoordinatorAndTheBatches) {
-  const std::size_t delegatesBefore = CrashCoordinator::shared().delegateCount();
-  auto feature = makeFeature();
-  EXPECT_EQ(CrashCoordinator::shared().delegateCount(), delegatesBefore + 1);
   EXPECT_EQ(batches_->observerCount(), 1u);
-  EXPECT_TRUE(platform::CrashHandlers::installed());
   feature.reset();
   scheduler_->runUntilIdle();
-  EXPECT_EQ(CrashCoordinator::shared().delegateCount(), delegatesBefore);
+  EXPECT_FALSE(platform::CrashHandlers::installed());
+  EXPECT_FALSE(slotContent(CrashSnapshot::Part::crash));
   EXPECT_EQ(batches_->observerCount(), 0u);
-  EXPECT_TRUE(platform::CrashHandlers::installed());
-  EXPECT_FALSE(platform::CrashHandlers::install([](const platform::CrashReport&) {}));
+  EXPECT_TRUE(std::filesystem::is_empty(CRCore::recordsFolder()));
 }
 
-// A batch whose folder can't be made: the crash is lost with one log line at level developer.
-TEST_F(CRCoreTest, DirectoryFailureIsLogged) {
-  const BatchContext broken = batch("C", 1);
-  // A file where the batch's folder would go.
-  testing::writeBytes(sandbox_.storeRoot() / broken.id, "not a folder");
-  batches_->publish(broken);
-  scheduler_->runUntilIdle();
-  auto feature = makeFeature();
-  CrashCoordinator::shared().crashed(kSegv);
-  bool logged = false;
-  for (const auto& [message, level] : logs_.entries()) {
-    if (message.starts_with("Error creating directory: ") && message.ends_with(".") && level == LogLevel::developer) {
-      logged = true;
-    }
+// The next start writes each dead process's crash into its batch, then the events that close the
+// crashed screen once, and removes the record: an uncaught exception gives two crash events; a
+// torn record is dropped with a log line and blocks nothing else; a crash before any batch, and a
+// file a running process still holds, write nothing.
+TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
+  const BatchContext crashed = batch("S", 1);
+  const BatchContext thrown = batch("T", 1);
+  const double time = scheduler_->clock().now() + 2.5;
+  const std::vector<CrashSnapshot::EndEvent> end = {{EventType::samplingStatus, Json{{"replayDataStatus", 1}}},
+                                                    {EventType::applicationEnd, Json("")},
+                                                    {EventType::batchEnd, Json("")}};
+  leave("1-segv.crash", recordBytes(RawCrashRecord::Kind::signal, SIGSEGV, time,
+                                    {{CrashSnapshot::Part::crash, snapshotOf(crashed)},
+                                     {CrashSnapshot::Part::analytics, snapshotOf(crashed, end)}}));
+  const std::string exceptionRecord =
+      recordBytes(RawCrashRecord::Kind::exception, 0, time, {{CrashSnapshot::Part::crash, snapshotOf(thrown)}},
+                  "bad thing") +
+      recordBytes(RawCrashRecord::Kind::signal, SIGABRT, time,
+                  {{CrashSnapshot::Part::crash, snapshotOf(thrown)},
+                   {CrashSnapshot::Part::analytics, snapshotOf(thrown, end)}});
+  leave("2-exception.crash", exceptionRecord);
+  const std::string torn = recordBytes(RawCrashRecord::Kind::signal, SIGBUS, time,
+                                       {{CrashSnapshot::Part::crash, snapshotOf(crashed)}});
+  leave("3-torn.crash", torn.substr(0, torn.size() - 4));
+  leave("4-early.crash", recordBytes(RawCrashRecord::Kind::signal, SIGILL, time, {}));
+  auto running = platform::CrashRecordFile::create(CRCore::recordsFolder());
+  ASSERT_TRUE(running);
+  std::ofstream(running->path(), std::ios::binary) << recordBytes(RawCrashRecord::Kind::signal, SIGFPE, time,
+                                                                  {{CrashSnapshot::Part::crash, snapshotOf(crashed)}});
+
+  EXPECT_EQ(CRPendingReports(dataController_).writeLeftBehind(CRCore::recordsFolder()), 3);
+
+  const auto crashes = storedCrashes(crashed);
+  ASSERT_EQ(crashes.size(), 1u);
+  EXPECT_EQ(crashes[0].desc, "SIGSEGV");
+  EXPECT_EQ(crashes[0].signal, SIGSEGV);
+  EXPECT_EQ(crashes[0].time, static_cast<std::int64_t>(time));
+  EXPECT_EQ(crashes[0].symbols.size(), 1u);
+  EXPECT_EQ(storedTypes(crashed), (std::vector<std::string>{"crash", "samplingStatus", "aE", "bE"}));
+  // Offsets count from the screen's start to the crash.
+  for (const std::string& block : repository_->events(crashed.id)) EXPECT_EQ(Json::parse(block)["o"], 2500);
+
+  const auto exception = storedCrashes(thrown);
+  ASSERT_EQ(exception.size(), 2u);
+  EXPECT_EQ(exception[0].desc, "bad thing");
+  EXPECT_EQ(exception[0].signal, 0);
+  EXPECT_EQ(exception[1].desc, "SIGABRT");
+  EXPECT_EQ(storedTypes(thrown), (std::vector<std::string>{"crash", "crash", "samplingStatus", "aE", "bE"}));
+
+  EXPECT_TRUE(logs_.contains("Crash record torn in 3-torn.crash: 1 dropped")) << ::testing::PrintToString(logs_.messages());
+  std::vector<std::string> left;
+  for (const auto& entry : std::filesystem::directory_iterator(CRCore::recordsFolder())) {
+    left.push_back(entry.path().filename().string());
   }
-  EXPECT_TRUE(logged) << ::testing::PrintToString(logs_.messages());
+  EXPECT_EQ(left, std::vector<std::string>{running->path().filename().string()});
+}
+
+// A crash that can't be written says what failed: the batch's folder, or the event itself.
+TEST_F(CRCoreTest, FailedWriteLogsWhatFailed) {
+  const BatchContext blocked = batch("C", 1);
+  // A file where the batch's folder would go.
+  testing::writeBytes(sandbox_.storeRoot() / blocked.id, "not a folder");
+  BatchContext unreachable = batch("D", 1);
+  // A screen that started so long before the crash that the offset can't be written.
+  unreachable.viewContext.dateScreen = -1e300;
+  leave("1.crash", recordBytes(RawCrashRecord::Kind::signal, SIGSEGV, scheduler_->clock().now(),
+                               {{CrashSnapshot::Part::crash, snapshotOf(blocked)}}));
+  leave("2.crash", recordBytes(RawCrashRecord::Kind::signal, SIGSEGV, scheduler_->clock().now(),
+                               {{CrashSnapshot::Part::crash, snapshotOf(unreachable)}}));
+  EXPECT_EQ(CRPendingReports(dataController_).writeLeftBehind(CRCore::recordsFolder()), 0);
+  const std::string folder = (sandbox_.storeRoot() / blocked.id).string();
+  EXPECT_TRUE(logs_.contains("Error creating directory: " + folder + ".", LogLevel::developer))
+      << ::testing::PrintToString(logs_.messages());
+  EXPECT_TRUE(logs_.contains("Error writing crash event: Invalid offset for event crash in screenID: D_1.",
+                             LogLevel::developer))
+      << ::testing::PrintToString(logs_.messages());
 }
 
 // The signal names of the report, and the empty text for a signal that is not one of the eight.

@@ -2,21 +2,32 @@
 // is told, for the crash tests and scripts/crash_soak.sh. It is linked with its symbols exported, so
 // that the stack of a report names the functions below.
 //
-//   obx-crash-child <exception|segv|abort|bus> <sandbox> <collector URL> [options]
+//   obx-crash-child <kind> <sandbox> <collector URL> [options]
+//     kinds: exception segv abort bus fpe ill trap sys overflow thread two-threads lock-other
+//     lock-self pipe (a broken pipe, which a host that ignores SIGPIPE survives: exit 0)
 //   obx-crash-child upload <sandbox> <collector URL>: the next run, which sends the spool and exits 0
 //     (1 when something is left after 30 seconds)
 //     --before-batch    crash once the crash feature is registered, before any screen
 //     --disabled        crashReporterEnabled false
 //     --host-handler    install the host's own handlers first; they write <sandbox>/host-handler
-//     --host-handler-after  the same handlers, installed after the SDK; they end the process with 5
+//     --host-handler-after  the same handlers, installed after the SDK, chaining to the SDK's
+//     --ignore-sigpipe  the host ignores SIGPIPE before the SDK starts
 //     --installed-file  write <sandbox>/installed: "1" when a signal handler is in place at the crash
 //
+// Just before it crashes it writes <sandbox>/crashing: the monotonic clock in nanoseconds.
 // Exit 3 when the SDK never got ready; otherwise the process ends by the crash.
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
+#include <stddef.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,15 +36,18 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "core/core.h"
 #include "lifecycle/batch_coordinator.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/real_scheduler.h"
+#include "platform/files/file_faults.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
 #include "platform/ui/navigation_controller.h"
 #include "platform/ui/window.h"
+#include "session/tracked_events.h"
 #include "testing/fake_reachability.h"
 
 namespace {
@@ -41,36 +55,38 @@ namespace {
 class CrashingScreen : public obx::platform::ViewController {};
 
 std::string gHostMarker;
-bool gExitAfterMarker = false;
+std::string gCrashingMarker;
+struct sigaction gSDKAction {};
 
 // Writes with write(2) only: it runs inside a signal handler.
-void writeHostMarker(const char* text) {
-  int file = ::open(gHostMarker.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+void writeMarker(const std::string& path, const char* text, int flags = O_APPEND) {
+  int file = ::open(path.c_str(), O_WRONLY | O_CREAT | flags, 0644);
   if (file < 0) return;
   ssize_t ignored = ::write(file, text, std::strlen(text));
   (void)ignored;
   ::close(file);
 }
 
-void hostSignalHandler(int signal, siginfo_t* info, void*) {
+void hostSignalHandler(int signal, siginfo_t* info, void* context) {
   char line[64];
   std::snprintf(line, sizeof(line), "signal %d %d\n", signal, info ? info->si_signo : -1);
-  writeHostMarker(line);
-  if (gExitAfterMarker) ::_exit(5);
+  writeMarker(gHostMarker, line);
+  // Installed after the SDK, the host chains to the handler it found, as a careful host does.
+  if (gSDKAction.sa_flags & SA_SIGINFO && gSDKAction.sa_sigaction) gSDKAction.sa_sigaction(signal, info, context);
 }
 
 void hostTerminateHandler() {
-  writeHostMarker("terminate\n");
+  writeMarker(gHostMarker, "terminate\n");
   std::abort();
 }
 
-void installHostHandlers() {
+void installHostHandlers(bool chainToSDK) {
   struct sigaction action {};
   action.sa_sigaction = hostSignalHandler;
   action.sa_flags = SA_SIGINFO;
   sigemptyset(&action.sa_mask);
-  for (int signal : {SIGABRT, SIGBUS, SIGSEGV}) ::sigaction(signal, &action, nullptr);
-  std::set_terminate(hostTerminateHandler);
+  for (int signal : {SIGABRT, SIGBUS, SIGSEGV}) ::sigaction(signal, &action, chainToSDK ? &gSDKAction : nullptr);
+  if (!chainToSDK) std::set_terminate(hostTerminateHandler);
 }
 
 bool signalHandlerInstalled() {
@@ -80,17 +96,26 @@ bool signalHandlerInstalled() {
   return current.sa_handler != SIG_DFL;
 }
 
+void noteCrashing() {
+  struct timespec now {};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  const std::string text = std::to_string(static_cast<long long>(now.tv_sec) * 1'000'000'000LL + now.tv_nsec);
+  writeMarker(gCrashingMarker, text.c_str(), O_TRUNC);
+}
+
 }  // namespace
 
-// The crashing functions, named in the reports' stacks.
+// The crashing functions, named in the reports' stacks. Through volatile values, so that the
+// compiler neither drops the fault nor turns the call into a jump that leaves the function out.
+int* volatile gNowhere = nullptr;
+void (*volatile gAbort)() = std::abort;
+volatile int gZero = 0;
+volatile int gOne = 1;
+volatile int gSink = 0;
+
 extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildThrow() {
   throw std::runtime_error("obx-crash-child: uncaught exception");
 }
-
-// Through volatile pointers, so that the compiler neither drops the fault nor turns the call into a
-// jump that leaves this function out of the stack.
-int* volatile gNowhere = nullptr;
-void (*volatile gAbort)() = std::abort;
 
 extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildSegv() {
   *gNowhere = 1;
@@ -111,15 +136,108 @@ extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildBu
   page[0] = 1;
 }
 
+extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildFpe() {
+  // Both volatile: a constant dividend lets the compiler answer without dividing.
+  gSink = gOne / gZero;
+  std::puts("still alive after the division");
+}
+
+extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildIll() {
+#if defined(__x86_64__) || defined(__i386__)
+  asm volatile("ud2");
+#else
+  __builtin_trap();
+#endif
+  std::puts("still alive after the illegal instruction");
+}
+
+extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildTrap() {
+#if defined(__x86_64__) || defined(__i386__)
+  asm volatile("int3");
+#else
+  asm volatile("brk #0");
+#endif
+  std::puts("still alive after the trap");
+}
+
+// A system call the process's seccomp filter refuses with SIGSYS, made from this function itself.
+constexpr long kRefusedCall = 0x1ee7;
+
+extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildSys() {
+#if defined(__x86_64__)
+  long result;
+  asm volatile("syscall" : "=a"(result) : "a"(kRefusedCall) : "rcx", "r11", "memory");
+  gSink = static_cast<int>(result);
+#else
+  gSink = static_cast<int>(::syscall(kRefusedCall));
+#endif
+  std::puts("still alive after the refused call");
+}
+
+bool refuseCallWithSigsys() {
+  struct sock_filter filter[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<__u32>(kRefusedCall), 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  struct sock_fprog program = {static_cast<unsigned short>(sizeof(filter) / sizeof(filter[0])), filter};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+// Deep enough to overflow any stack; the pad keeps each frame large and the sum keeps the call from
+// becoming a loop.
+extern "C" __attribute__((noinline, visibility("default"))) int obxCrashChildRecurse(int depth) {
+  volatile char pad[512];
+  pad[depth % 512] = static_cast<char>(depth);
+  if (depth == gZero - 1) return 0;
+  return obxCrashChildRecurse(depth + 1) + pad[(depth + 1) % 512];
+}
+
+// Writes to a pipe whose reader is gone.
+int brokenPipe() {
+  int ends[2];
+  if (::pipe(ends) != 0) return 6;
+  ::close(ends[0]);
+  ssize_t written = ::write(ends[1], "x", 1);
+  ::close(ends[1]);
+  return written < 0 && errno == EPIPE ? 0 : 7;
+}
+
+// A disk that stops in the middle of the store's next event write: the writing thread blocks there
+// (lock-other) or faults there (lock-self).
+class StallingFiles final : public obx::platform::FileFaults {
+ public:
+  explicit StallingFiles(bool fault) : fault_(fault) {}
+  Allowance willWrite(const std::filesystem::path& path, std::uint64_t, std::size_t size) override {
+    const std::string text = path.string();
+    if (text.find("/obx.ombrix/") == std::string::npos || text.find("/cache/") != std::string::npos) {
+      return {size, 0};
+    }
+    if (fault_) obxCrashChildSegv();
+    entered_.store(true);
+    for (;;) ::pause();
+  }
+  void didSync(const std::filesystem::path&, std::uint64_t) override {}
+  void didTruncate(const std::filesystem::path&, std::uint64_t) override {}
+  void didRename(const std::filesystem::path&, const std::filesystem::path&) override {}
+  bool entered() const { return entered_.load(); }
+
+ private:
+  const bool fault_;
+  std::atomic<bool> entered_{false};
+};
+
 int main(int argc, char** argv) {
   if (argc < 4) {
-    std::fprintf(stderr, "usage: %s <exception|segv|abort|bus> <sandbox> <collector URL> [options]\n", argv[0]);
+    std::fprintf(stderr, "usage: %s <kind> <sandbox> <collector URL> [options]\n", argv[0]);
     return 2;
   }
   const std::string kind = argv[1];
   const std::filesystem::path root = argv[2];
   const std::string url = argv[3];
-  bool beforeBatch = false, disabled = false, hostHandler = false, hostHandlerAfter = false, installedFile = false;
+  bool beforeBatch = false, disabled = false, hostHandler = false, hostHandlerAfter = false, installedFile = false,
+       ignorePipe = false;
   for (int index = 4; index < argc; ++index) {
     std::string option = argv[index];
     beforeBatch |= option == "--before-batch";
@@ -127,9 +245,12 @@ int main(int argc, char** argv) {
     hostHandler |= option == "--host-handler";
     hostHandlerAfter |= option == "--host-handler-after";
     installedFile |= option == "--installed-file";
+    ignorePipe |= option == "--ignore-sigpipe";
   }
   gHostMarker = (root / "host-handler").string();
-  if (hostHandler) installHostHandlers();
+  gCrashingMarker = (root / "crashing").string();
+  if (hostHandler) installHostHandlers(false);
+  if (ignorePipe) ::signal(SIGPIPE, SIG_IGN);
 
   using namespace obx;
   auto scheduler = std::make_shared<platform::RealScheduler>();
@@ -181,16 +302,45 @@ int main(int argc, char** argv) {
   } else {
     scheduler->runMainLoop([] { return false; }, 0.5);
   }
-  if (hostHandlerAfter) {
-    gExitAfterMarker = true;
-    installHostHandlers();
-  }
+  if (hostHandlerAfter) installHostHandlers(true);
   if (installedFile) std::ofstream(root / "installed") << (signalHandlerInstalled() ? "1" : "0");
 
   std::fflush(nullptr);
+  if (kind == "pipe") return brokenPipe();
+  if (kind == "sys" && !refuseCallWithSigsys()) return 8;
+  if (kind == "lock-other" || kind == "lock-self") {
+    static StallingFiles stalling(kind == "lock-self");
+    platform::installFileFaults(&stalling);
+    core->commonDependencies()->trackedEvents->sendGoal("stall", std::nullopt);
+    if (kind == "lock-self") {
+      noteCrashing();
+      pumpUntil([] { return false; }, 10.0);
+      return 4;
+    }
+    if (!pumpUntil([&] { return stalling.entered(); }, 10.0)) return 9;
+  }
+  noteCrashing();
   if (kind == "exception") obxCrashChildThrow();
-  if (kind == "segv") obxCrashChildSegv();
+  if (kind == "segv" || kind == "lock-other") obxCrashChildSegv();
   if (kind == "abort") obxCrashChildAbort();
   if (kind == "bus") obxCrashChildBus((root / "bus-file").c_str());
+  if (kind == "fpe") obxCrashChildFpe();
+  if (kind == "ill") obxCrashChildIll();
+  if (kind == "trap") obxCrashChildTrap();
+  if (kind == "sys") obxCrashChildSys();
+  if (kind == "overflow") gSink = obxCrashChildRecurse(0);
+  if (kind == "thread") std::thread([] { obxCrashChildSegv(); }).join();
+  if (kind == "two-threads") {
+    std::atomic<int> ready{0};
+    auto both = [&ready] {
+      ready.fetch_add(1);
+      while (ready.load() < 2) {
+      }
+      obxCrashChildSegv();
+    };
+    std::thread first(both), second(both);
+    first.join();
+    second.join();
+  }
   return 4;
 }

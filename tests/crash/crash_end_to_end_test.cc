@@ -1,14 +1,17 @@
-// A host that records a screen really dies (obx-crash-child, a process of its own); the next run of
-// the SDK on the same sandbox uploads what the dying process wrote, to the collector on 127.0.0.1.
+// A host that records a screen really dies (obx-crash-child, a process of its own); its next run on
+// the same sandbox, the same program as a user would start it again, turns the crash record into
+// events and uploads them to the collector on 127.0.0.1.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "../e2e/e2e_fixture.h"
+#include "platform/crash/crash_handlers.h"
 
 namespace obx::e2e {
 namespace {
@@ -46,6 +49,8 @@ class CrashEndToEndTest : public EndToEndTest {
     argv.push_back(nullptr);
     pid_t child = ::fork();
     if (child == 0) {
+      // As a user starts it: the test process's ignored SIGPIPE would be inherited.
+      ::signal(SIGPIPE, SIG_DFL);
       ::execv(argv[0], argv.data());
       ::_exit(127);
     }
@@ -58,11 +63,11 @@ class CrashEndToEndTest : public EndToEndTest {
     return result;
   }
 
-  // Starts the next run and waits until the spool has left for the collector.
+  // The next start of the same program sends the spool and ends cleanly.
   void uploadWithNextRun() {
-    startSDK();
-    ASSERT_TRUE(pumpUntil([&] { return spooledBatches().empty() && !collector_->screens().empty(); }, 30.0))
-        << spooledBatches().size() << " batches left";
+    const ChildExit exit = runChild("upload");
+    EXPECT_FALSE(exit.signaled) << "the uploading start died of signal " << exit.signal;
+    EXPECT_EQ(exit.code, 0) << spooledBatches().size() << " batches left";
   }
 
   std::vector<Crash> receivedCrashes() const {
@@ -90,32 +95,50 @@ class CrashEndToEndTest : public EndToEndTest {
   }
 };
 
+// The function a stack line names: "<index> <module> <address> <symbol> + <offset>".
+std::string symbolOf(const std::string& line) {
+  std::istringstream words(line);
+  std::string index, module, address, symbol;
+  words >> index >> module >> address >> symbol;
+  return symbol;
+}
+
 struct CrashKind {
   const char* kind;
-  int signal;                  // of the last crash event
-  const char* description;     // of the last crash event
-  const char* function;        // named in the stack of the first crash event
+  int signal;               // the process ends by it; the last crash event carries it
+  const char* function;     // the faulting function
+  bool faultsInFunction;    // the first frame is `function` itself, not the C library's abort
   std::size_t crashes;
 };
 
 const CrashKind kKinds[] = {
-    {"exception", SIGABRT, "SIGABRT", "obxCrashChildThrow", 2},
-    {"segv", SIGSEGV, "SIGSEGV", "obxCrashChildSegv", 1},
-    {"abort", SIGABRT, "SIGABRT", "obxCrashChildAbort", 1},
-    {"bus", SIGBUS, "SIGBUS", "obxCrashChildBus", 1},
+    {"exception", SIGABRT, "obxCrashChildThrow", true, 2},
+    {"segv", SIGSEGV, "obxCrashChildSegv", true, 1},
+    {"abort", SIGABRT, "obxCrashChildAbort", false, 1},
+    {"bus", SIGBUS, "obxCrashChildBus", true, 1},
+    {"fpe", SIGFPE, "obxCrashChildFpe", true, 1},
+    {"ill", SIGILL, "obxCrashChildIll", true, 1},
+    {"trap", SIGTRAP, "obxCrashChildTrap", true, 1},
+    {"sys", SIGSYS, "obxCrashChildSys", true, 1},
+    {"overflow", SIGSEGV, "obxCrashChildRecurse", true, 1},
+    {"thread", SIGSEGV, "obxCrashChildSegv", true, 1},
+    {"two-threads", SIGSEGV, "obxCrashChildSegv", true, 1},
+    // Another thread is stopped in the middle of the store's write; then the crashing thread is.
+    {"lock-other", SIGSEGV, "obxCrashChildSegv", true, 1},
+    {"lock-self", SIGSEGV, "obxCrashChildSegv", true, 1},
 };
 
 class CrashKindTest : public CrashEndToEndTest, public ::testing::WithParamInterface<CrashKind> {};
 
-// Each kind of death leaves its crash events (description, signal, a stack that names the crashing
-// function, whole seconds) and the screen's end events, and they leave with the next run; the
-// process ends by the SDK's SIGKILL, not by the default action.
-TEST_P(CrashKindTest, CrashEventsAndScreenEndArriveWithTheNextRun) {
+// Each kind of death ends the process by its own signal and leaves one report; the next start sends
+// its crash events (description, signal, a stack that begins at the faulting function, whole
+// seconds) and the screen's end events.
+TEST_P(CrashKindTest, ReportArrivesWithTheNextStart) {
   const CrashKind& kind = GetParam();
   startCollector();
   const ChildExit exit = runChild(kind.kind, {"--installed-file"});
   ASSERT_TRUE(exit.signaled) << "exit code " << exit.code;
-  EXPECT_EQ(exit.signal, SIGKILL);
+  EXPECT_EQ(exit.signal, kind.signal) << strsignal(exit.signal);
   EXPECT_EQ(readFile(root_ / "installed"), "1");
   ASSERT_EQ(spooledBatches().size(), 1u);
 
@@ -127,18 +150,24 @@ TEST_P(CrashKindTest, CrashEventsAndScreenEndArriveWithTheNextRun) {
     EXPECT_EQ(crashes[0].desc, "obx-crash-child: uncaught exception");
   }
   EXPECT_EQ(crashes.back().signal, kind.signal);
-  EXPECT_EQ(crashes.back().desc, kind.description);
+  EXPECT_EQ(crashes.back().desc, platform::CrashHandlers::signalName(kind.signal));
   for (const Crash& crash : crashes) {
-    EXPECT_FALSE(crash.symbols.empty());
+    ASSERT_FALSE(crash.symbols.empty());
     // Seconds since 1970, where every other event counts milliseconds.
     EXPECT_GT(crash.time, 1'600'000'000);
     EXPECT_LT(crash.time, 100'000'000'000);
     const bool named = std::any_of(crash.symbols.begin(), crash.symbols.end(), [&](const std::string& symbol) {
-      return symbol.find(kind.function) != std::string::npos;
+      return symbolOf(symbol) == kind.function;
     });
-    EXPECT_TRUE(named) << kind.function << " not in the stack of " << crash.desc;
+    EXPECT_TRUE(named) << kind.function << " not in the stack of " << crash.desc << ": "
+                       << ::testing::PrintToString(crash.symbols);
+    // No frame of the handler: the stack starts where the process faulted.
+    for (const std::string& symbol : crash.symbols) EXPECT_EQ(symbol.find("obx::platform"), std::string::npos) << symbol;
   }
-  // The analytics core closed the screen on the crashing thread: "samplingStatus" and "aE", once.
+  if (kind.faultsInFunction) {
+    EXPECT_EQ(symbolOf(crashes.front().symbols.front()), kind.function) << crashes.front().symbols.front();
+  }
+  // The analytics core's snapshot closed the screen: "samplingStatus" and "aE", once.
   const auto types = crashScreenTypes();
   EXPECT_EQ(std::count(types.begin(), types.end(), "screen"), 1);
   EXPECT_EQ(std::count(types.begin(), types.end(), "samplingStatus"), 1);
@@ -146,66 +175,69 @@ TEST_P(CrashKindTest, CrashEventsAndScreenEndArriveWithTheNextRun) {
   EXPECT_EQ(types.back(), "aE");
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, CrashKindTest, ::testing::ValuesIn(kKinds),
-                         [](const auto& info) { return std::string(info.param.kind); });
+INSTANTIATE_TEST_SUITE_P(Kinds, CrashKindTest, ::testing::ValuesIn(kKinds), [](const auto& info) {
+  std::string name = info.param.kind;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+});
 
-// A handler the host installed before the SDK is still called, after the SDK's report, with the
-// original signal; an uncaught exception reaches the host's terminate handler, then its SIGABRT one.
-TEST_F(CrashEndToEndTest, HostsEarlierHandlersAreStillCalled) {
+// The host's handlers keep working: one installed before the SDK runs after the report, with the
+// original signal (an uncaught exception reaches its terminate handler, then its SIGABRT one); one
+// installed after the SDK that chains to what it found still gets a report. The process ends by
+// the signal it got.
+TEST_F(CrashEndToEndTest, HostsHandlersAreStillCalled) {
   const struct {
     const char* kind;
+    const char* option;
+    int signal;
     const char* marker;
     std::size_t crashes;
   } cases[] = {
-      {"segv", "signal 11 11\n", 1},
-      {"bus", "signal 7 7\n", 1},
-      {"exception", "terminate\nsignal 6 6\n", 2},
+      {"segv", "--host-handler", SIGSEGV, "signal 11 11\n", 1},
+      {"bus", "--host-handler", SIGBUS, "signal 7 7\n", 1},
+      {"exception", "--host-handler", SIGABRT, "terminate\nsignal 6 6\n", 2},
+      {"segv", "--host-handler-after", SIGSEGV, "signal 11 11\n", 1},
   };
   startCollector();
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.kind);
+    SCOPED_TRACE(std::string(c.kind) + " " + c.option);
     std::filesystem::remove(root_ / "host-handler");
-    const ChildExit exit = runChild(c.kind, {"--host-handler"});
+    const ChildExit exit = runChild(c.kind, {c.option});
     EXPECT_TRUE(exit.signaled);
-    EXPECT_EQ(exit.signal, SIGKILL);
+    EXPECT_EQ(exit.signal, c.signal);
     EXPECT_EQ(readFile(root_ / "host-handler"), c.marker);
   }
   uploadWithNextRun();
-  ASSERT_TRUE(pumpUntil([&] { return collector_->screens().size() >= 3; }, 20.0));
-  EXPECT_EQ(receivedCrashes().size(), 4u);
+  ASSERT_TRUE(pumpUntil([&] { return collector_->screens().size() >= 4; }, 20.0));
+  EXPECT_EQ(receivedCrashes().size(), 5u);
 }
 
-// A signal handler the host installs after the SDK replaces the SDK's: the host's runs, the SDK
-// writes no crash and the screen leaves without its end.
-TEST_F(CrashEndToEndTest, HostHandlerInstalledAfterTheSDKIsNotAffected) {
+// A host that ignores SIGPIPE, as network programs do, survives a broken pipe with the SDK in; one
+// that does not dies of it, reported.
+TEST_F(CrashEndToEndTest, IgnoredSigpipeStaysIgnored) {
   startCollector();
-  const ChildExit exit = runChild("segv", {"--host-handler-after"});
-  EXPECT_FALSE(exit.signaled);
-  EXPECT_EQ(exit.code, 5);
-  EXPECT_EQ(readFile(root_ / "host-handler"), "signal 11 11\n");
+  const ChildExit ignored = runChild("pipe", {"--ignore-sigpipe"});
+  EXPECT_FALSE(ignored.signaled) << strsignal(ignored.signal);
+  EXPECT_EQ(ignored.code, 0);
+  const ChildExit unhandled = runChild("pipe");
+  EXPECT_TRUE(unhandled.signaled);
+  EXPECT_EQ(unhandled.signal, SIGPIPE);
   uploadWithNextRun();
-  EXPECT_TRUE(receivedCrashes().empty());
+  const auto crashes = receivedCrashes();
+  ASSERT_EQ(crashes.size(), 1u);
+  EXPECT_EQ(crashes[0].desc, "SIGPIPE");
 }
 
-// A crash before the first batch writes nothing: the hooks ran (SIGKILL), the spool holds no batch.
-TEST_F(CrashEndToEndTest, CrashBeforeTheFirstBatchWritesNothing) {
+// A crash before the first batch writes nothing; with crashReporterEnabled false no handler is
+// installed, and the screen leaves without a crash event or an end. Both die of the signal itself.
+TEST_F(CrashEndToEndTest, NoBatchOrNoFeatureWritesNoCrash) {
   startCollector();
-  const ChildExit exit = runChild("segv", {"--before-batch"});
-  EXPECT_TRUE(exit.signaled);
-  EXPECT_EQ(exit.signal, SIGKILL);
+  const ChildExit early = runChild("segv", {"--before-batch"});
+  EXPECT_TRUE(early.signaled);
+  EXPECT_EQ(early.signal, SIGSEGV);
   EXPECT_TRUE(spooledBatches().empty());
-  startSDK();
-  pump(4.5);
-  EXPECT_TRUE(collector_->screens().empty());
-}
-
-// With crashReporterEnabled false no handler is installed: the process dies of the signal itself,
-// and the screen leaves without a crash event or an end.
-TEST_F(CrashEndToEndTest, DisabledInstallsNoHandler) {
-  startCollector();
-  const ChildExit exit = runChild("segv", {"--disabled", "--installed-file"});
-  EXPECT_TRUE(exit.signaled);
-  EXPECT_EQ(exit.signal, SIGSEGV);
+  const ChildExit disabled = runChild("segv", {"--disabled", "--installed-file"});
+  EXPECT_EQ(disabled.signal, SIGSEGV);
   EXPECT_EQ(readFile(root_ / "installed"), "0");
   uploadWithNextRun();
   EXPECT_TRUE(receivedCrashes().empty());

@@ -1,42 +1,43 @@
-// CrashHandlers: the process-wide hooks that see the process die. An uncaught C++ exception reaches
-// the terminate handler; the eight fatal signals (SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGPIPE, SIGSEGV,
-// SIGSYS, SIGTRAP) reach a signal handler. Each hook reports once to the reporter given at
-// installation, then hands over to whatever handler was in place before it, which keeps another
-// crash reporter of the host working. A signal handler then ends the process with SIGKILL; the
-// terminate handler lets the previous handler abort, which comes back as SIGABRT. A report that
-// has not returned after 3 seconds is given up: SIGALRM ends the process with SIGKILL.
+// CrashHandlers: the process-wide hooks that see the process die of a fatal signal (SIGABRT, SIGBUS,
+// SIGFPE, SIGILL, SIGPIPE, SIGSEGV, SIGSYS, SIGTRAP) or of an uncaught C++ exception.
 //
-// Installed once per process and never removed: the kept handlers live in static storage.
+// Installation keeps what the host set: a signal the host ignores stays ignored, a handler of the
+// host is kept and called after the report. The signal handlers run on the thread's alternate stack
+// when it has one (AlternateSignalStack), so a stack overflow is reported too.
+//
+// The hooks do only async-signal-safe work: no allocation, no lock, no stdio, no exception. They
+// write one RawCrashRecord (signal, code, address, thread, time, the frames' addresses from the
+// faulting instruction on, the exception's type and text, the CrashSnapshotSlots and the memory
+// map) to the file given at installation, with write(2); symbols are resolved at the next start.
+// Then the host's handler runs, and the process ends by the signal it got: the default action is
+// restored and the signal raised again, so a core dump or the system's crash collector sees it. A
+// host handler that returns from a signal it can survive (anything but SIGABRT) keeps the process
+// alive, and the record is taken back. Only the first crashing thread reports: another thread that
+// faults meanwhile waits, then the process ends by the first signal; a fault inside the handler
+// ends it at once by the default action.
+//
+// install and uninstall are called from ordinary code, not concurrently with each other.
 #pragma once
 
-#include <string>
 #include <vector>
 
 namespace obx::platform {
-
-struct CrashReport {
-  std::string description;  // the exception's text, or the signal's name
-  int signal = 0;           // 0 for an uncaught exception
-  std::vector<std::string> symbols;
-};
-
-using CrashReporter = void (*)(const CrashReport& report);
 
 class CrashHandlers {
  public:
   // The signals caught, in the order they are installed.
   static const std::vector<int>& signals();
 
-  // Installs the hooks with `reporter`; true on the first call, false (and nothing changes) after.
-  static bool install(CrashReporter reporter);
+  // Installs the hooks; records go to `recordFile`, which the caller keeps open until uninstall.
+  // False (and nothing changes) when they are installed already.
+  static bool install(int recordFile);
+  // Puts back the previous actions and terminate handler, where the hooks are still in place (a
+  // handler the host installed later stays); records are no longer written.
+  static void uninstall();
   static bool installed();
 
   // "SIGSEGV" for 11 and so on for the eight signals; "" for any other number.
   static const char* signalName(int signal);
-
-  // The frames of the calling thread as text, the innermost first, leaving out `skip` frames
-  // above the caller's own.
-  static std::vector<std::string> callStackSymbols(int skip = 0);
 };
 
 }  // namespace obx::platform

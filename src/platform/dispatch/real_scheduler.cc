@@ -1,5 +1,7 @@
 #include "platform/dispatch/real_scheduler.h"
 
+#include "platform/crash/alternate_signal_stack.h"
+
 namespace obx::platform {
 namespace {
 constexpr std::size_t kMaxWorkers = 64;
@@ -63,6 +65,8 @@ void RealScheduler::execute(Block runnable) {
 }
 
 void RealScheduler::workerLoop(const std::shared_ptr<State>& state) {
+  // A crash on this thread, a stack overflow included, still reaches the crash handlers.
+  AlternateSignalStack::ensureForCurrentThread();
   std::unique_lock lock(state->poolMutex);
   for (;;) {
     ++state->idle;
@@ -90,6 +94,7 @@ void RealScheduler::executeAfter(double seconds, Block runnable) {
 }
 
 void RealScheduler::timerLoop(const std::shared_ptr<State>& state) {
+  AlternateSignalStack::ensureForCurrentThread();
   std::unique_lock lock(state->timerMutex);
   for (;;) {
     {
@@ -153,6 +158,7 @@ bool RealScheduler::servesMainOnOwnThread() const {
 }
 
 void RealScheduler::mainLoop(const std::shared_ptr<State>& state) {
+  AlternateSignalStack::ensureForCurrentThread();
   for (;;) {
     {
       std::unique_lock lock(state->mainMutex);
@@ -164,6 +170,7 @@ void RealScheduler::mainLoop(const std::shared_ptr<State>& state) {
 }
 
 bool RealScheduler::runMainLoop(const std::function<bool()>& done, double timeoutSeconds) {
+  AlternateSignalStack::ensureForCurrentThread();
   auto deadline = std::chrono::steady_clock::now() +
                   std::chrono::duration_cast<std::chrono::steady_clock::duration>(
                       std::chrono::duration<double>(timeoutSeconds));
