@@ -1,13 +1,61 @@
 #include "platform/crypto/crypto.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
 #include <memory>
 
 namespace obx::platform {
 namespace {
 
 constexpr std::size_t kBlockSize = 16;
+
+// OpenSSL frees its tables in an exit handler of its own, while the SDK's threads may still be
+// enciphering an event: a call racing the host's exit then faults inside the library. So OpenSSL is
+// asked not to clean up at exit when the SDK starts it first; when the host started it, an exit
+// handler of ours, registered after OpenSSL's and so run before it, closes the door to new calls and
+// waits for those under way. A call refused at exit fails as a memory failure would.
+std::atomic<int> gCallsUnderWay{0};
+std::atomic<bool> gExiting{false};
+
+void closeAtExit() {
+  gExiting.store(true);
+  // Bounded: a call takes microseconds; a thread stopped inside one must not hold the exit.
+  for (int wait = 0; wait < 1000 && gCallsUnderWay.load() > 0; ++wait) ::usleep(1000);
+}
+
+void startLibrary() {
+  static const bool started = [] {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    std::atexit(closeAtExit);
+    return true;
+  }();
+  (void)started;
+}
+
+// Started in the process's start-up, before a host's later use of OpenSSL can register its clean-up.
+[[maybe_unused]] const bool kLibraryStarted = (startLibrary(), true);
+
+// One call into OpenSSL; `open` is false once the process exits.
+class LibraryCall {
+ public:
+  LibraryCall() {
+    startLibrary();
+    gCallsUnderWay.fetch_add(1);
+    open_ = !gExiting.load();
+  }
+  ~LibraryCall() { gCallsUnderWay.fetch_sub(1); }
+  LibraryCall(const LibraryCall&) = delete;
+  LibraryCall& operator=(const LibraryCall&) = delete;
+  bool open() const { return open_; }
+
+ private:
+  bool open_ = false;
+};
 
 struct CipherContextDeleter {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
@@ -70,6 +118,8 @@ CachedCipher& cachedCipher() {
 template <std::size_t N>
 std::array<std::uint8_t, N> digest(const EVP_MD* type, std::string_view data) {
   std::array<std::uint8_t, N> out{};
+  LibraryCall call;
+  if (!call.open()) return out;
   std::unique_ptr<EVP_MD_CTX, DigestContextDeleter> context(EVP_MD_CTX_new());
   unsigned int length = 0;
   if (!context || EVP_DigestInit_ex(context.get(), type, nullptr) != 1 ||
@@ -85,6 +135,11 @@ std::array<std::uint8_t, N> digest(const EVP_MD* type, std::string_view data) {
 CCCryptResult ccCrypt(CCOperation operation, std::string_view key, std::string_view iv, std::string_view dataIn,
                       std::size_t dataOutAvailable) {
   CCCryptResult result;
+  LibraryCall call;
+  if (!call.open()) {
+    result.status = CCCryptorStatus::memoryFailure;
+    return result;
+  }
   const EVP_CIPHER* cipher = cipherForKeyLength(key.size());
   if (!cipher || iv.size() != kBlockSize) {
     result.status = CCCryptorStatus::paramError;
