@@ -244,6 +244,28 @@ void waitForReporter(int signal) {
   endBy(first ? first : signal);
 }
 
+// A report that never finishes (the unwinder stuck on a lock the crashed thread held) must not
+// leave the application hung: an alarm armed for the report ends the process by its signal. It is
+// disarmed before the host's handler runs, whose time is its own.
+constexpr unsigned kReportSeconds = 1;
+
+void endHungReport(int) { endBy(gFirstSignal.load() ? gFirstSignal.load() : SIGABRT); }
+
+struct sigaction gHostAlarm {};
+
+void armReportAlarm() {
+  struct sigaction action {};
+  action.sa_handler = endHungReport;
+  sigemptyset(&action.sa_mask);
+  ::sigaction(SIGALRM, &action, &gHostAlarm);
+  ::alarm(kReportSeconds);
+}
+
+void disarmReportAlarm() {
+  ::alarm(0);
+  ::sigaction(SIGALRM, &gHostAlarm, nullptr);
+}
+
 bool callPrevious(int signal, siginfo_t* info, void* context) {
   int slot = slotOf(signal);
   if (slot < 0 || !gInstalled.load()) return false;
@@ -285,8 +307,10 @@ void signalHandler(int signal, siginfo_t* info, void* context) {
   const int file = gRecordFile.load();
   off_t recordStart = -1;
   if (file >= 0) {
+    armReportAlarm();
     recordStart = ::lseek(file, 0, SEEK_END);
     writeRecord(file, RawCrashRecord::Kind::signal, signal, info, unwind(pc, false), nullptr, nullptr);
+    disarmReportAlarm();
   }
   // A host handler that already returned from this very fault is not asked again.
   const bool hostReturned = !repeated && callPrevious(signal, info, context);
@@ -312,6 +336,7 @@ void terminateHandler() {
     gFirstSignal.store(SIGABRT);
     const int file = gRecordFile.load();
     if (file >= 0) {
+      armReportAlarm();
       const char* typeName = nullptr;
       const char* what = nullptr;
       // The current exception's object and type, read without rethrowing it (which allocates).
@@ -324,6 +349,7 @@ void terminateHandler() {
         }
       }
       writeRecord(file, RawCrashRecord::Kind::exception, 0, nullptr, unwind(0, true), typeName, what ? what : "");
+      disarmReportAlarm();
     }
     gAwaitingAbort.store(true);
   } else if (owner != self) {

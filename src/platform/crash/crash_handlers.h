@@ -14,7 +14,8 @@
 // host handler that returns from a signal it can survive (anything but SIGABRT) keeps the process
 // alive, and the record is taken back. Only the first crashing thread reports: another thread that
 // faults meanwhile waits, then the process ends by the first signal; a fault inside the handler
-// ends it at once by the default action.
+// ends it at once by the default action, and a report still unfinished after a second (an alarm)
+// ends it by its signal.
 //
 // install and uninstall are called from ordinary code, not concurrently with each other.
 #pragma once

@@ -8,6 +8,8 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/crash/alternate_signal_stack.h"
+
 namespace obx::platform::detail {
 namespace {
 
@@ -278,7 +280,11 @@ TransferEngine& TransferEngine::shared() {
 TransferEngine::TransferEngine() {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   multi_ = curl_multi_init();
-  std::thread([this] { run(); }).detach();
+  std::thread([this] {
+    // A crash on this thread, a stack overflow included, still reaches the crash handlers.
+    AlternateSignalStack::ensureForCurrentThread();
+    run();
+  }).detach();
 }
 
 void TransferEngine::start(std::shared_ptr<Transfer> transfer) {
