@@ -30,6 +30,15 @@ Data randomBytes(std::size_t size, unsigned seed) {
   return bytes;
 }
 
+// JSON-like text, which deflates well.
+Data textBytes(std::size_t size) {
+  const std::string line = "{\"type\":\"touchBegan\",\"offset\":1250,\"x\":120,\"y\":640},\n";
+  Data bytes;
+  while (bytes.size() < size) bytes.insert(bytes.end(), line.begin(), line.end());
+  bytes.resize(size);
+  return bytes;
+}
+
 void writeFile(const fs::path& path, const Data& bytes) {
   std::ofstream out(path, std::ios::binary);
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -52,6 +61,7 @@ class ZipArchiveTest : public ::testing::Test {
         {"S1_20260101120000_zip/raw/0", randomBytes(9000, 2)},
         {"S1_20260101120000_zip/raw/10", randomBytes(3, 3)},
         {"S1_20260101120000_zip/raw/empty", Data{}},
+        {"S1_20260101120000_zip/raw/notes", textBytes(20000)},
     };
     for (const auto& [name, bytes] : files_) writeFile(root_ / name, bytes);
   }
@@ -104,6 +114,28 @@ TEST_F(ZipArchiveTest, UnzipToolReadsIt) {
   EXPECT_NE(runCommand("unzip -t '" + archive.string() + "'").find("No errors detected"), std::string::npos);
   const std::string extracted = runCommand("unzip -p '" + archive.string() + "' S1_20260101120000_zip/raw/0");
   EXPECT_EQ(Data(extracted.begin(), extracted.end()), files_["S1_20260101120000_zip/raw/0"]);
+}
+
+// Bytes that look random (ciphertext) are stored and text is deflated,
+// and another reader takes both: Python's zipfile checks every entry's CRC and reports the methods.
+TEST_F(ZipArchiveTest, RandomBytesAreStoredAndTextDeflated) {
+  if (runCommand("command -v python3").empty()) GTEST_SKIP() << "python3 is not installed";
+  const fs::path archive = root_ / "S1.zip";
+  ASSERT_FALSE(zipFolder(folder_, archive));
+  const std::string report = runCommand(
+      "python3 -c 'import sys, zipfile\n"
+      "z = zipfile.ZipFile(sys.argv[1])\n"
+      "print(\"bad:\", z.testzip())\n"
+      "for i in z.infolist(): print(i.filename, i.compress_type)' '" + archive.string() + "'");
+  const std::map<std::string, int> expected = {
+      {"S1_20260101120000_zip/raw/data", 0},   // 48 KiB of random bytes: stored
+      {"S1_20260101120000_zip/raw/0", 0},      // 9000 random bytes: stored
+      {"S1_20260101120000_zip/raw/notes", 8},  // text: deflated
+  };
+  EXPECT_NE(report.find("bad: None\n"), std::string::npos) << report;
+  for (const auto& [name, method] : expected) {
+    EXPECT_NE(report.find(name + " " + std::to_string(method) + "\n"), std::string::npos) << name << "\n" << report;
+  }
 }
 
 // A trailing separator names the same folder; a missing folder fails and leaves no archive; bytes

@@ -4,8 +4,8 @@
 #include <zip.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
+#include <array>
+#include <cmath>
 #include <fstream>
 #include <system_error>
 
@@ -27,11 +27,14 @@ std::string openErrorText(int code) {
   return text;
 }
 
-std::optional<std::string> readWhole(const std::filesystem::path& path, Data& bytes) {
+// The first `limit` bytes of a file (all of a shorter one) into `bytes`; the error text, or nothing.
+std::optional<std::string> readStart(const std::filesystem::path& path, std::size_t limit, Data& bytes) {
   std::ifstream stream(path, std::ios::binary);
   if (!stream) return "cannot open " + path.string();
-  bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+  bytes.resize(limit);
+  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(limit));
   if (stream.bad()) return "cannot read " + path.string();
+  bytes.resize(static_cast<std::size_t>(stream.gcount()));
   return std::nullopt;
 }
 
@@ -39,6 +42,31 @@ time_t modificationTime(const std::filesystem::path& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return 0;
   return status.st_mtime;
+}
+
+constexpr std::size_t kSampleBytes = 64 * 1024;
+
+// Whether deflate would gain next to nothing on a file whose first 64 KiB are `bytes`: they carry
+// close to 8 bits of information per byte (order-0 entropy, with the Miller-Madow correction for
+// short samples), as JPEG scans and ciphertext do. Such entries are stored: deflating them costs
+// most of an archive's time and saves well under one percent. Fewer than 256 bytes are never
+// judged so.
+bool looksIncompressible(const Data& bytes) {
+  constexpr double kStoredAbove = 7.9;  // bits per byte
+  const std::size_t sample = std::min(bytes.size(), kSampleBytes);
+  if (sample < 256) return false;
+  std::array<std::size_t, 256> counts{};
+  for (std::size_t i = 0; i < sample; ++i) ++counts[bytes[i]];
+  double entropy = 0;
+  int seen = 0;
+  for (std::size_t count : counts) {
+    if (count == 0) continue;
+    ++seen;
+    const double p = static_cast<double>(count) / static_cast<double>(sample);
+    entropy -= p * std::log2(p);
+  }
+  entropy += (seen - 1) / (2.0 * static_cast<double>(sample) * std::log(2.0));
+  return entropy > kStoredAbove;
 }
 
 // Adds `directory` (already added under `prefix`) and everything below it, in name order.
@@ -61,27 +89,21 @@ std::optional<std::string> addContents(zip_t* archive, const std::filesystem::pa
       zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
       if (auto failure = addContents(archive, child.path(), name + "/")) return failure;
     } else if (child.is_regular_file(error)) {
-      Data bytes;
-      if (auto failure = readWhole(child.path(), bytes)) return failure;
-      // libzip frees the copy once the archive is written; an empty file needs no buffer at all
-      // (libzip would not free a buffer of length zero).
-      void* copy = nullptr;
-      if (!bytes.empty()) {
-        copy = std::malloc(bytes.size());
-        if (copy == nullptr) return std::string("out of memory");
-        std::memcpy(copy, bytes.data(), bytes.size());
-      }
-      zip_source_t* source = zip_source_buffer(archive, copy, bytes.size(), copy != nullptr ? 1 : 0);
-      if (source == nullptr) {
-        std::free(copy);
-        return archiveErrorText(archive);
-      }
+      Data sample;
+      if (auto failure = readStart(child.path(), kSampleBytes, sample)) return failure;
+      // libzip reads the file itself when the archive is written, so no file is held in memory.
+      zip_source_t* source = zip_source_file(archive, child.path().c_str(), 0, -1);
+      if (source == nullptr) return archiveErrorText(archive);
       const zip_int64_t index = zip_file_add(archive, name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
       if (index < 0) {
         zip_source_free(source);
         return archiveErrorText(archive);
       }
       zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
+      if (looksIncompressible(sample) &&
+          zip_set_file_compression(archive, static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0) != 0) {
+        return archiveErrorText(archive);
+      }
     }
   }
   return std::nullopt;
