@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <fstream>
+#include <set>
 #include <system_error>
 
 namespace obx::platform {
@@ -51,12 +52,12 @@ constexpr std::size_t kSampleBytes = 64 * 1024;
 // short samples), as JPEG scans and ciphertext do. Such entries are stored: deflating them costs
 // most of an archive's time and saves well under one percent. Fewer than 256 bytes are never
 // judged so.
-bool looksIncompressible(const Data& bytes) {
+bool looksIncompressible(std::string_view bytes) {
   constexpr double kStoredAbove = 7.9;  // bits per byte
   const std::size_t sample = std::min(bytes.size(), kSampleBytes);
   if (sample < 256) return false;
   std::array<std::size_t, 256> counts{};
-  for (std::size_t i = 0; i < sample; ++i) ++counts[bytes[i]];
+  for (std::size_t i = 0; i < sample; ++i) ++counts[static_cast<unsigned char>(bytes[i])];
   double entropy = 0;
   int seen = 0;
   for (std::size_t count : counts) {
@@ -67,6 +68,19 @@ bool looksIncompressible(const Data& bytes) {
   }
   entropy += (seen - 1) / (2.0 * static_cast<double>(sample) * std::log(2.0));
   return entropy > kStoredAbove;
+}
+
+std::string_view asText(const Data& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// Stores the entry at `index` when its bytes (or their start, `sample`) look incompressible.
+std::optional<std::string> chooseCompression(zip_t* archive, zip_int64_t index, std::string_view sample) {
+  if (looksIncompressible(sample) &&
+      zip_set_file_compression(archive, static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0) != 0) {
+    return archiveErrorText(archive);
+  }
+  return std::nullopt;
 }
 
 // Adds `directory` (already added under `prefix`) and everything below it, in name order.
@@ -100,13 +114,39 @@ std::optional<std::string> addContents(zip_t* archive, const std::filesystem::pa
         return archiveErrorText(archive);
       }
       zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
-      if (looksIncompressible(sample) &&
-          zip_set_file_compression(archive, static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0) != 0) {
-        return archiveErrorText(archive);
-      }
+      if (auto failure = chooseCompression(archive, index, asText(sample))) return failure;
     }
   }
   return std::nullopt;
+}
+
+// Adds each folder on the path of `name` that `added` does not hold yet, outermost first.
+std::optional<std::string> addFolders(zip_t* archive, const std::string& name, std::set<std::string>& added) {
+  for (auto slash = name.find('/'); slash != std::string::npos; slash = name.find('/', slash + 1)) {
+    std::string folder = name.substr(0, slash + 1);
+    if (!added.insert(folder).second) continue;
+    if (zip_dir_add(archive, folder.c_str(), ZIP_FL_ENC_UTF_8) < 0) return archiveErrorText(archive);
+  }
+  return std::nullopt;
+}
+
+// The bytes of the archive that `source` holds.
+std::optional<Data> sourceBytes(zip_source_t* source, std::string* error) {
+  if (zip_source_open(source) != 0) {
+    if (error) *error = errorText(zip_source_error(source));
+    return std::nullopt;
+  }
+  Data bytes;
+  zip_stat_t stat;
+  zip_stat_init(&stat);
+  if (zip_source_stat(source, &stat) == 0 && (stat.valid & ZIP_STAT_SIZE)) bytes.reserve(stat.size);
+  std::uint8_t buffer[64 * 1024];
+  zip_int64_t read = 0;
+  while ((read = zip_source_read(source, buffer, sizeof buffer)) > 0) bytes.insert(bytes.end(), buffer, buffer + read);
+  if (read < 0 && error) *error = errorText(zip_source_error(source));
+  zip_source_close(source);
+  if (read < 0) return std::nullopt;
+  return bytes;
 }
 
 // Whether the sizes `archive` declares fit `limits`; `error` says which does not.
@@ -200,6 +240,51 @@ std::optional<ZipError> zipFolder(const std::filesystem::path& folder, const std
   zip_discard(zip);
   std::filesystem::remove(archive, fileError);
   return ZipError{*failure};
+}
+
+std::optional<Data> zipFiles(std::vector<ZipSource> files, std::string* error) {
+  zip_error_t zipError;
+  zip_error_init(&zipError);
+  zip_source_t* memory = zip_source_buffer_create(nullptr, 0, 0, &zipError);
+  zip_t* zip = memory ? zip_open_from_source(memory, ZIP_TRUNCATE, &zipError) : nullptr;
+  if (zip == nullptr) {
+    if (error) *error = errorText(&zipError);
+    if (memory) zip_source_free(memory);
+    zip_error_fini(&zipError);
+    return std::nullopt;
+  }
+  zip_error_fini(&zipError);
+  zip_source_keep(memory);  // the archive is read from it after zip_close
+
+  std::optional<std::string> failure;
+  std::set<std::string> folders;
+  for (const auto& file : files) {
+    if ((failure = addFolders(zip, file.name, folders))) break;
+    zip_source_t* source = zip_source_buffer(zip, file.bytes.data(), file.bytes.size(), 0);
+    if (source == nullptr) {
+      failure = archiveErrorText(zip);
+      break;
+    }
+    const zip_int64_t index = zip_file_add(zip, file.name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
+    if (index < 0) {
+      zip_source_free(source);
+      failure = archiveErrorText(zip);
+      break;
+    }
+    if ((failure = chooseCompression(zip, index, file.bytes))) break;
+  }
+  if (!failure && zip_close(zip) != 0) failure = archiveErrorText(zip);
+  if (failure) {
+    zip_discard(zip);
+    zip_source_free(memory);
+    if (error) *error = *failure;
+    return std::nullopt;
+  }
+  // The files are in the archive now: released before it is copied out.
+  files.clear();
+  auto bytes = sourceBytes(memory, error);
+  zip_source_free(memory);
+  return bytes;
 }
 
 std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error, const ZipLimits& limits) {

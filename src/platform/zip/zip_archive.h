@@ -32,6 +32,20 @@ struct ZipError {
 // Absent on success.
 std::optional<ZipError> zipFolder(const std::filesystem::path& folder, const std::filesystem::path& archive);
 
+// One file of an archive made in memory: its path inside the archive, "/"-separated, and its bytes.
+struct ZipSource {
+  std::string name;
+  std::string bytes;
+};
+
+// A ZIP of `files` made in memory, with the entries that zipFolder gives for a folder of them: an
+// entry for each folder on their paths ("abc_zip/", "abc_zip/raw/") before the first file in it,
+// then the files in the order given (a later file of the same name replaces the earlier one),
+// stored or deflated by the same rule. The files are released once the archive is complete, before
+// it is copied out, so that both are not held with the copy. Absent on failure; `error`, when
+// given, then tells why.
+std::optional<Data> zipFiles(std::vector<ZipSource> files, std::string* error = nullptr);
+
 // Bounds on what reading an archive may allocate, checked against the sizes the archive declares
 // before anything is unpacked. An archive that declares less than it holds is read only up to what it
 // declares, so the bounds hold for the actual sizes too.
