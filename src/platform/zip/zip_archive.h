@@ -1,8 +1,8 @@
 // Plain ZIP archives of a folder, and reading them back. Writing puts the folder itself at the
 // archive's root: zipping ".../abc_zip" gives the entries "abc_zip/", "abc_zip/raw/",
 // "abc_zip/raw/data", ... in name order, directories with a trailing "/". Files are deflated, but for
-// those whose bytes look random (JPEG scans, ciphertext): they are stored as they are, which any ZIP
-// reader takes.
+// those whose bytes look random (ciphertext, densely coded media): they are stored as they are,
+// which any ZIP reader takes.
 // The functions are reentrant; they touch only the paths they are given.
 #pragma once
 
