@@ -141,7 +141,7 @@ std::optional<Data> sourceBytes(zip_source_t* source, std::string* error) {
   zip_stat_t stat;
   zip_stat_init(&stat);
   if (zip_source_stat(source, &stat) == 0 && (stat.valid & ZIP_STAT_SIZE)) bytes.reserve(stat.size);
-  std::uint8_t buffer[64 * 1024];
+  std::uint8_t buffer[16 * 1024];
   zip_int64_t read = 0;
   while ((read = zip_source_read(source, buffer, sizeof buffer)) > 0) bytes.insert(bytes.end(), buffer, buffer + read);
   if (read < 0 && error) *error = errorText(zip_source_error(source));
