@@ -1,7 +1,10 @@
-// Session replay through the whole SDK (Core with all its features, on the manual scheduler) for a
-// host journey like the demo's: a list that is scrolled, a detail form that is typed into, a
-// settings page, back and forth. Three figures a user would quote:
-//   - bytes of replay per minute: the JPEG bytes stored for upload per minute of the journey;
+// Session replay through the whole SDK (Core with all its features, on the manual scheduler, replay
+// in wireframes) for two journeys: the benchmark's own (a list that is scrolled, a detail form that
+// is typed into, a settings page, back and forth: a screen every 6 s) and the demo application's
+// (a screen every 2 s, with its live configuration). Three figures a user would quote:
+//   - bytes of replay per minute: the JPEG bytes stored for upload per minute of the journey, the
+//     frames per screen, and where the bytes go: each screen's first frame, frames that repeat the
+//     screen's previous one byte for byte (no visible change), the others; bytes per kilopixel;
 //   - CPU share of one core while a screen changes on every frame at 6 frames per second: the
 //     process CPU time the SDK spends per second of that screen's life;
 //   - steady memory added: resident memory after minutes of continuous capture, less the memory
@@ -14,13 +17,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <string>
-#include <tuple>
+#include <vector>
 
 #include "config/session_configuration.h"
 #include "core/core.h"
@@ -29,6 +34,7 @@
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/graphics/bitmap_context.h"
+#include "platform/graphics/image_coding.h"
 #include "platform/graphics/layer.h"
 #include "platform/reachability/reachability.h"
 #include "platform/ui/application.h"
@@ -42,6 +48,9 @@
 #include "store/file_storage.h"
 #include "store/files/security.h"
 #include "store/repository.h"
+#ifdef OBX_BENCH_DEMO_JOURNEY
+#include "journey.h"
+#endif
 
 namespace {
 
@@ -99,14 +108,16 @@ struct Host {
     fs::remove_all(root);
   }
 
-  void start() {
+  // Starts the SDK with replay in wireframes and `liveDocument` as the server's answer.
+  void start(const std::string& liveDocument = "{}") {
     core = obx::Core::make(scheduler, [](std::shared_ptr<obx::platform::Scheduler>) { return std::make_shared<NoNetwork>(); });
     obx::Configuration configuration("acc", "prop", obx::Consent::analyticsAndRecording, false, true, false, false, false);
     // No URL: nothing is uploaded, so every image stays in the spool to be counted.
     configuration.endpoint = obx::Endpoint::custom("not a url", "https://portal.test/replay/");
+    configuration.sessionReplayMode = obx::SessionReplayMode::loFi;
     core->initialize(configuration, obx::Platform::native());
     scheduler->runUntilIdle();
-    core->configuration()->updateLiveConfiguration(*obx::SessionConfiguration::decode("{}"));
+    core->configuration()->updateLiveConfiguration(*obx::SessionConfiguration::decode(liveDocument));
     scheduler->runUntilIdle();
     window->makeKeyAndVisible();
   }
@@ -124,26 +135,70 @@ struct Host {
     run(seconds, [](int) {});
   }
 
-  // JPEG bytes and images in the spool.
-  std::pair<std::size_t, std::size_t> storedImages() {
+  // Where the JPEG bytes of the spool go, screen by screen.
+  struct ReplayBytes {
+    std::size_t screens = 0, images = 0, bytes = 0;
+    std::size_t firstBytes = 0;                // each screen's first frame
+    std::size_t repeats = 0, repeatBytes = 0;  // frames equal to the screen's previous frame
+    double kilopixels = 0;
+  };
+  ReplayBytes storedImages() {
     scheduler->runUntilIdle();
     auto queue = obx::platform::DispatchQueue::makeSerial(scheduler, "obx.ombrix.read-write");
     obx::Repository repository(core->configuration(), obx::FileStorage::make(queue, std::make_shared<obx::Security>()),
                                nullptr, 0.0, scheduler);
-    std::size_t bytes = 0, count = 0;
+    // Batch names sort by screen ID, then by opening time: a screen's frames come in order.
+    std::map<std::string, std::vector<obx::Image>> framesByScreen;
+    std::vector<std::string> batches;
     for (const auto& entry : fs::directory_iterator(obx::platform::applicationSupportDirectory() / "obx.ombrix")) {
       const std::string name = entry.path().filename().string();
-      if (!entry.is_directory() || name.find('_') == std::string::npos) continue;
-      for (const auto& image : repository.images(name)) {
+      if (entry.is_directory() && name.find('_') != std::string::npos) batches.push_back(name);
+    }
+    std::sort(batches.begin(), batches.end());
+    for (const auto& name : batches) {
+      auto& frames = framesByScreen[name.substr(0, name.find('_'))];
+      for (auto& image : repository.images(name)) frames.push_back(std::move(image));
+    }
+    ReplayBytes result;
+    for (const auto& [screen, frames] : framesByScreen) {
+      if (frames.empty()) continue;
+      ++result.screens;
+      for (std::size_t i = 0; i < frames.size(); ++i) {
+        const auto& data = frames[i].data;
         if (const char* dump = std::getenv("OBX_BENCH_IMAGES")) {
-          std::ofstream(fs::path(dump) / (name + "-" + std::to_string(count) + ".jpg"), std::ios::binary)
-              .write(reinterpret_cast<const char*>(image.data.data()), static_cast<std::streamsize>(image.data.size()));
+          std::ofstream(fs::path(dump) / (screen + "-" + std::to_string(frames[i].index) + ".jpg"), std::ios::binary)
+              .write(data.data(), static_cast<std::streamsize>(data.size()));
         }
-        bytes += image.data.size();
-        ++count;
+        result.bytes += data.size();
+        ++result.images;
+        if (i == 0) result.firstBytes += data.size();
+        if (i > 0 && data == frames[i - 1].data) {
+          ++result.repeats;
+          result.repeatBytes += data.size();
+        }
+        if (auto bitmap = obx::platform::decodeJPEG(data)) {
+          result.kilopixels += static_cast<double>(bitmap->width()) * bitmap->height() / 1000.0;
+        }
       }
     }
-    return {bytes, count};
+    return result;
+  }
+
+  // The counters of `bytes` stored over `minutes` of a journey.
+  static void report(benchmark::State& state, const ReplayBytes& bytes, double minutes) {
+    auto perMinute = [&](double value) { return value / minutes; };
+    state.counters["KB_per_minute"] = perMinute(static_cast<double>(bytes.bytes) / 1000.0);
+    state.counters["bytes_per_minute"] = perMinute(static_cast<double>(bytes.bytes));
+    state.counters["images_per_minute"] = perMinute(static_cast<double>(bytes.images));
+    state.counters["frames_per_screen"] = bytes.screens ? static_cast<double>(bytes.images) / bytes.screens : 0.0;
+    state.counters["screens"] = static_cast<double>(bytes.screens);
+    state.counters["first_frames_KB_per_minute"] = perMinute(static_cast<double>(bytes.firstBytes) / 1000.0);
+    state.counters["repeated_frames_KB_per_minute"] = perMinute(static_cast<double>(bytes.repeatBytes) / 1000.0);
+    state.counters["repeated_frames"] = static_cast<double>(bytes.repeats);
+    state.counters["changed_frames_KB_per_minute"] =
+        perMinute(static_cast<double>(bytes.bytes - bytes.firstBytes - bytes.repeatBytes) / 1000.0);
+    state.counters["bytes_per_image"] = bytes.images ? static_cast<double>(bytes.bytes) / bytes.images : 0.0;
+    state.counters["bytes_per_kilopixel"] = bytes.kilopixels > 0 ? static_cast<double>(bytes.bytes) / bytes.kilopixels : 0.0;
   }
 
   std::shared_ptr<obx::platform::ManualScheduler> scheduler = obx::platform::ManualScheduler::make();
@@ -197,10 +252,11 @@ std::shared_ptr<SettingsScreen> makeSettings() {
   return screen;
 }
 
-// Bytes of replay per minute for the journey, repeated for `state.range(0)` minutes of its time.
+// Bytes of replay per minute for the benchmark's journey (five screens in 30 s), repeated for
+// `state.range(0)` minutes of its time.
 void BM_ReplayBytesPerMinuteOfJourney(benchmark::State& state) {
   const double minutes = static_cast<double>(state.range(0));
-  std::size_t bytes = 0, images = 0;
+  Host::ReplayBytes bytes;
   for (auto _ : state) {
     Host host;
     host.start();
@@ -228,12 +284,36 @@ void BM_ReplayBytesPerMinuteOfJourney(benchmark::State& state) {
       host.run(4.0);
       elapsed += 30.0;
     }
-    std::tie(bytes, images) = host.storedImages();
+    bytes = host.storedImages();
   }
-  state.counters["bytes_per_minute"] = static_cast<double>(bytes) / minutes;
-  state.counters["images_per_minute"] = static_cast<double>(images) / minutes;
-  state.counters["bytes_per_image"] = images ? static_cast<double>(bytes) / static_cast<double>(images) : 0.0;
+  Host::report(state, bytes, minutes);
 }
+
+#ifdef OBX_BENCH_DEMO_JOURNEY
+// Bytes of replay per minute for the demo application's journey, on virtual time, with the demo's
+// live configuration (the payment screen masked, the sign-in screen as a screenshot).
+void BM_ReplayBytesPerMinuteOfDemoJourney(benchmark::State& state) {
+  Host::ReplayBytes bytes;
+  double seconds = 0;
+  for (auto _ : state) {
+    Host host;
+    host.start(R"({"replaySessFlags": 3, "dst_screenMasking": [")" + std::string(demo::kMaskedScreenName) +
+               R"("], "dst_forceHiFi": [")" + demo::kHiFiScreenName + "\"]}");
+    obx::Core::resetShared(host.core);
+    seconds = 0;
+    demo::runJourney([&](double step) {
+      seconds += step;
+      host.run(step);
+    });
+    host.run(1.0);
+    bytes = host.storedImages();
+    obx::Core::resetShared(nullptr);
+  }
+  Host::report(state, bytes, seconds / 60.0);
+}
+BENCHMARK(BM_ReplayBytesPerMinuteOfDemoJourney)->Iterations(1)->Unit(benchmark::kSecond);
+#endif
+
 
 // A screen whose content changes on every frame: capture runs continuously at 6 frames per second.
 // The process's CPU time per second of the screen's life is the share of one core; the resident
@@ -284,7 +364,7 @@ void BM_ContinuousCapture6fps(benchmark::State& state) {
     cpuShare = (processCPUSeconds() - cpuStart) / seconds;
     added = residentMiB() - before;
     anonAdded = residentMiB("Anonymous") - anonBefore;
-    images = host.storedImages().second;
+    images = host.storedImages().images;
   }
   state.counters["cpu_share_of_one_core_pct"] = cpuShare * 100.0;
   state.counters["memory_added_MiB_after_1min"] = addedAfterOneMinute;

@@ -2,6 +2,8 @@
 # Installs the Debian packages the project needs (only those missing) and builds it.
 # Usage: scripts/setup.sh [build-dir] [extra cmake args...]
 #        scripts/setup.sh --packages-only    installs, builds nothing
+# With OBX_BUILD_TARGETS in the environment (names separated by spaces) it builds only those
+# targets and what they need; otherwise everything.
 # With OBX_FUZZ=1 in the environment it also installs clang and its libFuzzer runtime
 # (libclang-rt-14-dev), which the fuzz targets (-DOBX_FUZZ=ON, scripts/fuzz.sh) need.
 set -euo pipefail
@@ -32,4 +34,6 @@ fi
 build_dir="${1:-build}"
 shift || true
 cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
-cmake --build "$build_dir" -j"$(nproc)"
+targets=()
+[ -n "${OBX_BUILD_TARGETS:-}" ] && read -r -a targets <<<"$OBX_BUILD_TARGETS"
+cmake --build "$build_dir" -j"$(nproc)" ${targets[@]:+--target "${targets[@]}"}

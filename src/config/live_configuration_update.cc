@@ -10,15 +10,13 @@
 namespace obx {
 namespace {
 
-constexpr const char* kCacheName = "config";
-
 std::string boolText(bool value) { return value ? "true" : "false"; }
 
 }  // namespace
 
 std::optional<LiveConfiguration> SDKConfiguration::readCachedLiveConfiguration() const {
   if (!cache_) return std::nullopt;
-  auto data = cache_->read(kCacheName);
+  auto data = cache_->read(common().configurationFileName);
   if (!data) return std::nullopt;
   return decodeLiveConfiguration(*data);
 }
@@ -26,7 +24,7 @@ std::optional<LiveConfiguration> SDKConfiguration::readCachedLiveConfiguration()
 void SDKConfiguration::saveCachedLiveConfiguration(const LiveConfiguration& live) const {
   if (!cache_) return;
   std::string text = encodeLiveConfiguration(live);
-  cache_->save(kCacheName, std::vector<std::uint8_t>(text.begin(), text.end()));
+  cache_->save(common().configurationFileName, std::vector<std::uint8_t>(text.begin(), text.end()));
 }
 
 void SDKConfiguration::applyLogSwitches() {

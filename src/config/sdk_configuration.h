@@ -216,7 +216,7 @@ class SDKConfiguration {
   void setRetention(bool value);
 
   // Stores a received document and applies it; the configuration is then finished. Caches it
-  // under "config" and tells the delegate.
+  // under configurationFileName ("config") and tells the delegate.
   void updateLiveConfiguration(const SessionConfiguration& document);
   // The cached document when it decodes, else an empty one: either way the configuration is finished.
   void fallBackToCachedConfiguration();

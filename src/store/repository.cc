@@ -230,7 +230,13 @@ std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optio
 }
 
 std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optional<std::string>& currentBatchID) {
-  const double maxTimeFileSaved = configuration_ ? configuration_->common().maxTimeFileSaved : 1296000.0;
+  double maxTimeFileSaved = 1296000.0;
+  double restingAge = kRestingAge;
+  if (configuration_) {
+    const Common common = configuration_->common();
+    maxTimeFileSaved = common.maxTimeFileSaved;
+    restingAge = common.dataIntegrityBatchDelay;
+  }
   const platform::Date date = now();
   std::vector<DirectoryDate> ready;
   // The platform lists folders in no fixed order; by name, a screen's batches come in the order
@@ -246,7 +252,7 @@ std::vector<Repository::DirectoryDate> Repository::readyBatches(const std::optio
     }
     const platform::Date created = readDateFile(directory.url).value_or(date - kUndatedAge);
     const double age = date - created;
-    if (age <= kRestingAge) continue;
+    if (age <= restingAge) continue;
     if (age > maxTimeFileSaved) {
       folders_->erase(directory.name());
       if (platform::removeItemAtPath(directory.url)) Logger::log("Error deleting old file", LogLevel::developer);

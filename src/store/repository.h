@@ -43,7 +43,8 @@ class Repository {
   static constexpr const char* kDateFileName = ".date.dat";
   // Seconds from 1970-01-01 to the platform's reference date, 2001-01-01 00:00:00 UTC.
   static constexpr double kReferenceDateOffset = 978307200.0;
-  // A batch folder is still written while it is this young, in seconds.
+  // A batch folder is still written while it is this young, in seconds: dataIntegrityBatchDelay,
+  // and this without a configuration.
   static constexpr double kRestingAge = 2.0;
   // The assumed age of a batch folder without a date file.
   static constexpr double kUndatedAge = 3.0;
@@ -75,7 +76,7 @@ class Repository {
   std::vector<Image> images(const std::string& batchID);
 
   // The batch folders that may be uploaded: not hidden, not the current batch, not the session
-  // logs' folder, older than 2.0 seconds; those older than maxTimeFileSaved are deleted and left
+  // logs' folder, older than dataIntegrityBatchDelay (2.0 seconds); those older than maxTimeFileSaved are deleted and left
   // out. Session logs stay on the device and are dated at the first pass that sees them, and go
   // once older than maxTimeFileSaved.
   std::vector<DirectoryDate> readyBatches(const std::optional<BatchContext>& current);

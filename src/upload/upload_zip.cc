@@ -1,6 +1,8 @@
 #include "upload/upload_zip.h"
 
+#include <algorithm>
 #include <system_error>
+#include <utility>
 
 #include "base/logger.h"
 #include "platform/files/file_manager.h"
@@ -18,7 +20,7 @@ std::optional<std::string> encipher(const SecurityManager& security, std::string
 
 }  // namespace
 
-std::optional<std::string> writeFileAtomically(const std::filesystem::path& file, const std::string& bytes) {
+std::optional<std::string> writeFileAtomically(const std::filesystem::path& file, std::string_view bytes) {
   std::filesystem::path temporary = file;
   temporary += ".writing";
   if (auto error = platform::createFileAtPath(temporary, bytes)) return error;
@@ -65,28 +67,33 @@ std::optional<platform::Data> buildUploadZip(const std::filesystem::path& zipDir
     return std::nullopt;
   };
 
-  // A process that died while building this screen's ZIP left its files here: stale images or
-  // temporary files would be zipped with the new ones.
+  // Earlier builds went through this work folder; one that a dying process left is not wanted.
   if (platform::fileExistsAtPath(folder)) {
     if (auto error = platform::removeItemAtPath(folder)) return fail(*error);
   }
-  if (auto error = writeEncipheredFiles(folder / "raw", body, images, security)) return fail(error->description);
-
-  // The archive is made beside its final name and moved there, so `<id>.zip` is always whole.
-  auto temporary = zipDirectory / (id + ".zip.writing");
-  if (auto error = platform::zipFolder(folder, temporary)) return fail(error->description);
-  std::error_code moveError;
-  std::filesystem::rename(temporary, archive, moveError);
-  if (moveError) {
-    platform::removeItemAtPath(temporary);
-    return fail("Could not move " + temporary.string() + " to " + archive.string() + ": " + moveError.message());
+  auto data = encipher(security, body);
+  if (!data) return fail("Error crypt");
+  const std::string raw = id + "_zip/raw/";
+  std::vector<platform::ZipSource> files;
+  files.reserve(images.size() + 1);
+  files.push_back({raw + "data", std::move(*data)});
+  for (const auto& image : images) {
+    auto cipher = encipher(security, image.data);
+    if (!cipher) break;
+    files.push_back({raw + std::to_string(image.index), std::move(*cipher)});
   }
-  if (auto error = platform::removeItemAtPath(folder)) return fail(*error);
+  // In name order, as the folder of these files would be zipped.
+  std::stable_sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+  std::string zipError;
+  auto bytes = platform::zipFiles(std::move(files), &zipError);
+  if (!bytes) return fail(zipError);
 
-  auto bytes = platform::contentsAtPath(archive);
-  if (!bytes) return fail("Could not read " + archive.string());
+  // Written beside its final name and moved there, so `<id>.zip` is always whole.
+  if (auto error = platform::createDirectoryAtPath(zipDirectory, true)) return fail(*error);
+  const std::string_view archiveBytes(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+  if (auto error = writeFileAtomically(archive, archiveBytes)) return fail(*error);
   if (diskFailures) diskFailures->succeeded();
-  return platform::Data(bytes->begin(), bytes->end());
+  return bytes;
 }
 
 }  // namespace obx

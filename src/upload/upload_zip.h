@@ -1,13 +1,14 @@
-// The encrypted ZIP of one screen. Its files are made in `<zip>/<id>_zip/raw`: "data", the body,
-// and one file per image named by its decimal index, each the AES-CBC ciphertext (one shot, no
-// length prefix) under the screen's session key. The folder `<id>_zip` is zipped with itself at the
-// archive's root into `<zip>/<id>.zip`, and removed. Runs on the caller's thread; it touches only
-// the paths it is given.
+// The encrypted ZIP of one screen: the archive of a folder `<id>_zip` holding "raw", in which "data"
+// is the body and each image a file named by its decimal index, each the AES-CBC ciphertext (one
+// shot, no length prefix) under the screen's session key. The archive is made in memory, with the
+// entries that zipping such a folder gives, and written to `<zip>/<id>.zip`. Runs on the caller's
+// thread; it touches only the paths it is given.
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/net/http_headers.h"
@@ -20,7 +21,7 @@ namespace obx {
 
 // Writes `file` with `bytes` through a temporary file beside it and a rename, so a reader never
 // sees half a file. Returns the error text, or nothing.
-std::optional<std::string> writeFileAtomically(const std::filesystem::path& file, const std::string& bytes);
+std::optional<std::string> writeFileAtomically(const std::filesystem::path& file, std::string_view bytes);
 
 // Enciphers `body` into `<raw>/data` and each image into `<raw>/<index>`, creating `raw` with its
 // parents. An image that can't be enciphered ends the images there. Returns the error, or nothing:

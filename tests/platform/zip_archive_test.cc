@@ -30,6 +30,15 @@ Data randomBytes(std::size_t size, unsigned seed) {
   return bytes;
 }
 
+// JSON-like text, which deflates well.
+Data textBytes(std::size_t size) {
+  const std::string line = "{\"type\":\"touchBegan\",\"offset\":1250,\"x\":120,\"y\":640},\n";
+  Data bytes;
+  while (bytes.size() < size) bytes.insert(bytes.end(), line.begin(), line.end());
+  bytes.resize(size);
+  return bytes;
+}
+
 void writeFile(const fs::path& path, const Data& bytes) {
   std::ofstream out(path, std::ios::binary);
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -52,6 +61,7 @@ class ZipArchiveTest : public ::testing::Test {
         {"S1_20260101120000_zip/raw/0", randomBytes(9000, 2)},
         {"S1_20260101120000_zip/raw/10", randomBytes(3, 3)},
         {"S1_20260101120000_zip/raw/empty", Data{}},
+        {"S1_20260101120000_zip/raw/notes", textBytes(20000)},
     };
     for (const auto& [name, bytes] : files_) writeFile(root_ / name, bytes);
   }
@@ -104,6 +114,50 @@ TEST_F(ZipArchiveTest, UnzipToolReadsIt) {
   EXPECT_NE(runCommand("unzip -t '" + archive.string() + "'").find("No errors detected"), std::string::npos);
   const std::string extracted = runCommand("unzip -p '" + archive.string() + "' S1_20260101120000_zip/raw/0");
   EXPECT_EQ(Data(extracted.begin(), extracted.end()), files_["S1_20260101120000_zip/raw/0"]);
+}
+
+// Bytes that look random (ciphertext) are stored and text is deflated, and another reader takes
+// both: Python's zipfile checks every entry's CRC and reports the methods. The archive made from
+// the same files in memory has the entries, bytes and methods of the folder's.
+TEST_F(ZipArchiveTest, RandomBytesAreStoredAndTextDeflated) {
+  if (runCommand("command -v python3").empty()) GTEST_SKIP() << "python3 is not installed";
+  const fs::path fromFolder = root_ / "S1.zip";
+  ASSERT_FALSE(zipFolder(folder_, fromFolder));
+  std::vector<ZipSource> sources;
+  for (const auto& [name, bytes] : files_) sources.push_back({name, std::string(bytes.begin(), bytes.end())});
+  std::string error;
+  const auto inMemory = zipFiles(std::move(sources), &error);
+  ASSERT_TRUE(inMemory) << error;
+  const fs::path fromMemory = root_ / "memory.zip";
+  writeFile(fromMemory, *inMemory);
+
+  auto report = [](const fs::path& archive) {
+    return runCommand(
+        "python3 -c 'import sys, zipfile\n"
+        "z = zipfile.ZipFile(sys.argv[1])\n"
+        "print(\"bad:\", z.testzip())\n"
+        "for i in z.infolist(): print(i.filename, i.compress_type)' '" + archive.string() + "'");
+  };
+  const std::string folderReport = report(fromFolder);
+  const std::map<std::string, int> expected = {
+      {"S1_20260101120000_zip/raw/data", 0},   // 48 KiB of random bytes: stored
+      {"S1_20260101120000_zip/raw/0", 0},      // 9000 random bytes: stored
+      {"S1_20260101120000_zip/raw/notes", 8},  // text: deflated
+  };
+  EXPECT_NE(folderReport.find("bad: None\n"), std::string::npos) << folderReport;
+  for (const auto& [name, method] : expected) {
+    EXPECT_NE(folderReport.find(name + " " + std::to_string(method) + "\n"), std::string::npos)
+        << name << "\n" << folderReport;
+  }
+  EXPECT_EQ(report(fromMemory), folderReport);
+  auto names = [](const std::optional<std::vector<ZipEntry>>& entries) {
+    std::vector<std::pair<std::string, Data>> out;
+    if (entries) {
+      for (const auto& entry : *entries) out.emplace_back(entry.name, entry.bytes);
+    }
+    return out;
+  };
+  EXPECT_EQ(names(readZipFile(fromMemory)), names(readZipFile(fromFolder)));
 }
 
 // A trailing separator names the same folder; a missing folder fails and leaves no archive; bytes

@@ -218,8 +218,8 @@ TEST_F(DataControllerTest, SessionLogsAreNoBatch) {
   EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "obx.ombrix.zips"));
 }
 
-// Ready batches leave out the current batch, hidden folders and folders 2.0 seconds old or
-// younger; a folder without a date file counts as 3.0 seconds old and never expires; folders older
+// Ready batches leave out the current batch, hidden folders and folders dataIntegrityBatchDelay
+// (2.0) seconds old or younger; a folder without a date file counts as 3.0 seconds old and never expires; folders older
 // than maxTimeFileSaved are deleted, and one exactly that old is kept.
 TEST_F(DataControllerTest, ReadyBatches) {
   const platform::Date start = now();
@@ -251,6 +251,11 @@ TEST_F(DataControllerTest, ReadyBatches) {
   }
   EXPECT_FALSE(std::filesystem::exists(sandbox_.storeRoot() / "Old_1"));
   EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "Edge_1"));
+
+  // The resting age is dataIntegrityBatchDelay: at 3.0 s, A (3.0 s old) and the undated folder rest too.
+  configuration_->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 3.0; });
+  EXPECT_EQ(names(controller_.readyBatches(batch("C_1", start))), (std::vector<std::string>{"Edge_1"}));
+  configuration_->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 2.0; });
 
   // Later, with no current batch, B and C are ready too; the undated folder is still 3.0 s old.
   scheduler_->advance(maxAge - 10.0);

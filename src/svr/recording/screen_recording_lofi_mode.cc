@@ -205,7 +205,12 @@ std::shared_ptr<const platform::Bitmap> ScreenRecordingLOFIMode::render(const La
 void ScreenRecordingLOFIMode::draw(const std::string& hash, const std::shared_ptr<Layer>& root,
                                    const std::vector<platform::Rect>& dataMasked, double width, double height) {
   Common common = configuration_->common();
-  if (hashNode_ && imagesTaken() >= common.imageTakenWhenScreenStart && hash == *hashNode_) return;
+  // A wireframe equal to the screen's last image is dropped, opening ones too but for the screen's
+  // first; a dropped opening one still counts, so that a still screen stops the clock's requests.
+  if (hashNode_ && imagesTaken() > 0 && hash == *hashNode_) {
+    if (imagesTaken() < common.imageTakenWhenScreenStart) imageTaken();
+    return;
+  }
   hashNode_ = hash;
   std::optional<std::vector<std::uint8_t>> data;
   if (auto image = render(*root, dataMasked, width, height)) {

@@ -1,8 +1,8 @@
 // ScreenRecordingLOFIMode: the wireframe recorder. On the main thread it walks the key window's view
 // tree once, applying the mask rule, and builds a copy of each visible view's layer (masked views
 // become plain blocks with no contents) together with a Node tree whose hash says whether anything
-// changed. On its own queue it drops a wireframe identical to the last image's once the opening
-// images of the screen are out, and otherwise renders the copy and codes it as JPEG.
+// changed. On its own queue it drops a wireframe identical to the last image's, but for the screen's
+// first image, and otherwise renders the copy and codes it as JPEG.
 //
 // Made with `make`; its queued work holds it weakly.
 #pragma once
