@@ -8,6 +8,7 @@
 #include "platform/runtime/runtime.h"
 #include "platform/ui/image_view.h"
 #include "platform/ui/label.h"
+#include "platform/ui/map_view.h"
 #include "platform/ui/text_field.h"
 #include "platform/ui/text_view.h"
 #include "platform/ui/web_view.h"
@@ -278,6 +279,78 @@ TEST_F(HiFiModeTest, SecretTextsNeverReachAHiFiFrame) {
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(pixelsOff(*image, kSpot, 128, 128, 128, 24, 2), 0) << "pixels of the secret's region not in the masking colour";
     holder->removeFromSuperview();
+  }
+}
+
+// Maps and video players are painted over whatever categories are set, a player's subtree with it
+// (without categories a player hands the screen to the wireframe instead); the masked views are not
+// kept once their pass is over.
+TEST_F(HiFiModeTest, MapsAndPlayersAreMaskedWhateverTheCategories) {
+  const std::vector<std::vector<MaskAutomatic>> categories = {
+      {}, {MaskAutomatic::inputs}, {MaskAutomatic::labels, MaskAutomatic::inputs, MaskAutomatic::images, MaskAutomatic::webViews}};
+  for (const auto& masks : categories) {
+    SCOPED_TRACE(masks.size());
+    const bool withPlayer = !masks.empty();
+    hiFi_->setConfigurationMask(masks);
+    auto map = std::make_shared<platform::MapView>(Rect::make(20, 100, 300, 150));
+    auto player = std::make_shared<PlayerView>(Rect::make(20, 300, 300, 150));
+    player->setBackgroundColor(Color{0, 0, 1, 1});
+    auto caption = std::make_shared<platform::Label>(Rect::make(10, 10, 280, 40), kSecret);
+    setObxMasking(*caption, MaskView::unmask);
+    player->addSubview(caption);
+    window_->addSubview(map);
+    if (withPlayer) window_->addSubview(player);
+    auto image = recordHiFi();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(pixelsOff(*image, Rect::make(20, 100, 300, 150), 128, 128, 128), 0) << "the map";
+    if (withPlayer) EXPECT_EQ(pixelsOff(*image, Rect::make(20, 300, 300, 150), 128, 128, 128), 0) << "the player";
+
+    std::weak_ptr<View> gone = map;
+    map->removeFromSuperview();
+    player->removeFromSuperview();
+    map.reset();
+    EXPECT_TRUE(gone.expired()) << "the recorder keeps a masked view after its pass";
+  }
+}
+
+// A masked label in a container that is moving (its presentation frame ahead of its model) is
+// blocked where the window is drawn, at every level of the presentation.
+TEST_F(HiFiModeTest, MovingContainerIsMaskedWhereItIsDrawn) {
+  hiFi_->setConfigurationMask({MaskAutomatic::labels});
+  auto container = coloured(Rect::make(0, 500, 390, 200), Color{1, 0.9, 0.9, 1});
+  container->addSubview(std::make_shared<platform::Label>(Rect::make(20, 20, 300, 40), kSecret));
+  window_->addSubview(container);
+  container->setPresentationFrame(Rect::make(0, 200, 390, 200));  // sliding up to y 500
+  auto image = recordHiFi();
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(pixelsOff(*image, Rect::make(20, 220, 300, 40), 128, 128, 128), 0) << "blocked where it is drawn";
+  EXPECT_EQ(pixelsOff(*image, Rect::make(20, 520, 300, 40), 255, 255, 255), 0) << "nothing where it will be";
+}
+
+// On a screen wider than 1200 points both recorders draw the whole screen at half scale, into an
+// image of the halved size, with the blocks where the views are.
+TEST_F(HiFiModeTest, LargeScreenIsDrawnWholeAtHalfScale) {
+  application_->mainScreen()->setBounds(Rect::make(0, 0, 2400, 1600));
+  window_->setFrame(Rect::make(0, 0, 2400, 1600));
+  window_->addSubview(coloured(Rect::make(2000, 1300, 300, 200), Color{1, 0, 0, 1}));
+  auto secret = std::make_shared<platform::Label>(Rect::make(1800, 100, 500, 80), kSecret);
+  setObxMasking(*secret, MaskView::mask);
+  window_->addSubview(secret);
+  for (bool screenshot : {true, false}) {
+    SCOPED_TRACE(screenshot ? "screenshot" : "wireframe");
+    std::size_t before = publisher_->images.size();
+    ScreenRecordingMode& recorder = screenshot ? static_cast<ScreenRecordingMode&>(*hiFi_) : *recorder_;
+    recorder.setNeedNewImage(true);
+    recorder.recordScreen(1200, 800, {});
+    scheduler_->runUntilIdle();
+    ASSERT_EQ(publisher_->images.size(), before + 1);
+    const auto& data = publisher_->images.back().data;
+    auto image = platform::decodeJPEG(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
+    ASSERT_NE(image, nullptr);
+    ASSERT_EQ(image->width(), 1200);
+    ASSERT_EQ(image->height(), 800);
+    EXPECT_EQ(pixelsOff(*image, Rect::make(1000, 650, 150, 100), 255, 0, 0), 0) << "the bottom-right corner";
+    EXPECT_EQ(pixelsOff(*image, Rect::make(900, 50, 250, 40), 128, 128, 128), 0) << "the masked label";
   }
 }
 
