@@ -14,6 +14,7 @@
 #include "obx/view_properties.h"
 #include "platform/graphics/image_coding.h"
 #include "platform/ui/label.h"
+#include "platform/ui/view_controller.h"
 #include "platform/ui/window.h"
 #include "session/image_placeholder_builder.h"
 #include "testing/log_capture.h"

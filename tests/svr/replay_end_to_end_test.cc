@@ -217,48 +217,6 @@ TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
   }
 }
 
-
-// Layout changes give new frames, at most one per tick of the 6 frames per second: a burst of
-// changes within one frame gives one image, changes twice a frame for a second give one per tick,
-// and the screen is still again afterwards.
-TEST_F(ReplayEndToEndTest, LayoutChangeGivesAtMostOneFramePerTick) {
-  start();
-  show("Home");
-  scheduler_->advance(1.0);
-  auto imageCount = [&] {
-    std::size_t count = 0;
-    for (const auto& batch : batchesOf("Home")) count += batch.images.size();
-    return count;
-  };
-  ASSERT_EQ(imageCount(), 3u);
-  auto label = labels_["Home"];
-
-  for (int i = 0; i < 30; ++i) {
-    label->setFrame(Rect::make(20, 130 + i, 300, 40));
-    scheduler_->runUntilIdle();
-  }
-  scheduler_->advance(1.0);
-  EXPECT_EQ(imageCount(), 4u) << "a burst within one frame";
-
-  for (int i = 0; i < 12; ++i) {
-    label->setFrame(Rect::make(20, 200 + 10 * i, 300, 40));
-    scheduler_->advance(1.0 / 12.0);
-  }
-  scheduler_->advance(1.0);
-  const std::size_t afterSecond = imageCount() - 4;
-  EXPECT_LE(afterSecond, 7u) << "six ticks in that second, and the one after it";
-  EXPECT_GE(afterSecond, 5u);
-
-  scheduler_->advance(0.5);  // within the first batch
-  EXPECT_EQ(imageCount(), 4u + afterSecond) << "still again";
-  auto batches = batchesOf("Home");
-  ASSERT_EQ(batches.size(), 1u);
-  std::vector<std::int64_t> expected;
-  for (std::int64_t i = 0; i < static_cast<std::int64_t>(4 + afterSecond); ++i) expected.push_back(i);
-  EXPECT_EQ(batches[0].imageFileIndexes(), expected);
-  EXPECT_EQ(batches[0].imageEventIndexes(), expected);
-}
-
 // Screens left out or masked by the live configuration, or discarded by the application: which
 // ones get a placeholder image (with its "image" and "imagePlaceholder" events) and which none.
 TEST_F(ReplayEndToEndTest, PlaceholdersOfScreensThatMayNotBeRecorded) {
