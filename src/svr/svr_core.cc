@@ -199,9 +199,12 @@ void SVRCore::newScreen(const BatchContext& batch) {
     return;
   }
 
+  // Taken, not read and cleared later: masks the application adds while this screen starts are for
+  // the next one.
   std::vector<MaskAutomatic> fromApplication =
-      userMasking_ ? userMasking_->automaticMasksInScreen() : std::vector<MaskAutomatic>{};
-  if (trackingImages_ && userMasking_) trackingImages_->recorder().setUserMaskedRects(userMasking_->rect());
+      userMasking_ ? userMasking_->takeAutomaticMasksInScreen() : std::vector<MaskAutomatic>{};
+  std::vector<platform::Rect> rects = userMasking_ ? userMasking_->takeRect() : std::vector<platform::Rect>{};
+  if (trackingImages_) trackingImages_->recorder().setUserMaskedRects(std::move(rects));
   SessionReplayMode mode = chooseMode(common, name);
   if (trackingImages_) {
     std::vector<MaskAutomatic> masks = chooseMasks(common, fromApplication);
@@ -209,7 +212,6 @@ void SVRCore::newScreen(const BatchContext& batch) {
   }
   Logger::log("OmbrixOBX start recording . . .", LogLevel::developer);
   lastAutomaticMaskingInCurrentScreen_ = fromApplication;
-  if (userMasking_) userMasking_->clear();
 }
 
 bool SVRCore::isDiscarded(const Common& common, const ViewContext& screen) const {
