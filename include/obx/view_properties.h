@@ -41,8 +41,8 @@ bool obxFormTrack(const platform::View& view);
 void setObxFormTrack(platform::View& view, bool value);
 
 // Masks a declarative subtree: lays a clear, non-interactive view marked `mask` over `content`'s
-// bounds, which replay then blocks, and returns it. The caller resizes it if the content's size
-// changes.
+// bounds, which replay then blocks, and returns it. It follows the content when it moves, resizes
+// or scrolls.
 std::shared_ptr<platform::View> obxMaskView(platform::View& content);
 
 }  // namespace obx

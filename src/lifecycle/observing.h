@@ -3,7 +3,9 @@
 // interfaces that offer one (`screenDetected`, `batchContext`, `devicePerformance`) give it to read.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <optional>
 
 #include "base/observer_value.h"
@@ -26,6 +28,9 @@ class ViewLifeCycleObserving {
   virtual ~ViewLifeCycleObserving() = default;
   virtual void add(std::shared_ptr<ObserverValue<ViewStateCycle>> observer) = 0;
   virtual void remove(const std::shared_ptr<ObserverValue<ViewStateCycle>>& observer) = 0;
+  // Main queue: how many appearances that make a screen detection follow ("viewWillAppear:",
+  // "viewDidDisappear:") have begun so far.
+  virtual std::uint64_t appearancesBegun() const { return 0; }
 };
 
 using ScreenObserverValue = ObserverValue<std::optional<ViewContext>>;
@@ -37,6 +42,12 @@ class ScreenDetectionObserving {
   virtual void remove(const std::shared_ptr<ScreenObserverValue>& observer) = 0;
   // The screen detected last; absent between screens.
   virtual std::optional<ViewContext> screenDetected() const = 0;
+  // Main queue: whether the screen of `screenID` is the one shown now, with no change of screen
+  // begun on the main queue and not yet detected.
+  virtual bool isOnDisplay(const std::string& screenID) const {
+    auto screen = screenDetected();
+    return screen && screen->screenID == screenID;
+  }
 };
 
 using BatchObserverValue = ObserverValue<std::optional<BatchContext>>;

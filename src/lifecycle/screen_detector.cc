@@ -207,7 +207,16 @@ ScreenDetector::TopController ScreenDetector::findTopController() const {
   return top;
 }
 
+bool ScreenDetector::isOnDisplay(const std::string& screenID) const {
+  auto screen = screenDetected_.get();
+  if (!screen || screen->screenID != screenID) return false;
+  // Screens named by the application follow no appearance.
+  if (!viewStateObserver_ || !viewLifeCycleObserving_) return true;
+  return viewLifeCycleObserving_->appearancesBegun() == appearancesDetected_.load();
+}
+
 void ScreenDetector::detectScreen() {
+  if (viewLifeCycleObserving_) appearancesDetected_.store(viewLifeCycleObserving_->appearancesBegun());
   TopController top = findTopController();
   if (!top.controller || !top.name) {
     Logger::log("WARNING: new screen detected but not tracked", LogLevel::public_);

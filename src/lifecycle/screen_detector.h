@@ -4,6 +4,7 @@
 // runs on the main queue. `screenDetected` is lock-protected because other queues read it.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -45,6 +46,9 @@ class ScreenDetector : public ScreenDetectionObserving, public std::enable_share
   void add(std::shared_ptr<ScreenObserverValue> observer) override { notifier_->observe(std::move(observer)); }
   void remove(const std::shared_ptr<ScreenObserverValue>& observer) override { notifier_->remove(observer); }
   std::optional<ViewContext> screenDetected() const override { return screenDetected_.get(); }
+  // The screen detected last, unless an appearance has begun since the last detection: its views
+  // may already be on display while its detection waits.
+  bool isOnDisplay(const std::string& screenID) const override;
   // Stores the screen under the write lock and publishes it.
   void setScreenDetected(std::optional<ViewContext> context);
 
@@ -90,6 +94,8 @@ class ScreenDetector : public ScreenDetectionObserving, public std::enable_share
   bool isOnBackground_ = false;
   bool isActive_ = true;
   std::optional<platform::InterfaceOrientation> lastOrientation_;
+  // The appearances begun when the last detection ran; main queue.
+  std::atomic<std::uint64_t> appearancesDetected_{0};
 
   std::shared_ptr<ObserverValue<ViewStateCycle>> viewStateObserver_;
   std::shared_ptr<ObserverValue<AppStateCycle>> appStateObserver_;

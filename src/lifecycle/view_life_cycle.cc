@@ -26,6 +26,9 @@ ViewLifeCycle::ViewLifeCycle(std::shared_ptr<Notifier<ViewStateCycle>> notifier)
   for (const auto& [selector, state] : appearances) {
     swizzle(controllerClass, selector, [shared, state = state](Function original) {
       return [shared, state, original](platform::Object& controller, bool animated) {
+        if (state == ViewStateCycle::viewWillAppear || state == ViewStateCycle::viewDidDisappear) {
+          shared->appearancesBegun.fetch_add(1);
+        }
         original(controller, animated);
         shared->report(state);
       };

@@ -2,7 +2,8 @@
 // of ViewStateCycle. At construction it replaces "viewDidLoad", "viewWillAppear:", "viewDidAppear:",
 // "viewWillDisappear:" and "viewDidDisappear:" on the platform's view controller class; each
 // replacement calls the original, then stores the state and publishes it. The destructor puts the
-// originals back. Callbacks come on the main queue.
+// originals back. Callbacks come on the main queue. The appearances that lead to a detection are
+// also counted, synchronously, as they begin.
 #pragma once
 
 #include <atomic>
@@ -26,6 +27,7 @@ class ViewLifeCycle : public Swizzler<void(platform::Object&, bool)>, public Vie
   void remove(const std::shared_ptr<ObserverValue<ViewStateCycle>>& observer) override {
     shared_->notifier->remove(observer);
   }
+  std::uint64_t appearancesBegun() const override { return shared_->appearancesBegun.load(); }
   ViewStateCycle state() const { return shared_->state.load(); }
   const std::shared_ptr<Notifier<ViewStateCycle>>& notifier() const { return shared_->notifier; }
 
@@ -35,6 +37,8 @@ class ViewLifeCycle : public Swizzler<void(platform::Object&, bool)>, public Vie
   struct Shared {
     std::shared_ptr<Notifier<ViewStateCycle>> notifier;
     std::atomic<ViewStateCycle> state{ViewStateCycle::viewDidLoad};
+    // Counted before the original runs: from then on the views may already show the next screen.
+    std::atomic<std::uint64_t> appearancesBegun{0};
     void report(ViewStateCycle value) {
       state.store(value);
       if (notifier) notifier->notify(value);

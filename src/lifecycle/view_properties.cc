@@ -47,10 +47,12 @@ void setObxFormTrack(platform::View& view, bool value) {
 }
 
 std::shared_ptr<platform::View> obxMaskView(platform::View& content) {
-  auto overlay = std::make_shared<platform::View>(platform::Rect{{0, 0}, content.frame().size});
+  auto overlay = std::make_shared<platform::View>(content.bounds());
   overlay->setBackgroundColor(platform::Color{0, 0, 0, 0});
   overlay->setUserInteractionEnabled(false);
   setObxMasking(*overlay, MaskView::mask);
+  // It covers what the content shows as the content moves, resizes or scrolls.
+  overlay->setFollowsSuperviewBounds(true);
   content.addSubview(overlay);
   return overlay;
 }

@@ -3,6 +3,7 @@
 // both at the start of each screen and clears them after.
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "base/read_write_lock.h"
@@ -19,6 +20,14 @@ class UserMasking {
   void addAutomaticMasks(const std::vector<MaskAutomatic>& list);
   void addRect(platform::Rect rect);
   void clear();
+  // Each list as it stands, emptied in the same step: what is added meanwhile is for the next
+  // screen, never lost between a read and a clear.
+  std::vector<platform::Rect> takeRect() {
+    return rect_.mutate([](std::vector<platform::Rect>& value) { return std::exchange(value, {}); });
+  }
+  std::vector<MaskAutomatic> takeAutomaticMasksInScreen() {
+    return automaticMasksInScreen_.mutate([](std::vector<MaskAutomatic>& value) { return std::exchange(value, {}); });
+  }
 
  private:
   ReadWriteLock<std::vector<platform::Rect>> rect_;

@@ -79,6 +79,13 @@ void SVRCore::start() {
     std::weak_ptr<SVRImagePublisher> publisher = std::static_pointer_cast<SVRImagePublisher>(shared_from_this());
     trackingImages_ = SVRTracking::make(configuration_, scheduler_, publisher, nullptr, imagePlaceholderBuilder_,
                                          ScreenRecorders::byMode);
+    if (auto detector = dependencies_.screenDetector) {
+      std::weak_ptr<ScreenDetectionObserving> weak = detector;
+      trackingImages_->setScreenOnDisplay([weak](const std::string& screenID) {
+        auto detector = weak.lock();
+        return detector && detector->isOnDisplay(screenID);
+      });
+    }
   }
   if (auto appCycle = dependencies_.appCycle) appCycle->add(appStateCycleObserver());
   // SVRConfiguration subscribed itself at construction.
@@ -97,15 +104,14 @@ SVRCore::~SVRCore() {
   // Core removes this feature as soon as it hears of a change, before svrQueue has seen it: the
   // end of the screen follows the configuration as it is now.
   Common common = dependencies_.configuration->common();
-  if (auto batch = batchContext_.get()) {
-    if (common.userConsents != Consent::analyticsAndRecording) placeholderCheck(*batch);
-  }
+  auto batch = batchContext_.get();
+  // Images that are deleted get no placeholder after them.
+  const bool deleting = batch && !shouldCollectReplayData(common);
+  if (batch && !deleting && common.userConsents != Consent::analyticsAndRecording) placeholderCheck(*batch);
   if (trackingImages_) trackingImages_->stop();
-  if (auto batch = batchContext_.get()) {
-    if (!shouldCollectReplayData(common)) {
-      deleteImages(batch->viewContext.screenID);
-      Logger::log("Delete images for screen: " + batch->viewContext.screenID, LogLevel::developer);
-    }
+  if (deleting) {
+    deleteImages(batch->viewContext.screenID);
+    Logger::log("Delete images for screen: " + batch->viewContext.screenID, LogLevel::developer);
   }
   if (dependencies_.appCycle && appStateCycle_) dependencies_.appCycle->remove(appStateCycle_);
   if (dependencies_.devicePerformance && performance_) dependencies_.devicePerformance->remove(performance_);
@@ -157,6 +163,8 @@ void SVRCore::batchChanged(const std::optional<BatchContext>& batch, const std::
   if (!batch) {
     // The screen ended: if it never got an image, its placeholder stands for it.
     if (previous) placeholderCheck(*previous);
+    batchContext_.set(std::nullopt);
+    pauseCapture();
     return;
   }
   batchContext_.set(batch);
@@ -174,6 +182,7 @@ void SVRCore::batchChanged(const std::optional<BatchContext>& batch, const std::
 void SVRCore::newScreen(const BatchContext& batch) {
   BitmapCache::shared().removeAllObjects();
   currentImage_.set(std::nullopt);
+  nextIndex_.store(0);
   viewContext_.set(batch.viewContext);
   Common common = configuration_->common();
   const std::string& name = batch.viewContext.name;
@@ -190,9 +199,12 @@ void SVRCore::newScreen(const BatchContext& batch) {
     return;
   }
 
+  // Taken, not read and cleared later: masks the application adds while this screen starts are for
+  // the next one.
   std::vector<MaskAutomatic> fromApplication =
-      userMasking_ ? userMasking_->automaticMasksInScreen() : std::vector<MaskAutomatic>{};
-  if (trackingImages_ && userMasking_) trackingImages_->recorder().setUserMaskedRects(userMasking_->rect());
+      userMasking_ ? userMasking_->takeAutomaticMasksInScreen() : std::vector<MaskAutomatic>{};
+  std::vector<platform::Rect> rects = userMasking_ ? userMasking_->takeRect() : std::vector<platform::Rect>{};
+  if (trackingImages_) trackingImages_->recorder().setUserMaskedRects(std::move(rects));
   SessionReplayMode mode = chooseMode(common, name);
   if (trackingImages_) {
     std::vector<MaskAutomatic> masks = chooseMasks(common, fromApplication);
@@ -200,7 +212,6 @@ void SVRCore::newScreen(const BatchContext& batch) {
   }
   Logger::log("OmbrixOBX start recording . . .", LogLevel::developer);
   lastAutomaticMaskingInCurrentScreen_ = fromApplication;
-  if (userMasking_) userMasking_->clear();
 }
 
 bool SVRCore::isDiscarded(const Common& common, const ViewContext& screen) const {
@@ -241,6 +252,12 @@ void SVRCore::appStateChanged(AppStateCycle state) {
   // once more.
   maskingInCurrentScreen_ = lastAutomaticMaskingInCurrentScreen_;
   if (auto batch = batchContext_.get()) placeholderCheck(*batch);
+  // Nothing is captured in the background; the screen detected on the return starts it again.
+  pauseCapture();
+}
+
+void SVRCore::pauseCapture() {
+  if (trackingImages_) trackingImages_->stop();
 }
 
 void SVRCore::performanceMeasured(const std::optional<DeviceMeasure>& measure) {
@@ -264,7 +281,7 @@ void SVRCore::placeholderCheck(const BatchContext& batch) {
     reason = PlaceholderReason::videoMasked;
   } else if (screen.discardRecording) {
     reason = PlaceholderReason::videoDisabled;
-  } else if (!trackingImages_ || trackingImages_->recorder().index() != 0) {
+  } else if (!trackingImages_ || nextIndex_.load() != 0) {
     return;
   }
   if (!imagePlaceholderBuilder_) return;
@@ -272,50 +289,67 @@ void SVRCore::placeholderCheck(const BatchContext& batch) {
   std::weak_ptr<SVRCore> weak = weak_from_this();
   std::shared_ptr<DataController> dataController = dataController_;
   std::shared_ptr<platform::Scheduler> scheduler = scheduler_;
+  std::shared_ptr<BatchCoordinatorObserving> coordinator = dependencies_.batchCoordinator;
+  const std::int64_t index = nextIndex_.load();
   imagePlaceholderBuilder_->createPlaceholder(
-      reason, [weak, batch, dataController, scheduler](std::optional<std::string> data) {
+      reason, [weak, batch, dataController, scheduler, coordinator, index](std::optional<std::string> data) {
         if (!data) return;
         if (auto self = weak.lock()) {
           self->placeholderArrived(batch, *data);
           return;
         }
         // The feature went while the placeholder was drawn (consent withdrawn at the end of a
-        // screen): the screen still gets it, as its first image.
+        // screen): the screen still gets it, after its images, if its batch is still open.
+        auto live = coordinator ? coordinator->batchContext() : std::nullopt;
+        if (!live || live->id != batch.id) return;
         platform::Size size = mainScreenImageSize();
         ImageToParse image{std::vector<std::uint8_t>(data->begin(), data->end()), Size{size.width, size.height},
-                           batch, 0, true};
+                           batch, index, true};
         storeImage(*dataController, image, scheduler->clock().now());
       });
 }
 
 void SVRCore::placeholderArrived(const BatchContext& batch, const std::string& data) {
   platform::Size size = mainScreenImageSize();
-  auto current = batchContext_.get();
-  bool sameScreen = current && current->viewContext.screenID == batch.viewContext.screenID;
-  std::int64_t index = trackingImages_ && sameScreen ? trackingImages_->recorder().index() : 0;
   publishImage(ImageToParse{std::vector<std::uint8_t>(data.begin(), data.end()), Size{size.width, size.height}, batch,
-                            index, true});
+                            0, true});
 }
 
 // MARK: - Images
 
 void SVRCore::publishImage(std::optional<ImageToParse> image) {
-  auto batch = batchContext_.get();
   if (!image) {
+    auto batch = batchContext_.get();
     Logger::log("New image is nil for screen " + (batch ? batch->viewContext.name : std::string("nil")),
                 LogLevel::developer);
     return;
   }
-  auto event = storeImage(*dataController_, *image, now());
+  // Stored in order with the screen changes, which this queue hears.
+  std::weak_ptr<SVRCore> weak = weak_from_this();
+  svrQueue_->async([weak, image = std::move(*image)]() mutable {
+    if (auto self = weak.lock()) self->storeIfOnDisplay(std::move(image));
+  });
+}
+
+void SVRCore::storeIfOnDisplay(ImageToParse image) {
+  const std::string screenID = image.batchContext.viewContext.screenID;
+  auto batch = batchContext_.get();
+  // The coordinator may have cut the batch or ended the screen before this queue heard of it: the
+  // batch it writes under now is the only one still open.
+  if (batch && dependencies_.batchCoordinator) batch = dependencies_.batchCoordinator->batchContext();
+  if (!batch || batch->viewContext.screenID != screenID) {
+    Logger::log("Image of screen " + screenID + " dropped: the screen is no longer on display", LogLevel::developer);
+    return;
+  }
+  image.batchContext = *batch;
+  image.index = nextIndex_.load();
+  auto event = storeImage(*dataController_, image, now());
   if (!event) return;
-  const std::string& screenID = image->batchContext.viewContext.screenID;
-  // An image of a screen already left stays in its own batch: it neither opens the next batches of
-  // the present screen nor moves its index.
-  if (!batch || batch->viewContext.screenID != screenID) return;
+  nextIndex_.store(image.index + 1);
   currentImage_.set(event);
   Logger::log("Save current image for next batch: " + screenID + " with index: " + std::to_string(event->index),
               LogLevel::developer);
-  if (trackingImages_) trackingImages_->recorder().incrementIndex();
+  if (trackingImages_) trackingImages_->recorder().setIndex(image.index + 1);
 }
 
 void SVRCore::deleteImages(const std::string& screenID) {

@@ -6,10 +6,17 @@
 //
 // Threads: the batch, application-state and performance observers run on "obx.ombrix.feature.SVR"
 // (svrQueue), which owns the per-screen mask lists and the Lo-Fi flag. Images come from the
-// recorder's drawing queue and placeholders from the main queue; the current batch, screen and
-// image they read are behind locks. `crashed` comes on the crashing thread.
+// recorder's drawing queue and placeholders from the main queue; both are stored on svrQueue, in
+// order with the screen changes. `crashed` comes on the crashing thread.
+//
+// An image is stored only while its screen is on display, into the batch the coordinator writes
+// under at that moment, and numbered by this core: each screen's images run from 0 without gaps
+// or repeats, and nothing is written into a batch that has been closed. An image whose screen has
+// ended is dropped. While the application is in the background, or between screens, nothing is
+// captured.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,6 +87,10 @@ class SVRCore final : public SVRImagePublisher,
   // Asks for the placeholder of a screen that may not be, or was not, recorded; any thread.
   void placeholderCheck(const BatchContext& batch);
   void placeholderArrived(const BatchContext& batch, const std::string& data);
+  // svrQueue: stores the image under the live batch of its screen, or drops it.
+  void storeIfOnDisplay(ImageToParse image);
+  // svrQueue: ends the capture of the screen (between screens, in the background).
+  void pauseCapture();
   // Deletes the images of every batch of the screen, once the writes queued before are done.
   void deleteImages(const std::string& screenID);
 
@@ -102,6 +113,8 @@ class SVRCore final : public SVRImagePublisher,
   std::vector<MaskAutomatic> maskingInCurrentScreen_;
   ReadWriteLock<std::optional<BatchContext>> batchContext_{std::nullopt};
   ReadWriteLock<std::optional<ImageEvent>> currentImage_{std::nullopt};
+  // The index of the next image of the current screen; svrQueue, read by the teardown.
+  std::atomic<std::int64_t> nextIndex_{0};
   bool forceLoFiForNextScreen_ = false;
 
   std::shared_ptr<ObserverValue<AppStateCycle>> appStateCycle_;

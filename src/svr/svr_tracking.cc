@@ -16,10 +16,7 @@ std::shared_ptr<SVRTracking> SVRTracking::make(std::shared_ptr<SVRConfiguration>
   tracking->viewChangeDetector_ = SVRViewChangeDetector::make(configuration, scheduler);
   tracking->viewChangeDetector_->start();
   tracking->listenToLayerChanges();
-  if (recorders == ScreenRecorders::byMode) {
-    tracking->hiFiRecorder_ = ScreenRecordingHIFIMode::make(configuration, scheduler);
-    tracking->hiFiRecorder_->setImagePublisher(tracking);
-  }
+  tracking->recorders_ = recorders;
   tracking->loFiRecorder_ = ScreenRecordingLOFIMode::make(std::move(configuration), std::move(scheduler), imageCache);
   tracking->loFiRecorder_->setImagePublisher(tracking);
   tracking->recorder_.set(tracking->loFiRecorder_);
@@ -87,6 +84,13 @@ void SVRTracking::createDisplayLinkIfAbsent() {
   link->start();
 }
 
+void SVRTracking::setScreenOnDisplay(ScreenOnDisplay onDisplay) {
+  std::lock_guard lock(screenMutex_);
+  screenOnDisplay_ = onDisplay;
+  loFiRecorder_->setScreenOnDisplay(onDisplay);
+  if (hiFiRecorder_) hiFiRecorder_->setScreenOnDisplay(std::move(onDisplay));
+}
+
 void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<BatchContext> batch,
                               std::optional<SessionReplayMode> mode, std::optional<std::vector<MaskAutomatic>> masks,
                               bool forceMask) {
@@ -100,21 +104,35 @@ void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<Batc
   listenToLayerChanges();
   Logger::log("Start new Screen Images for screen " + viewContext.name, LogLevel::developer);
   SessionReplayMode resolved = mode.value_or(common.sessionReplayMode);
-  sessionReplayMode_.set(resolved);
-  batchContext_.set(batch);
-  std::shared_ptr<ScreenRecordingMode> recorder = loFiRecorder_;
-  if (hiFiRecorder_ && resolved != SessionReplayMode::loFi) recorder = hiFiRecorder_;
-  // The application's blocks for this screen were handed to the recorder in force until now.
-  auto previous = recorder_.get();
-  if (previous != recorder) recorder->setUserMaskedRects(previous->userMaskedRects());
-  recorder_.set(recorder);
-  recorder->setBatchContext(std::move(batch));
-  recorder->setIndex(0);
-  recorder->setImagesTaken(0);
-  recorder->setConfigurationMask(masks.value_or(std::vector<MaskAutomatic>{}));
-  recorder->setForceMaskForCurrentScreen(forceMask);
-  recorder->setCurrentSessionReplayMode(resolved);
-  isRepeatedImage_.store(false);
+  std::shared_ptr<ScreenRecordingMode> recorder;
+  {
+    std::lock_guard lock(screenMutex_);
+    ++screenCount_;
+    sessionReplayMode_.set(resolved);
+    batchContext_.set(batch);
+    recorder = loFiRecorder_;
+    if (recorders_ == ScreenRecorders::byMode && resolved == SessionReplayMode::hiFi) {
+      if (!hiFiRecorder_) {
+        hiFiRecorder_ = ScreenRecordingHIFIMode::make(configuration_, scheduler_);
+        hiFiRecorder_->setImagePublisher(weak_from_this());
+        hiFiRecorder_->setScreenOnDisplay(screenOnDisplay_);
+      }
+      recorder = hiFiRecorder_;
+    }
+    // The application's blocks for this screen were handed to the recorder in force until now.
+    auto previous = recorder_.get();
+    if (previous != recorder) {
+      recorder->setUserMaskedRects(previous->userMaskedRects());
+      // The other recorder serves no screen: a capture of it still under way is dropped.
+      previous->setBatchContext(std::nullopt);
+    }
+    recorder_.set(recorder);
+    recorder->setScreen(RecordedScreen{std::move(batch), masks.value_or(std::vector<MaskAutomatic>{}), forceMask, resolved});
+    recorder->setIndex(0);
+    recorder->setImagesTaken(0);
+    stressedImage_.set(std::nullopt);
+    isRepeatedImage_.store(false);
+  }
   if (!isDeviceStressed_.get().empty()) {
     stressPlaceholder();
     return;
@@ -125,6 +143,7 @@ void SVRTracking::startScreen(const ViewContext& viewContext, std::optional<Batc
 }
 
 void SVRTracking::setBatch(std::optional<BatchContext> batch) {
+  std::lock_guard lock(screenMutex_);
   batchContext_.set(batch);
   recorder_.get()->setBatchContext(std::move(batch));
 }
@@ -132,6 +151,11 @@ void SVRTracking::setBatch(std::optional<BatchContext> batch) {
 void SVRTracking::stop() {
   invalidateDisplayLink();
   stopListeningToLayerChanges();
+  // No screen is recorded until the next start: captures under way are dropped.
+  std::lock_guard lock(screenMutex_);
+  batchContext_.set(std::nullopt);
+  loFiRecorder_->setBatchContext(std::nullopt);
+  if (hiFiRecorder_) hiFiRecorder_->setBatchContext(std::nullopt);
 }
 
 void SVRTracking::videoFrame() {
@@ -155,14 +179,27 @@ void SVRTracking::stressPlaceholder() {
     isRepeatedImage_.store(false);
     return;
   }
+  std::optional<BatchContext> batch;
+  std::uint64_t screen = 0;
+  {
+    std::lock_guard lock(screenMutex_);
+    batch = batchContext_.get();
+    screen = screenCount_;
+  }
   std::weak_ptr<SVRTracking> weak = shared_from_this();
-  imagePlaceholderBuilder_->createPlaceholder(placeholderReasonFor(stress.front()), [weak](std::optional<std::string> data) {
-    if (auto self = weak.lock()) self->stressPlaceholderArrived(std::move(data));
-  });
+  imagePlaceholderBuilder_->createPlaceholder(placeholderReasonFor(stress.front()),
+                                              [weak, batch, screen](std::optional<std::string> data) {
+                                                if (auto self = weak.lock()) {
+                                                  self->stressPlaceholderArrived(std::move(data), batch, screen);
+                                                }
+                                              });
 }
 
-void SVRTracking::stressPlaceholderArrived(std::optional<std::string> data) {
-  auto batch = batchContext_.get();
+void SVRTracking::stressPlaceholderArrived(std::optional<std::string> data, std::optional<BatchContext> batch,
+                                           std::uint64_t screen) {
+  std::unique_lock lock(screenMutex_);
+  // A screen started since the request has its own placeholder to ask for.
+  if (screen != screenCount_) return;
   if (!data || !batch) {
     // Nothing went out: the next tick under stress asks again.
     isRepeatedImage_.store(false);
@@ -172,35 +209,45 @@ void SVRTracking::stressPlaceholderArrived(std::optional<std::string> data) {
   ImageToParse image{std::vector<std::uint8_t>(data->begin(), data->end()), Size{size.width, size.height}, *batch,
                      recorder_.get()->index(), true};
   stressedImage_.set(image);
+  lock.unlock();
   publishImage(std::move(image));
 }
 
 void SVRTracking::recordNow() {
   platform::Size size = mainScreenImageSize();
   std::weak_ptr<SVRTracking> weak = weak_from_this();
-  recorder_.get()->recordScreen(size.width, size.height, [weak](bool needChange, bool isLoFi) {
+  auto recorder = recorder_.get();
+  auto batch = recorder->batchContext();
+  std::string screenID = batch ? batch->viewContext.screenID : std::string();
+  const ScreenRecordingMode* asking = recorder.get();
+  recorder->recordScreen(size.width, size.height, [weak, asking, screenID](bool needChange, bool isLoFi) {
     if (!needChange) return;
-    if (auto self = weak.lock()) self->changeRecorder(isLoFi);
+    if (auto self = weak.lock()) self->changeRecorder(isLoFi, asking, screenID);
   });
 }
 
-void SVRTracking::changeRecorder(bool fromLoFi) {
+void SVRTracking::changeRecorder(bool fromLoFi, const ScreenRecordingMode* asking, const std::string& screenID) {
   SessionReplayMode mode = fromLoFi ? SessionReplayMode::hiFi : SessionReplayMode::loFi;
-  std::shared_ptr<ScreenRecordingMode> next = loFiRecorder_;
-  if (mode == SessionReplayMode::hiFi) next = hiFiRecorder_;
-  auto previous = recorder_.get();
-  if (!next || next == previous) return;
-  sessionReplayMode_.set(mode);
-  // The screen goes on: its counters and the application's blocks come along.
-  next->setBatchContext(previous->batchContext());
-  next->setIndex(previous->index());
-  next->setImagesTaken(previous->imagesTaken());
-  next->setForceMaskForCurrentScreen(previous->forceMaskForCurrentScreen());
-  next->setUserMaskedRects(previous->userMaskedRects());
-  next->setCurrentSessionReplayMode(mode);
-  next->setConfigurationMask(previous->configurationMask());
-  next->setNeedNewImage(true);
-  recorder_.set(next);
+  {
+    std::lock_guard lock(screenMutex_);
+    std::shared_ptr<ScreenRecordingMode> next = loFiRecorder_;
+    if (mode == SessionReplayMode::hiFi) next = hiFiRecorder_;
+    auto previous = recorder_.get();
+    if (!next || next == previous || previous.get() != asking) return;
+    RecordedScreen screen = previous->screen();
+    // The request was for a screen that has ended since: the present one decides for itself.
+    if (!screen.batch || screen.batch->viewContext.screenID != screenID) return;
+    sessionReplayMode_.set(mode);
+    // The screen goes on: its counters and the application's blocks come along.
+    screen.mode = mode;
+    next->setScreen(std::move(screen));
+    next->setIndex(previous->index());
+    next->setImagesTaken(previous->imagesTaken());
+    next->setUserMaskedRects(previous->userMaskedRects());
+    next->setNeedNewImage(true);
+    previous->setBatchContext(std::nullopt);
+    recorder_.set(next);
+  }
   recordNow();
 }
 

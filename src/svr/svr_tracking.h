@@ -13,6 +13,7 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -30,8 +31,9 @@
 namespace obx {
 
 // Which recorders a tracking loop makes. `wireframeOnly`: every screen is drawn as a wireframe.
-// `byMode`: a screen in `hiFi` or `automatic` starts on the screenshot recorder, which hands the
-// screen over to the wireframe one when it finds that masking needs it.
+// `byMode`: a screen whose mode is `hiFi` (configured, or by `forceHiFi`) starts on the screenshot
+// recorder, made at the first such screen, which hands the screen over to the wireframe one when
+// the configuration or masking needs it; every other screen is a wireframe.
 enum class ScreenRecorders { wireframeOnly, byMode };
 
 class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_this<SVRTracking> {
@@ -60,6 +62,8 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   void publishImage(std::optional<ImageToParse> image) override;
   // The stress kinds of the last device measure, first one first; empty when the device is at ease.
   void setDeviceStressed(std::vector<DeviceStressedType> stress);
+  // How the recorders learn, on the main thread, whether a screen is still the one on display.
+  void setScreenOnDisplay(ScreenOnDisplay onDisplay);
 
   // The recorder of the present screen.
   ScreenRecordingMode& recorder() { return *recorder_.get(); }
@@ -74,21 +78,30 @@ class SVRTracking : public SVRImagePublisher, public std::enable_shared_from_thi
   void invalidateDisplayLink();
   void createDisplayLinkIfAbsent();
   void recordNow();
-  // The recorder asked for the other kind: the screen goes on with it at once.
-  void changeRecorder(bool fromLoFi);
+  // `asking` asked for the other kind for the screen `screenID`: unless a screen started since,
+  // the screen goes on with the other recorder at once.
+  void changeRecorder(bool fromLoFi, const ScreenRecordingMode* asking, const std::string& screenID);
   // One placeholder for the first stress kind, unless one is already out.
   void stressPlaceholder();
-  void stressPlaceholderArrived(std::optional<std::string> data);
+  // `screen` counts the screens started: a placeholder asked for one is not published on the next.
+  void stressPlaceholderArrived(std::optional<std::string> data, std::optional<BatchContext> batch,
+                                std::uint64_t screen);
   // Hooks the layouts and subscribes to the detector, unless done already.
   void listenToLayerChanges();
   void stopListeningToLayerChanges();
 
   std::shared_ptr<SVRConfiguration> configuration_;
   std::shared_ptr<platform::Scheduler> scheduler_;
+  ScreenRecorders recorders_ = ScreenRecorders::wireframeOnly;
   std::shared_ptr<ScreenRecordingLOFIMode> loFiRecorder_;
-  // Null unless the loop was made `byMode`.
+  // Made at the first screen in hiFi, if the loop was made `byMode`.
   std::shared_ptr<ScreenRecordingHIFIMode> hiFiRecorder_;
   ReadWriteLock<std::shared_ptr<ScreenRecordingMode>> recorder_{nullptr};
+  // The start of a screen (replay queue) and a change of recorder (main queue) take it, so that
+  // neither sees the other half done. Held only over the recorders' setters.
+  std::mutex screenMutex_;
+  std::uint64_t screenCount_ = 0;
+  ScreenOnDisplay screenOnDisplay_;
   std::shared_ptr<ImagePlaceholderBuilder> imagePlaceholderBuilder_;
   std::shared_ptr<SVRViewChangeDetector> viewChangeDetector_;
   std::shared_ptr<platform::DispatchQueue> obxQueue_;

@@ -7,6 +7,7 @@
 #include "platform/ui/image_view.h"
 #include "platform/ui/label.h"
 #include "platform/ui/map_view.h"
+#include "platform/ui/scroll_view.h"
 #include "platform/ui/text_field.h"
 #include "platform/ui/text_view.h"
 #include "platform/ui/web_view.h"
@@ -197,16 +198,38 @@ TEST_F(MaskingTest, PlayerSubviewsAreNeverShown) {
   EXPECT_EQ(pixelsOff(*image, Rect::make(20, 100, 300, 40), 255, 255, 255, 8, 0), 0);
 }
 
-// obxMaskView lays a masked overlay over a declarative subtree: its text never shows.
-TEST_F(MaskingTest, MaskViewHelperBlocksTheSubtree) {
-  auto content = std::make_shared<View>(Rect::make(0, 80, 390, 100));
-  content->addSubview(secretLabel(Rect::make(20, 20, 300, 40)));
-  window_->addSubview(content);
-  auto overlay = obxMaskView(*content);
-  EXPECT_EQ(overlay->frame(), Rect::make(0, 0, 390, 100));
-  auto image = recordNow();
-  ASSERT_NE(image, nullptr);
-  EXPECT_EQ(pixelsOff(*image, Rect::make(0, 80, 390, 100), 128, 128, 128), 0);
+// obxMaskView lays a masked overlay over a declarative subtree: its text never shows, wherever the
+// content moves, however it is resized or scrolled.
+TEST_F(MaskingTest, MaskViewHelperFollowsTheContent) {
+  struct Case {
+    const char* name;
+    std::function<void(platform::ScrollView&)> change;
+    Rect shown;  // the content's region in the window afterwards
+    Rect secret;  // where the secret then is in the window
+  } cases[] = {
+      {"as laid over", [](platform::ScrollView&) {}, Rect::make(0, 80, 390, 100), Rect::make(20, 100, 300, 40)},
+      {"moved", [](platform::ScrollView& v) { v.setFrame(Rect::make(0, 400, 390, 100)); }, Rect::make(0, 400, 390, 100),
+       Rect::make(20, 420, 300, 40)},
+      {"resized", [](platform::ScrollView& v) { v.setFrame(Rect::make(0, 80, 390, 300)); }, Rect::make(0, 80, 390, 300),
+       Rect::make(20, 300, 300, 40)},
+      {"scrolled", [](platform::ScrollView& v) { v.setContentOffset({0, 200}); }, Rect::make(0, 80, 390, 100),
+       Rect::make(20, 100, 300, 40)},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto content = std::make_shared<platform::ScrollView>(Rect::make(0, 80, 390, 100));
+    content->setContentSize({390, 600});
+    content->addSubview(secretLabel(Rect::make(20, 20, 300, 40)));
+    content->addSubview(secretLabel(Rect::make(20, 220, 300, 40)));
+    window_->addSubview(content);
+    obxMaskView(*content);
+    c.change(*content);
+    auto image = recordNow();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(pixelsOff(*image, c.shown, 128, 128, 128), 0);
+    EXPECT_EQ(pixelsOff(*image, c.secret, 128, 128, 128), 0);
+    content->removeFromSuperview();
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "platform/crypto/crypto.h"
 #include "platform/ui/image_view.h"
 #include "platform/ui/label.h"
@@ -95,7 +97,88 @@ TEST_F(LoFiModeTest, PublishedImageCarriesTheScreen) {
   recorder_->setBatchContext(std::nullopt);
   window_->addSubview(std::make_shared<platform::Label>(Rect::make(0, 0, 10, 10), "x"));
   EXPECT_EQ(recordNow(), nullptr);
-  EXPECT_TRUE(logs.contains("Create image of screen in LoFi screenID: "));
+  EXPECT_EQ(recorder_->imagesTaken(), 1) << "without a screen nothing is captured";
+}
+
+// A label whose walks are counted: each description read is one visit of the view tree.
+class CountedLabel : public platform::Label {
+ public:
+  using Label::Label;
+  std::string debugDescription() const override {
+    ++walks;
+    return Label::debugDescription();
+  }
+  mutable int walks = 0;
+};
+
+// Ticks that come while earlier images are still being drawn, as on a busy device, on a screen that
+// changes without a layout pass: the clock gives exactly the opening quota, and once it is reached
+// the ticks walk no view.
+TEST_F(LoFiModeTest, OpeningQuotaCountsImagesStillBeingDrawn) {
+  auto label = std::make_shared<CountedLabel>(Rect::make(20, 40, 200, 30), "Total");
+  window_->addSubview(label);
+  recorder_->setNeedNewImage(false);
+  scheduler_->advance(1.0);
+  for (int tick = 0; tick < 6; ++tick) {
+    recorder_->recordScreen(kWidth, kHeight, {});
+    // The content moves between the walks, on the main queue, with no one told of a layout.
+    scheduler_->mainQueue()->async([label, tick] { label->setText("Total " + std::to_string(tick)); });
+  }
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(publisher_->images.size(), 3u);
+  EXPECT_EQ(label->walks, 3);
+  for (int i = 0; i < 10; ++i) tick(0.5);
+  EXPECT_EQ(publisher_->images.size(), 3u);
+  EXPECT_EQ(label->walks, 3) << "a still screen past its quota costs no walk";
+}
+
+// A masked view whose block its own layer can't make opaque (translucent itself or below a
+// translucent view, or inside an image or web view that shows a render of it), or a translucent
+// masking colour: the block is the masking colour, opaque.
+TEST_F(LoFiModeTest, TranslucentMaskedViewsGetOpaqueBlocks) {
+  const Rect spot = Rect::make(20, 20, 300, 40);  // in the holder, at 20,120 in the window
+  struct Case {
+    const char* name;
+    std::function<std::shared_ptr<platform::View>(std::shared_ptr<platform::View>)> hold;
+    double labelAlpha;
+    double colourAlpha;
+  } cases[] = {
+      {"translucent label", [](auto label) { return label; }, 0.5, 1.0},
+      {"under a translucent view",
+       [](auto label) {
+         auto parent = std::make_shared<platform::View>(Rect::make(0, 0, 390, 200));
+         parent->setAlpha(0.5);
+         parent->addSubview(label);
+         return std::shared_ptr<platform::View>(parent);
+       },
+       1.0, 1.0},
+      {"translucent, inside an image view",
+       [](auto label) {
+         auto image = std::make_shared<platform::ImageView>(Rect::make(0, 0, 390, 200),
+                                                            platform::Image::make("photo", {390, 200}));
+         image->addSubview(label);
+         return std::shared_ptr<platform::View>(image);
+       },
+       0.5, 1.0},
+      {"translucent masking colour", [](auto label) { return label; }, 1.0, 0.4},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Common common = configuration_->common();
+    common.maskingColor = Color{0.5, 0.5, 0.5, c.colourAlpha};
+    configuration_->setCommon(common);
+    auto label = std::make_shared<platform::Label>(spot, "4111 1111 1111 1111");
+    label->setAlpha(c.labelAlpha);
+    auto holder = std::make_shared<platform::View>(Rect::make(0, 100, 390, 200));
+    holder->addSubview(c.hold(label));
+    window_->addSubview(holder);
+    setMasks({MaskAutomatic::labels});
+    auto image = recordNow();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(pixelsOff(*image, Rect::make(20, 120, 300, 40), 128, 128, 128), 0);
+    holder->removeFromSuperview();
+    cache_.removeAllObjects();
+  }
 }
 
 // Without a key window or with recording disabled nothing is taken.

@@ -152,9 +152,8 @@ TEST_F(SVRTrackingTest, LargeScreenRecordsAtHalfSize) {
   EXPECT_EQ(mainScreenDrawingScale(), 0.5);
 }
 
-// Made byMode, a screen starts on the recorder of its mode; a masked view in automatic hands the
-// screen over to the wireframe at once, which blocks the label; hiFi keeps the screenshot. Made
-// wireframeOnly, every screen is a wireframe.
+// Made byMode, only a screen in hiFi is a screenshot; automatic and loFi are wireframes. Made
+// wireframeOnly, every screen is a wireframe. Either recorder blocks the label.
 TEST_F(SVRTrackingTest, RecordersByModeAndTheHandOver) {
   struct Case {
     const char* name;
@@ -163,7 +162,8 @@ TEST_F(SVRTrackingTest, RecordersByModeAndTheHandOver) {
     SessionReplayMode resolved;
     const char* created;
   } cases[] = {
-      {"automatic hands over", ScreenRecorders::byMode, SessionReplayMode::automatic, SessionReplayMode::loFi, "LoFi"},
+      {"automatic is a wireframe", ScreenRecorders::byMode, SessionReplayMode::automatic, SessionReplayMode::automatic,
+       "LoFi"},
       {"hiFi keeps the screenshot", ScreenRecorders::byMode, SessionReplayMode::hiFi, SessionReplayMode::hiFi, "HiFi"},
       {"loFi is a wireframe", ScreenRecorders::byMode, SessionReplayMode::loFi, SessionReplayMode::loFi, "LoFi"},
       {"wireframe only", ScreenRecorders::wireframeOnly, SessionReplayMode::hiFi, SessionReplayMode::hiFi, "LoFi"},
@@ -188,6 +188,24 @@ TEST_F(SVRTrackingTest, RecordersByModeAndTheHandOver) {
     EXPECT_EQ(tracking->recorder().index(), 0);
     tracking->stop();
   }
+}
+
+// Under stress, a placeholder asked for one screen that comes back after the next screen started is
+// not published: the next screen gets its own, once, in its own batch.
+TEST_F(SVRTrackingTest, StressPlaceholderStaysWithItsScreen) {
+  auto builder = std::make_shared<ImagePlaceholderBuilder>(nullptr, scheduler_->mainQueue());
+  auto publisher = std::make_shared<CollectingPublisher>();
+  auto tracking = SVRTracking::make(configuration_, scheduler_, publisher, &cache_, builder);
+  tracking->setDeviceStressed({DeviceStressedType::cpu});
+  for (const std::string id : {"screen-a", "screen-b"}) {
+    ViewContext screen{id, 0, id, {390, 844}};
+    tracking->startScreen(screen, BatchContext{id + "_20240101120000", screen}, std::nullopt, std::nullopt, false);
+  }
+  scheduler_->advance(2.0);
+  ASSERT_EQ(publisher->images.size(), 1u);
+  EXPECT_EQ(publisher->images[0].batchContext.viewContext.screenID, "screen-b");
+  EXPECT_TRUE(publisher->images[0].isPlaceholder);
+  tracking->stop();
 }
 
 }  // namespace

@@ -21,8 +21,21 @@ View::View(Rect frame) : frame_(frame) { setDeclaredClass(runtimeClass()); }
 
 void View::setFrame(Rect frame) {
   if (frame == frame_) return;
+  const bool resized = frame.size != frame_.size;
   frame_ = frame;
+  if (resized) updateFollowers();
   didChangeVisualState();
+}
+
+void View::setFollowsSuperviewBounds(bool follows) {
+  followsSuperviewBounds_ = follows;
+  if (auto parent = superview_.lock(); parent && follows) setFrame(parent->bounds());
+}
+
+void View::updateFollowers() {
+  for (const auto& subview : subviews_) {
+    if (subview->followsSuperviewBounds_) subview->setFrame(bounds());
+  }
 }
 
 // An animation step moves what is shown, not the model: no layout follows.
@@ -31,6 +44,7 @@ void View::setPresentationFrame(std::optional<Rect> frame) { presentationFrame_ 
 void View::setBoundsOrigin(Point origin) {
   if (origin == boundsOrigin_) return;
   boundsOrigin_ = origin;
+  updateFollowers();
   didChangeVisualState();
 }
 
@@ -93,6 +107,7 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
   index = std::min(index, subviews_.size());
   subviews_.insert(subviews_.begin() + static_cast<std::ptrdiff_t>(index), view);
   view->superview_ = sharedAs<View>();
+  if (view->followsSuperviewBounds_) view->setFrame(bounds());
   view->notifyMovedToWindow();
   didChangeVisualState();
 }

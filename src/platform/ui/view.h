@@ -73,6 +73,10 @@ class View : public Object {
   void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
   bool clipsToBounds() const { return clipsToBounds_; }
   void setClipsToBounds(bool clips) { clipsToBounds_ = clips; }
+  // A view that follows its superview's bounds covers what the superview shows, whatever its size
+  // and scrolled origin: its frame is the superview's bounds, kept so at every change of them.
+  bool followsSuperviewBounds() const { return followsSuperviewBounds_; }
+  void setFollowsSuperviewBounds(bool follows);
   const std::string& accessibilityIdentifier() const { return accessibilityIdentifier_; }
   void setAccessibilityIdentifier(std::string identifier) { accessibilityIdentifier_ = std::move(identifier); }
 
@@ -153,6 +157,8 @@ class View : public Object {
   void notifyMovedToWindow();
   void drawTree(BitmapContext& context) const;
   void layoutTree();
+  // Gives the subviews that follow this view's bounds the bounds as they are now.
+  void updateFollowers();
 
   Rect frame_;
   std::optional<Rect> presentationFrame_;
@@ -163,6 +169,7 @@ class View : public Object {
   int tag_ = 0;
   bool userInteractionEnabled_ = true;
   bool clipsToBounds_ = false;
+  bool followsSuperviewBounds_ = false;
   std::string accessibilityIdentifier_;
   std::vector<std::shared_ptr<View>> subviews_;
   std::weak_ptr<View> superview_;

@@ -23,6 +23,11 @@ platform::Size imageSizeForScreen(platform::Size screen) {
 
 double drawingScaleForScreen(platform::Size screen) { return isLarge(screen) ? 0.5 : 1.0; }
 
+platform::Size captureCanvasSize(platform::Size imageSize) {
+  double scale = mainScreenDrawingScale();
+  return {imageSize.width / scale, imageSize.height / scale};
+}
+
 platform::Size mainScreenImageSize() { return imageSizeForScreen(mainScreenSize()); }
 double mainScreenDrawingScale() { return drawingScaleForScreen(mainScreenSize()); }
 

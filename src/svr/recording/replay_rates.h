@@ -12,6 +12,9 @@ namespace obx {
 platform::Size imageSizeForScreen(platform::Size screen);
 // 0.5 when the screen's width or height exceeds 1200 points, else 1.0.
 double drawingScaleForScreen(platform::Size screen);
+// The size in points a capture draws the whole screen into, for an image of `imageSize`: the image
+// size with the main screen's drawing scale undone, so that at that scale it has the image's pixels.
+platform::Size captureCanvasSize(platform::Size imageSize);
 // The two above for the application's main screen.
 platform::Size mainScreenImageSize();
 double mainScreenDrawingScale();

@@ -10,6 +10,7 @@
 #include "platform/ui/application.h"
 #include "platform/ui/image_view.h"
 #include "platform/ui/label.h"
+#include "platform/ui/map_view.h"
 #include "platform/ui/text_field.h"
 #include "platform/ui/text_view.h"
 #include "platform/ui/web_view.h"
@@ -57,84 +58,84 @@ ScreenRecordingHIFIMode::ScreenRecordingHIFIMode(std::shared_ptr<SVRConfiguratio
     : ScreenRecordingMode(std::move(configuration), std::move(scheduler)) {}
 
 void ScreenRecordingHIFIMode::recordScreen(double width, double height, Completion completion) {
-  if (!enabledSessionRecording_) return;
-  if (!needNewImage_) {
-    Common common = configuration_->common();
-    if (!(secondsSinceLastImage() > 1.0 / framesPerSecond(common.videoQualityType))) return;
-    // One image more than the wireframe recorder: greater, not greater or equal.
-    if (imagesTaken() > common.imageTakenWhenScreenStart) return;
-  }
-  needNewImage_ = false;
+  // One image more than the wireframe recorder: greater, not greater or equal.
+  auto capture = beginCapture(true);
+  if (!capture) return;
   std::weak_ptr<ScreenRecordingHIFIMode> weak = weak_from_this();
-  scheduler_->mainQueue()->async([weak, width, height, completion = std::move(completion)] {
-    if (auto self = weak.lock()) self->mainQueuePass(width, height, completion);
+  scheduler_->mainQueue()->async([weak, capture = std::move(*capture), width, height, completion = std::move(completion)] {
+    if (auto self = weak.lock()) self->mainQueuePass(capture, width, height, completion);
   });
 }
 
-void ScreenRecordingHIFIMode::mainQueuePass(double width, double height, const Completion& completion) {
+void ScreenRecordingHIFIMode::mainQueuePass(const Capture& capture, double width, double height,
+                                            const Completion& completion) {
   auto window = platform::Application::shared()->keyWindow();
-  if (!window) return;
+  if (!window || !mayCapture(capture)) return;
   needChangeScreenRecorderType_ = configuration_->common().sessionReplayMode == SessionReplayMode::loFi;
   // The probe of a context, without the cost of clearing a full-screen bitmap that is not used.
-  if (!platform::BitmapContext::canMake({width, height}, mainScreenDrawingScale())) return;
+  if (!platform::BitmapContext::canMake(captureCanvasSize({width, height}), mainScreenDrawingScale())) return;
   // The lists of the last image are emptied here, on the thread that fills them.
   emptyPassLists();
   maskedRects().clear();
   maskedViews().clear();
-  scan(window, false);
-  mergePass();
+  scan(window, false, capture.screen);
+  mergePass(capture.screen.masks);
   bool change = needChangeScreenRecorderType_;
   if (completion) completion(change, false);
-  if (change) return;
+  if (change) {
+    emptyPassLists();
+    return;
+  }
 
   bool moved = false;
   auto image = drawWindow(*window, width, height, moved);
+  // No masked view outlives its screen through this recorder.
+  emptyPassLists();
   std::weak_ptr<ScreenRecordingHIFIMode> weak = weak_from_this();
-  obxQueue_->async([weak, image = std::move(image), moved] {
+  obxQueue_->async([weak, capture, image = std::move(image), moved] {
     auto self = weak.lock();
     if (!self) return;
     if (moved) {
-      auto batch = self->batchContext();
+      const auto& batch = capture.screen.batch;
       Logger::log("view " + (batch ? batch->viewContext.name : std::string("unknown")) + " with wrong masking coordinates",
                   LogLevel::qa);
     }
-    self->encodeAndReport(image);
+    self->encodeAndReport(capture, image);
   });
 }
 
-void ScreenRecordingHIFIMode::markForChange() {
-  SessionReplayMode mode = currentSessionReplayMode();
+void ScreenRecordingHIFIMode::markForChange(SessionReplayMode mode) {
   if (mode == SessionReplayMode::loFi || mode == SessionReplayMode::automatic) needChangeScreenRecorderType_ = true;
 }
 
-void ScreenRecordingHIFIMode::scan(const std::shared_ptr<View>& view, bool parentMasked) {
+void ScreenRecordingHIFIMode::scan(const std::shared_ptr<View>& view, bool parentMasked, const RecordedScreen& screen) {
   if (obxMasking(*view) == MaskView::mask) {
-    markForChange();
+    markForChange(screen.mode);
     userMaskedViews().emplace_back(view, false);
   }
-  const bool noMasks = configurationMask().empty();
+  const bool noMasks = screen.masks.empty();
   // The scan goes on below a masked view: a user-masked view further down is still found.
   for (const auto& subview : view->subviews()) {
     if (subview->isHidden() || !(subview->alpha() > 0)) continue;
-    if (noMasks) {
-      if (isPlayer(*subview)) {
-        parentMasked = true;
-        needChangeScreenRecorderType_ = true;
-      }
-      scan(subview, parentMasked);
-      continue;
-    }
-    if (marks(*subview, parentMasked)) {
-      markForChange();
+    bool masked = parentMasked;
+    const bool player = isPlayer(*subview);
+    if (player || subview->isKindOfClass(platform::MapView::runtimeClass())) {
+      // A map or a video shows what no category describes: it is blocked whatever is set, and a
+      // player's subtree with it.
+      if (noMasks && player) needChangeScreenRecorderType_ = true;
+      markForChange(screen.mode);
+      maskedViews().push_back(subview);
+      masked = masked || player;
+    } else if (!noMasks && marks(*subview, parentMasked, screen.masks)) {
+      markForChange(screen.mode);
       maskedViews().push_back(subview);
     }
-    scan(subview, parentMasked);
+    scan(subview, masked, screen);
   }
 }
 
-bool ScreenRecordingHIFIMode::marks(const View& view, bool parentMasked) const {
+bool ScreenRecordingHIFIMode::marks(const View& view, bool parentMasked, const std::vector<MaskAutomatic>& masks) const {
   if (obxMasking(view) == MaskView::unmask) return false;
-  auto masks = configurationMask();
   if ((has(masks, MaskAutomatic::images) || parentMasked) && showsImage(view)) return true;
   if ((has(masks, MaskAutomatic::inputs) || parentMasked) &&
       (view.isKindOfClass(platform::TextField::runtimeClass()) || view.isKindOfClass(platform::TextView::runtimeClass()))) {
@@ -151,7 +152,17 @@ std::vector<Rect> ScreenRecordingHIFIMode::maskRectangles(const std::vector<std:
   for (const auto& view : views) {
     auto superview = view->superview();
     if (!superview) continue;
-    rects.push_back(superview->convertRectToView(view->presentationFrame(), nullptr));
+    // Each level where the screen shows it: the presentation frame of the view and of every
+    // ancestor under the window, less the scrolled origin of each parent.
+    Rect rect = view->presentationFrame();
+    for (auto parent = superview; parent; parent = parent->superview()) {
+      rect.origin.x -= parent->bounds().origin.x;
+      rect.origin.y -= parent->bounds().origin.y;
+      if (!parent->superview()) break;
+      rect.origin.x += parent->presentationFrame().origin.x;
+      rect.origin.y += parent->presentationFrame().origin.y;
+    }
+    rects.push_back(rect);
   }
   return rects;
 }
@@ -159,7 +170,9 @@ std::vector<Rect> ScreenRecordingHIFIMode::maskRectangles(const std::vector<std:
 std::shared_ptr<const platform::Bitmap> ScreenRecordingHIFIMode::drawWindow(const platform::Window& window, double width,
                                                                             double height, bool& moved) {
   moved = false;
-  platform::beginImageContextWithOptions({width, height}, true, mainScreenDrawingScale());
+  // The whole screen, in its own points, at the drawing scale: a large screen is drawn whole at half
+  // scale, into an image of the halved size.
+  platform::beginImageContextWithOptions(captureCanvasSize({width, height}), true, mainScreenDrawingScale());
   auto* context = platform::currentContext();
   if (context == nullptr) return nullptr;
   const auto& views = viewsMasked();
@@ -170,10 +183,7 @@ std::shared_ptr<const platform::Bitmap> ScreenRecordingHIFIMode::drawWindow(cons
     platform::endImageContext();
     return nullptr;
   }
-  platform::Color fill = [&] {
-    Color color = configuration_->common().maskingColor;
-    return platform::Color{color.red, color.green, color.blue, color.alpha};
-  }();
+  const platform::Color fill = maskingColor();
   auto paint = [&](const Rect& rect) {
     context->addPath(platform::BezierPath::roundedRect(rect, kBlockCornerRadius));
     context->setLineWidth(1.0);
@@ -188,25 +198,27 @@ std::shared_ptr<const platform::Bitmap> ScreenRecordingHIFIMode::drawWindow(cons
   return image;
 }
 
-void ScreenRecordingHIFIMode::encodeAndReport(std::shared_ptr<const platform::Bitmap> image) {
+void ScreenRecordingHIFIMode::encodeAndReport(const Capture& capture, std::shared_ptr<const platform::Bitmap> image) {
+  // A screen started since the pass: this screenshot is of no screen the recorder serves.
+  if (!isCurrent(capture)) return;
   std::optional<std::vector<std::uint8_t>> data;
   if (image) data = platform::jpegRepresentation(*image, jpegCompressionQuality(configuration_->common().imageQualityType));
-  report(std::move(data));
+  report(capture, std::move(data));
   if (!image) return;
-  auto batch = batchContext();
+  const auto& batch = capture.screen.batch;
   Logger::log("Create image of screen in HiFi screenID: " + (batch ? batch->viewContext.screenID : std::string()),
               LogLevel::developer);
 }
 
-void ScreenRecordingHIFIMode::report(std::optional<std::vector<std::uint8_t>> data) {
+void ScreenRecordingHIFIMode::report(const Capture& capture, std::optional<std::vector<std::uint8_t>> data) {
   imageTaken();
   if (!data) {
-    auto batch = batchContext();
+    const auto& batch = capture.screen.batch;
     Logger::log("screenshot " + (batch ? batch->viewContext.name : std::string("nil")) + " failed with nil value",
                 LogLevel::qa);
     return;
   }
-  publish(std::move(data));
+  publish(capture, std::move(data));
 }
 
 std::shared_ptr<const platform::Bitmap> ScreenRecordingHIFIMode::captureForBenchmark(
@@ -215,11 +227,14 @@ std::shared_ptr<const platform::Bitmap> ScreenRecordingHIFIMode::captureForBench
   maskedRects().clear();
   maskedViews().clear();
   needChangeScreenRecorderType_ = false;
-  scan(window, false);
-  mergePass();
+  RecordedScreen current = screen();
+  scan(window, false, current);
+  mergePass(current.masks);
   if (needChangeScreenRecorderType_) return nullptr;
   bool moved = false;
-  return drawWindow(*window, width, height, moved);
+  auto image = drawWindow(*window, width, height, moved);
+  emptyPassLists();
+  return image;
 }
 
 }  // namespace obx

@@ -4,7 +4,8 @@
 // paints a rounded block over each masked view and each rectangle the application asked to block,
 // then codes the JPEG on its own queue.
 //
-// The window is drawn on the main thread, where views may be read. The masked views' on-screen
+// Maps and video players are blocked whatever categories are set. The masked views are held only
+// for the pass that found them. The window is drawn on the main thread, where views may be read. The masked views' on-screen
 // rectangles are taken before and after the draw; a view that moved meanwhile (an animation in
 // flight) makes the frame untrustworthy, so it is dropped and the next tick tries again.
 //
@@ -28,7 +29,8 @@ class ScreenRecordingHIFIMode : public ScreenRecordingMode,
 
   void recordScreen(double width, double height, Completion completion) override;
 
-  // The rectangles of `views` in window coordinates as the screen shows them now; a view without a
+  // The rectangles of `views` in window coordinates as the screen shows them now, from the
+  // presentation frames of each view and its ancestors, as the window is drawn; a view without a
   // superview gives none.
   static std::vector<platform::Rect> maskRectangles(const std::vector<std::shared_ptr<platform::View>>& views);
 
@@ -39,16 +41,16 @@ class ScreenRecordingHIFIMode : public ScreenRecordingMode,
 
  private:
   ScreenRecordingHIFIMode(std::shared_ptr<SVRConfiguration> configuration, std::shared_ptr<platform::Scheduler> scheduler);
-  void mainQueuePass(double width, double height, const Completion& completion);
-  void scan(const std::shared_ptr<platform::View>& view, bool parentMasked);
-  bool marks(const platform::View& view, bool parentMasked) const;
-  void markForChange();
+  void mainQueuePass(const Capture& capture, double width, double height, const Completion& completion);
+  void scan(const std::shared_ptr<platform::View>& view, bool parentMasked, const RecordedScreen& screen);
+  bool marks(const platform::View& view, bool parentMasked, const std::vector<MaskAutomatic>& masks) const;
+  void markForChange(SessionReplayMode mode);
   // The window with its blocks, or null when there was no context or, with `moved` set, when a
   // masked view moved while the window was drawn.
   std::shared_ptr<const platform::Bitmap> drawWindow(const platform::Window& window, double width, double height,
                                                      bool& moved);
-  void encodeAndReport(std::shared_ptr<const platform::Bitmap> image);
-  void report(std::optional<std::vector<std::uint8_t>> data);
+  void encodeAndReport(const Capture& capture, std::shared_ptr<const platform::Bitmap> image);
+  void report(const Capture& capture, std::optional<std::vector<std::uint8_t>> data);
 };
 
 }  // namespace obx

@@ -20,13 +20,13 @@ constexpr double kBlockCornerRadius = 5.0;
 constexpr double kTextBlockCornerRatio = 0.1;
 const platform::Color kWhite{1, 1, 1, 1};
 
-platform::Color toPlatform(const Color& color) { return {color.red, color.green, color.blue, color.alpha}; }
 }  // namespace
 
 struct ScreenRecordingLOFIMode::Walk {
   MaskRule rule;
   platform::Color maskingColor;
   bool force;
+  std::vector<platform::Rect>& opaqueBlocks;
 };
 
 std::shared_ptr<ScreenRecordingLOFIMode> ScreenRecordingLOFIMode::make(std::shared_ptr<SVRConfiguration> configuration,
@@ -42,54 +42,52 @@ ScreenRecordingLOFIMode::ScreenRecordingLOFIMode(std::shared_ptr<SVRConfiguratio
       imageCache_(imageCache ? imageCache : &BitmapCache::shared()) {}
 
 void ScreenRecordingLOFIMode::recordScreen(double width, double height, Completion completion) {
-  if (!enabledSessionRecording_) return;
-  if (!needNewImage_) {
-    Common common = configuration_->common();
-    if (!(secondsSinceLastImage() > 1.0 / framesPerSecond(common.videoQualityType))) return;
-    if (imagesTaken() >= common.imageTakenWhenScreenStart) return;
-  }
-  needNewImage_ = false;
+  auto capture = beginCapture(false);
+  if (!capture) return;
   std::weak_ptr<ScreenRecordingLOFIMode> weak = weak_from_this();
-  scheduler_->mainQueue()->async([weak, width, height, completion = std::move(completion)] {
-    if (auto self = weak.lock()) self->mainQueuePass(width, height, completion);
+  scheduler_->mainQueue()->async([weak, capture = std::move(*capture), width, height, completion = std::move(completion)] {
+    if (auto self = weak.lock()) self->mainQueuePass(capture, width, height, completion);
   });
 }
 
-void ScreenRecordingLOFIMode::mainQueuePass(double width, double height, const Completion& completion) {
+void ScreenRecordingLOFIMode::mainQueuePass(const Capture& capture, double width, double height,
+                                            const Completion& completion) {
   auto window = platform::Application::shared()->keyWindow();
-  if (!window) return;
+  if (!window || !mayCapture(capture)) return;
   // The lists of the last image are emptied here, on the thread that fills them.
   emptyPassLists();
   maskedRects().clear();
   maskedViews().clear();
-  mergePass();
+  mergePass(capture.screen.masks);
   // The probe of a context: a bitmap of this size and scale can be had. Allocating one here would
   // cost the main thread a full-screen clear for nothing.
-  if (!platform::BitmapContext::canMake({width, height}, mainScreenDrawingScale())) return;
-  Wireframe wireframe = buildWireframe(*window);
+  if (!platform::BitmapContext::canMake(captureCanvasSize({width, height}), mainScreenDrawingScale())) return;
+  Wireframe wireframe = buildWireframe(*window, capture.screen);
   needChangeScreenRecorderType_ = false;
   if (completion) completion(false, true);
   std::string hash = wireframe.node.hash();
+  std::vector<platform::Rect> rects = wireframe.opaqueBlocks;
+  rects.insert(rects.end(), dataMasked().begin(), dataMasked().end());
   std::weak_ptr<ScreenRecordingLOFIMode> weak = weak_from_this();
-  obxQueue_->async([weak, hash = std::move(hash), root = std::move(wireframe.root), rects = dataMasked(), width, height] {
-    if (auto self = weak.lock()) self->draw(hash, root, rects, width, height);
+  obxQueue_->async([weak, capture, hash = std::move(hash), root = std::move(wireframe.root), rects = std::move(rects),
+                    width, height] {
+    if (auto self = weak.lock()) self->draw(capture, hash, root, rects, width, height);
   });
 }
 
-Wireframe ScreenRecordingLOFIMode::buildWireframe(const View& window) {
-  Common common = configuration_->common();
-  Walk walk{MaskRule(configurationMask(), forceMaskForCurrentScreen()), toPlatform(common.maskingColor),
-            forceMaskForCurrentScreen()};
+Wireframe ScreenRecordingLOFIMode::buildWireframe(const View& window, const RecordedScreen& screen) {
   Wireframe wireframe;
+  Walk walk{MaskRule(screen.masks, screen.forceMask), maskingColor(), screen.forceMask, wireframe.opaqueBlocks};
   wireframe.root = std::make_shared<Layer>();
   wireframe.root->setFrame(window.frame());
   wireframe.root->setBackgroundColor(window.layer()->backgroundColor());
   wireframe.node = Node(window.debugDescription());
-  walkLevel(window, *wireframe.root, MaskView::automatic, wireframe.node, walk);
+  walkLevel(window, *wireframe.root, MaskView::automatic, wireframe.node, walk, window.alpha(), false);
   return wireframe;
 }
 
-void ScreenRecordingLOFIMode::walkLevel(const View& view, Layer& parentLayer, MaskView state, Node& node, Walk& walk) {
+void ScreenRecordingLOFIMode::walkLevel(const View& view, Layer& parentLayer, MaskView state, Node& node, Walk& walk,
+                                        double opacity, bool inRenderedContent) {
   // The last layer made at this level; a player's subviews attach to it, or to a detached layer
   // when the player comes first.
   auto current = std::make_shared<Layer>();
@@ -97,6 +95,12 @@ void ScreenRecordingLOFIMode::walkLevel(const View& view, Layer& parentLayer, Ma
     MaskDecision decision = walk.rule.decide(*subview, state);
     if (decision.outcome == MaskOutcome::skip) continue;
     if (decision.setMaskOnView) setObxMasking(*subview, MaskView::mask);
+    const double shown = opacity * subview->alpha();
+    const bool block = decision.outcome == MaskOutcome::inputBlock ||
+                       (decision.outcome == MaskOutcome::content && !decision.showContent);
+    if (block && (shown < 1.0 || inRenderedContent)) {
+      walk.opaqueBlocks.push_back(view.convertRectToView(subview->frame(), nullptr));
+    }
     Layer* parentOfChildren = current.get();
     if (decision.outcome != MaskOutcome::player) {
       current = layerFor(*subview, decision, walk);
@@ -104,8 +108,14 @@ void ScreenRecordingLOFIMode::walkLevel(const View& view, Layer& parentLayer, Ma
       parentOfChildren = current.get();
     }
     if (!decision.descend) continue;
+    // An image view and a web view show a render of their whole subtree: what lies below them is
+    // in their pixels already.
+    const bool rendersSubtree = decision.outcome == MaskOutcome::content && decision.showContent &&
+                                ((decision.kind == ContentKind::image &&
+                                  subview->isKindOfClass(platform::ImageView::runtimeClass())) ||
+                                 MaskRule::isWeb(*subview));
     Node child(subview->debugDescription());
-    walkLevel(*subview, *parentOfChildren, decision.state, child, walk);
+    walkLevel(*subview, *parentOfChildren, decision.state, child, walk, shown, inRenderedContent || rendersSubtree);
     node.subNodes().push_back(std::move(child));
   }
 }
@@ -116,6 +126,7 @@ std::shared_ptr<Layer> ScreenRecordingLOFIMode::layerFor(const View& view, const
     case MaskOutcome::inputBlock:
       layer = std::make_shared<Layer>();
       layerCopy(view, *layer);
+      layer->setOpacity(1.0);
       layer->setBackgroundColor(walk.maskingColor);
       return layer;
     case MaskOutcome::visualEffect: {
@@ -143,6 +154,7 @@ std::shared_ptr<Layer> ScreenRecordingLOFIMode::layerFor(const View& view, const
   layer = std::make_shared<Layer>();
   layerCopy(view, *layer);
   if (!decision.showContent) {
+    layer->setOpacity(1.0);
     layer->setBackgroundColor(walk.maskingColor);
     layer->attributes().borderColor = kWhite;
     layer->attributes().borderWidth = 1.0;
@@ -184,16 +196,18 @@ std::shared_ptr<const platform::Bitmap> ScreenRecordingLOFIMode::renderOfView(co
 std::shared_ptr<const platform::Bitmap> ScreenRecordingLOFIMode::render(const Layer& root,
                                                                         const std::vector<platform::Rect>& dataMasked,
                                                                         double width, double height) const {
-  platform::beginImageContextWithOptions({width, height}, true, mainScreenDrawingScale());
+  // The whole screen, in its own points, at the drawing scale: a large screen is drawn whole at half
+  // scale, into an image of the halved size.
+  platform::beginImageContextWithOptions(captureCanvasSize({width, height}), true, mainScreenDrawingScale());
   auto* context = platform::currentContext();
   if (context == nullptr) return nullptr;
   root.renderInContext(*context);
-  Common common = configuration_->common();
+  const platform::Color fill = maskingColor();
   for (const auto& rect : dataMasked) {
     context->addPath(platform::BezierPath::roundedRect(rect, kBlockCornerRadius));
     context->setLineWidth(1.0);
     context->setStrokeColor(kWhite);
-    context->setFillColor(toPlatform(common.maskingColor));
+    context->setFillColor(fill);
     context->drawPath(platform::PathDrawingMode::fillStroke);
   }
   auto image = platform::imageFromCurrentImageContext();
@@ -202,8 +216,10 @@ std::shared_ptr<const platform::Bitmap> ScreenRecordingLOFIMode::render(const La
   return image;
 }
 
-void ScreenRecordingLOFIMode::draw(const std::string& hash, const std::shared_ptr<Layer>& root,
+void ScreenRecordingLOFIMode::draw(const Capture& capture, const std::string& hash, const std::shared_ptr<Layer>& root,
                                    const std::vector<platform::Rect>& dataMasked, double width, double height) {
+  // A screen started since the walk: this wireframe is of no screen the recorder serves.
+  if (!isCurrent(capture)) return;
   Common common = configuration_->common();
   // A wireframe equal to the screen's last image is dropped, opening ones too but for the screen's
   // first; a dropped opening one still counts, so that a still screen stops the clock's requests.
@@ -216,7 +232,7 @@ void ScreenRecordingLOFIMode::draw(const std::string& hash, const std::shared_pt
   if (auto image = render(*root, dataMasked, width, height)) {
     data = platform::jpegRepresentation(*image, jpegCompressionQuality(common.imageQualityType));
   }
-  auto batch = batchContext();
+  const auto& batch = capture.screen.batch;
   Logger::log("Create image of screen in LoFi screenID: " + (batch ? batch->viewContext.screenID : std::string()),
               LogLevel::developer);
   imageTaken();
@@ -225,7 +241,7 @@ void ScreenRecordingLOFIMode::draw(const std::string& hash, const std::shared_pt
                 LogLevel::qa);
     return;
   }
-  publish(std::move(data));
+  publish(capture, std::move(data));
   // Taken apart depth first, so that no layer of the wireframe outlives the image.
   std::function<void(Layer&)> takeApart = [&](Layer& layer) {
     auto sublayers = layer.sublayers();

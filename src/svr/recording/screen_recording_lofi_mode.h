@@ -26,6 +26,10 @@ using BitmapCache = ImageCache<platform::Bitmap>;
 struct Wireframe {
   std::shared_ptr<platform::Layer> root;
   Node node{""};
+  // Window rectangles of blocks that their own layer can't make opaque: a translucent view or
+  // ancestor, or a view inside an image or web view whose rendered content shows its pixels. They
+  // are painted again over the finished wireframe.
+  std::vector<platform::Rect> opaqueBlocks;
 };
 
 class ScreenRecordingLOFIMode : public ScreenRecordingMode,
@@ -40,8 +44,10 @@ class ScreenRecordingLOFIMode : public ScreenRecordingMode,
 
   // The wireframe of `window` under the present masks, made on the main thread. Public for the
   // benchmarks and tests that look at one pass.
-  Wireframe buildWireframe(const platform::View& window);
-  // Renders a wireframe with the rectangles to block; null without a context.
+  Wireframe buildWireframe(const platform::View& window) { return buildWireframe(window, screen()); }
+  Wireframe buildWireframe(const platform::View& window, const RecordedScreen& screen);
+  // Renders a wireframe with the rectangles to block, the whole screen fitted to the image of
+  // `width` by `height` points; null without a context.
   std::shared_ptr<const platform::Bitmap> render(const platform::Layer& root, const std::vector<platform::Rect>& dataMasked,
                                                  double width, double height) const;
   // The hash of the last image drawn; read on the record queue.
@@ -51,10 +57,13 @@ class ScreenRecordingLOFIMode : public ScreenRecordingMode,
   ScreenRecordingLOFIMode(std::shared_ptr<SVRConfiguration> configuration, std::shared_ptr<platform::Scheduler> scheduler,
                           BitmapCache* imageCache);
   struct Walk;
-  void mainQueuePass(double width, double height, const Completion& completion);
-  void draw(const std::string& hash, const std::shared_ptr<platform::Layer>& root,
+  void mainQueuePass(const Capture& capture, double width, double height, const Completion& completion);
+  void draw(const Capture& capture, const std::string& hash, const std::shared_ptr<platform::Layer>& root,
             const std::vector<platform::Rect>& dataMasked, double width, double height);
-  void walkLevel(const platform::View& view, platform::Layer& parentLayer, MaskView state, Node& node, Walk& walk);
+  // `opacity` is the product of the alphas above `view`; `inRenderedContent` tells that an
+  // ancestor's content is a render of its subtree.
+  void walkLevel(const platform::View& view, platform::Layer& parentLayer, MaskView state, Node& node, Walk& walk,
+                 double opacity, bool inRenderedContent);
   std::shared_ptr<platform::Layer> layerFor(const platform::View& view, const MaskDecision& decision, Walk& walk);
   std::shared_ptr<const platform::Bitmap> renderOfView(const platform::View& view, bool withCache);
 

@@ -1,5 +1,8 @@
 #include "svr/recording/screen_recording_mode.h"
 
+#include "platform/ui/application.h"
+#include "svr/recording/replay_rates.h"
+
 namespace obx {
 
 ScreenRecordingMode::ScreenRecordingMode(std::shared_ptr<SVRConfiguration> configuration,
@@ -21,9 +24,10 @@ std::vector<platform::Rect> ScreenRecordingMode::userMaskedRects() const {
   return rects;
 }
 
-bool ScreenRecordingMode::mergePass() {
+bool ScreenRecordingMode::mergePass(const std::vector<MaskAutomatic>& masks) {
   auto userRects = userMaskedRects_.get();
-  if (configurationMask_.get().empty() && userMaskedViews_.empty() && userRects.empty()) {
+  // Maps and players are found whatever the categories: they are never let go here.
+  if (masks.empty() && userMaskedViews_.empty() && userRects.empty() && maskedViews_.empty()) {
     maskedViews_.clear();
     maskedRects_.clear();
     return true;
@@ -46,9 +50,44 @@ void ScreenRecordingMode::imageTaken() {
   ++imagesTaken_;
 }
 
-void ScreenRecordingMode::publish(std::optional<std::vector<std::uint8_t>> data) {
+std::optional<Capture> ScreenRecordingMode::beginCapture(bool oneMore) {
+  if (!enabledSessionRecording_) return std::nullopt;
+  if (!needNewImage_) {
+    Common common = configuration_->common();
+    if (!(secondsSinceLastImage() > 1.0 / framesPerSecond(common.videoQualityType))) return std::nullopt;
+    // Images still being drawn count: a slow drawing must not let the clock ask for one more.
+    std::int64_t counted = imagesTaken_ + inFlight_->load();
+    if (oneMore ? counted > common.imageTakenWhenScreenStart : counted >= common.imageTakenWhenScreenStart) {
+      return std::nullopt;
+    }
+  }
+  needNewImage_ = false;
+  inFlight_->fetch_add(1);
+  std::shared_ptr<std::atomic<int>> counter = inFlight_;
+  return Capture{screen_.get(), std::shared_ptr<void>(nullptr, [counter](void*) { counter->fetch_sub(1); })};
+}
+
+bool ScreenRecordingMode::isCurrent(const Capture& capture) const {
+  auto current = screen_.get().batch;
+  return capture.screen.batch && current &&
+         current->viewContext.screenID == capture.screen.batch->viewContext.screenID;
+}
+
+bool ScreenRecordingMode::mayCapture(const Capture& capture) const {
+  if (!isCurrent(capture)) return false;
+  if (platform::Application::shared()->applicationState() == platform::ApplicationState::background) return false;
+  auto onDisplay = screenOnDisplay_.get();
+  return !onDisplay || onDisplay(capture.screen.batch->viewContext.screenID);
+}
+
+platform::Color ScreenRecordingMode::maskingColor() const {
+  Color color = configuration_->common().maskingColor;
+  return platform::Color{color.red, color.green, color.blue, 1.0};
+}
+
+void ScreenRecordingMode::publish(const Capture& capture, std::optional<std::vector<std::uint8_t>> data) {
   if (!data) return;
-  auto batch = batchContext_.get();
+  const auto& batch = capture.screen.batch;
   if (!batch) return;
   ImageToParse image{std::move(*data), batch->viewContext.size, *batch, index_.load(), false};
   currentImage_.set(image);

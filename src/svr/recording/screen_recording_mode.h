@@ -6,12 +6,18 @@
 // Threads: the setters run on the replay queues, the pass on the main thread, the drawing on the
 // record queue. Flags and counters are atomics that may be read one tick late; the lists of a pass
 // are handed to the drawing by value.
+//
+// A capture carries the screen it was asked for (its batch, masks and mode, taken together when the
+// due test passes), so a screen that starts meanwhile never lends it its masks or its batch. A
+// capture whose screen is no longer the recorder's, or no longer on display, is dropped.
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>  // read_write_lock.h uses std::unique_lock without including it
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -28,29 +34,60 @@ namespace obx {
 
 inline constexpr const char* kSVRRecordQueueLabel = "obx.ombrix.feature.SVR.record";
 
+// What the recorder is set for: one screen's batch, masks and mode, replaced as a whole.
+struct RecordedScreen {
+  std::optional<BatchContext> batch;
+  std::vector<MaskAutomatic> masks;
+  bool forceMask = false;
+  SessionReplayMode mode = SessionReplayMode::automatic;
+};
+
+// One capture on its way from the due test to the publication. Until it is destroyed it counts as
+// an image in flight for the due test.
+struct Capture {
+  RecordedScreen screen;
+  std::shared_ptr<void> inFlight;
+};
+
+// Main thread: whether the screen of this ID is the one on display now.
+using ScreenOnDisplay = std::function<bool(const std::string& screenID)>;
+
 class ScreenRecordingMode : public ScreenRecording {
  public:
   ScreenRecordingMode(std::shared_ptr<SVRConfiguration> configuration, std::shared_ptr<platform::Scheduler> scheduler);
   ~ScreenRecordingMode() override = default;
 
   void incrementIndex() override { ++index_; }
-  void setConfigurationMask(std::vector<MaskAutomatic> masks) override { configurationMask_.set(std::move(masks)); }
-  void setCurrentSessionReplayMode(SessionReplayMode mode) override { currentSessionReplayMode_ = mode; }
+  void setConfigurationMask(std::vector<MaskAutomatic> masks) override {
+    screen_.mutate([&](RecordedScreen& screen) { screen.masks = std::move(masks); });
+  }
+  void setCurrentSessionReplayMode(SessionReplayMode mode) override {
+    screen_.mutate([&](RecordedScreen& screen) { screen.mode = mode; });
+  }
   void setNeedNewImage(bool value) override { needNewImage_ = value; }
   std::int64_t index() const override { return index_; }
-  void setBatchContext(std::optional<BatchContext> batch) override { batchContext_.set(std::move(batch)); }
+  void setBatchContext(std::optional<BatchContext> batch) override {
+    screen_.mutate([&](RecordedScreen& screen) { screen.batch = std::move(batch); });
+  }
   void setIndex(std::int64_t index) override { index_ = index; }
   void setImagesTaken(std::int64_t count) override { imagesTaken_ = count; }
-  void setForceMaskForCurrentScreen(bool value) override { forceMaskForCurrentScreen_ = value; }
+  void setForceMaskForCurrentScreen(bool value) override {
+    screen_.mutate([&](RecordedScreen& screen) { screen.forceMask = value; });
+  }
+  // Sets the batch, masks and mode of a screen at once, so that no capture sees half of them.
+  void setScreen(RecordedScreen screen) { screen_.set(std::move(screen)); }
+  RecordedScreen screen() const { return screen_.get(); }
+  // Main thread; the shown screen is not checked when none is set.
+  void setScreenOnDisplay(ScreenOnDisplay onDisplay) { screenOnDisplay_.set(std::move(onDisplay)); }
 
-  std::vector<MaskAutomatic> configurationMask() const { return configurationMask_.get(); }
-  SessionReplayMode currentSessionReplayMode() const { return currentSessionReplayMode_; }
+  std::vector<MaskAutomatic> configurationMask() const { return screen_.get().masks; }
+  SessionReplayMode currentSessionReplayMode() const { return screen_.get().mode; }
   bool needNewImage() const { return needNewImage_; }
-  bool forceMaskForCurrentScreen() const { return forceMaskForCurrentScreen_; }
+  bool forceMaskForCurrentScreen() const { return screen_.get().forceMask; }
   std::int64_t imagesTaken() const { return imagesTaken_; }
   bool enabledSessionRecording() const { return enabledSessionRecording_; }
   void setEnabledSessionRecording(bool value) { enabledSessionRecording_ = value; }
-  std::optional<BatchContext> batchContext() const { return batchContext_.get(); }
+  std::optional<BatchContext> batchContext() const { return screen_.get().batch; }
   std::optional<ImageToParse> currentImage() const { return currentImage_.get(); }
   // Rectangles the application asked to block on this screen; they hold for every image of it.
   void setUserMaskedRects(std::vector<platform::Rect> rects);
@@ -59,19 +96,32 @@ class ScreenRecordingMode : public ScreenRecording {
   void setImagePublisher(std::weak_ptr<SVRImagePublisher> publisher) { imagePublisher_.set(std::move(publisher)); }
   const std::shared_ptr<platform::DispatchQueue>& obxQueue() const { return obxQueue_; }
 
-  // The merge of a pass: the views and rectangles found move to `viewsMasked` and `dataMasked`.
-  // False when there is nothing to mask although masks were asked for. Main thread.
-  bool mergePass();
+  // The merge of a pass under the masks of its screen: the views and rectangles found move to
+  // `viewsMasked` and `dataMasked`. False when there is nothing to mask although masks were asked
+  // for. Main thread.
+  bool mergePass(const std::vector<MaskAutomatic>& masks);
   const std::vector<platform::Rect>& dataMasked() const { return dataMasked_; }
   const std::vector<std::shared_ptr<platform::View>>& viewsMasked() const { return viewsMasked_; }
 
  protected:
-  // Builds and publishes the image with the recorder's index; absent data publishes nothing.
-  void publish(std::optional<std::vector<std::uint8_t>> data);
+  // The due test of both recorders: a seen change, or the clock while fewer images than the
+  // opening quota are taken or in flight (`oneMore`: up to the quota itself). Gives the capture,
+  // which carries the screen as it stands now. Caller's thread.
+  std::optional<Capture> beginCapture(bool oneMore);
+  // Main thread, before reading views: the capture's screen is still the recorder's and on
+  // display, and the application is in the foreground.
+  bool mayCapture(const Capture& capture) const;
+  // Whether the capture's screen is still the one the recorder is set for.
+  bool isCurrent(const Capture& capture) const;
+  // Builds and publishes the image of the capture's screen with the recorder's index; absent
+  // data publishes nothing.
+  void publish(const Capture& capture, std::optional<std::vector<std::uint8_t>> data);
   // For the recorders' due tests.
   double secondsSinceLastImage() const;
   // Sets the date of the last image to now and counts it, failed or not.
   void imageTaken();
+  // The masking colour, always opaque: a block must hide what lies under it.
+  platform::Color maskingColor() const;
   platform::Date now() const { return scheduler_->clock().now(); }
   void emptyPassLists() {
     dataMasked_.clear();
@@ -89,8 +139,9 @@ class ScreenRecordingMode : public ScreenRecording {
   std::atomic<bool> needChangeScreenRecorderType_{false};
 
  private:
-  ReadWriteLock<std::vector<MaskAutomatic>> configurationMask_;
-  std::atomic<SessionReplayMode> currentSessionReplayMode_{SessionReplayMode::automatic};
+  ReadWriteLock<RecordedScreen> screen_;
+  ReadWriteLock<ScreenOnDisplay> screenOnDisplay_;
+  std::shared_ptr<std::atomic<int>> inFlight_ = std::make_shared<std::atomic<int>>(0);
   std::vector<platform::Rect> dataMasked_;
   std::vector<std::shared_ptr<platform::View>> viewsMasked_;
   std::vector<std::shared_ptr<platform::View>> maskedViews_;
@@ -99,11 +150,9 @@ class ScreenRecordingMode : public ScreenRecording {
   ReadWriteLock<std::vector<std::pair<platform::Rect, bool>>> userMaskedRects_;
   std::atomic<platform::Date> lastImageTakenDate_;
   std::atomic<std::int64_t> imagesTaken_{0};
-  ReadWriteLock<std::optional<BatchContext>> batchContext_;
   std::atomic<std::int64_t> index_{0};
   ReadWriteLock<std::weak_ptr<SVRImagePublisher>> imagePublisher_;
   ReadWriteLock<std::optional<ImageToParse>> currentImage_;
-  std::atomic<bool> forceMaskForCurrentScreen_{false};
 };
 
 }  // namespace obx
