@@ -37,12 +37,14 @@ BridgeCore::BridgeCore(Token, BridgeDependencies dependencies, std::shared_ptr<D
 
 void BridgeCore::start() {
   if (configuration_) {
-    configurationChanged(configuration_->common());
     std::weak_ptr<BridgeCore> weak = weak_from_this();
     configurationUpdate_ = ObserverValue<Common>::make(observerQueue_, [weak](const Common& common, const Common&) {
       if (auto self = weak.lock()) self->configurationChanged(common);
     });
+    // Observed before the current value is read: a change in between is delivered after it, on the
+    // same serial queue, so none is missed and none is applied out of order.
     configuration_->addObserver(configurationUpdate_);
+    configurationUpdate_->deliver(configuration_->common(), Common());
   }
   if (auto sessions = dependencies_.sessions) {
     sessions->add(newSessionCreated());
@@ -104,36 +106,33 @@ void BridgeCore::sessionChanged(const std::optional<SessionContext>& session,
 // MARK: - Subscription and emits
 
 void BridgeCore::subscribe() {
-  if (subscription_.get()) {
-    Logger::log("BridgeService in already subscribed", LogLevel::developer);
-    return;
-  }
-  Logger::log("BridgeService subscribe", LogLevel::developer);
   std::weak_ptr<BridgeCore> weak = weak_from_this();
+  // The state is read where it changes, in the barrier: two callers can't both subscribe, and an
+  // unsubscribe posted after a subscribe finds its subscription.
   bridgeQueue_->asyncBarrier([weak] {
     auto self = weak.lock();
     if (!self) return;
-    // A second subscribe() may have been posted before the first one ran.
     if (self->subscription_.get()) {
       Logger::log("BridgeService in already subscribed", LogLevel::developer);
       return;
     }
-    auto subscription = self->eventBus_->subscribe(self);
-    self->subscription_.set(std::move(subscription));
+    Logger::log("BridgeService subscribe", LogLevel::developer);
+    self->subscription_.set(self->eventBus_->subscribe(self));
   });
 }
 
 void BridgeCore::unsubscribe() {
-  if (!subscription_.get()) {
-    Logger::log("BridgeService - subscription is nil", LogLevel::developer);
-    return;
-  }
-  Logger::log("BridgeService unsubscribe", LogLevel::developer);
   std::weak_ptr<BridgeCore> weak = weak_from_this();
   bridgeQueue_->asyncBarrier([weak] {
     auto self = weak.lock();
     if (!self) return;
-    if (auto subscription = self->takeSubscription()) subscription->unsubscribe();
+    auto subscription = self->takeSubscription();
+    if (!subscription) {
+      Logger::log("BridgeService - subscription is nil", LogLevel::developer);
+      return;
+    }
+    Logger::log("BridgeService unsubscribe", LogLevel::developer);
+    subscription->unsubscribe();
   });
 }
 

@@ -30,8 +30,9 @@ class BridgeCore final : public platform::TandemSubscriber, public std::enable_s
  public:
   static constexpr const char* kQueueLabel = "obx.ombrix.feature.Bridge";
 
-  // Builds the core, takes allowBridgeCommunication from the current Common (subscribing when it is
-  // true), observes the sessions and the configuration, and announces the current session, if any.
+  // Builds the core, observes the configuration and then takes allowBridgeCommunication from the
+  // current Common (subscribing when it is true, on the observer queue), observes the sessions and
+  // announces the current session, if any.
   static std::shared_ptr<BridgeCore> make(BridgeDependencies dependencies,
                                           std::shared_ptr<DataController> dataController,
                                           std::shared_ptr<OBXEventBus> eventBus,
@@ -41,7 +42,8 @@ class BridgeCore final : public platform::TandemSubscriber, public std::enable_s
   BridgeCore(const BridgeCore&) = delete;
   BridgeCore& operator=(const BridgeCore&) = delete;
 
-  // Both log and return at once; the change itself is a barrier block on the bridge queue.
+  // Both return at once; the check, its log line and the change are one barrier block on the bridge
+  // queue, so calls from several threads take effect in the order they were made.
   void subscribe();
   void unsubscribe();
   // Hands `event` to the bus, or logs that it was cancelled when there is no subscription by then.
@@ -82,7 +84,7 @@ class BridgeCore final : public platform::TandemSubscriber, public std::enable_s
   std::shared_ptr<platform::DispatchQueue> bridgeQueue_;
   std::shared_ptr<platform::DispatchQueue> observerQueue_;
   std::shared_ptr<OBXEventBus> eventBus_;
-  // Changed only in barrier blocks; read by subscribe() and unsubscribe() on the caller's thread.
+  // Read and changed in barrier blocks on the bridge queue; read by isSubscribed() from anywhere.
   ReadWriteLock<std::shared_ptr<platform::TandemSubscription>> subscription_;
   std::shared_ptr<ObserverValue<std::optional<SessionContext>>> newSessionCreated_;
   std::shared_ptr<ObserverValue<Common>> configurationUpdate_;

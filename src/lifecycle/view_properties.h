@@ -2,6 +2,9 @@
 // copy policy, flags with the retain policy. Main queue, like every use of the views.
 #pragma once
 
+#include <memory>
+#include <vector>
+
 #include "obx/view_properties.h"
 #include "platform/ui/view.h"
 #include "platform/ui/view_controller.h"
@@ -15,5 +18,12 @@ inline constexpr char kOBXDisableAnalyticsAndRecordingKey[] = "OBXDisableAnalyti
 inline constexpr char kOBXMaskingTagKey[] = "OBXMaskingTagKey";
 inline constexpr char kOBXStringTagKey[] = "OBXStringTagKey";
 inline constexpr char kOBXFormTagKey[] = "OBXFormTagKey";
+
+// Posted through the shared application's notification centre when a view is marked obxFormTrack:
+// the form capture only looks for fields while such a view lives.
+inline constexpr char kOBXFormTrackDidChangeNotification[] = "OBXFormTrackDidChangeNotification";
+
+// The views marked obxFormTrack that are still alive, in the order they were marked.
+std::vector<std::shared_ptr<platform::View>> obxFormTrackedViews();
 
 }  // namespace obx

@@ -291,14 +291,13 @@ void RUMCore::screenStart(const ViewContext& viewContext) {
 
 void RUMCore::writeScreenEndEvents() {
   writeEvent(EventType::samplingStatus, samplingHandle_->sampling(), batchContext_);
+  // The handles end with the screen on every platform, so that nothing they watch outlives it;
+  // Flutter writes neither list.
+  std::vector<Scroll> scrolls = scrollHandle_ ? scrollHandle_->takeScrolls() : std::vector<Scroll>();
+  std::vector<TrackedEvent> forms = formHandle_ ? formHandle_->takeFormEvents() : std::vector<TrackedEvent>();
   if (!isFlutter()) {
-    if (scrollHandle_) {
-      auto scrolls = scrollHandle_->takeScrolls();
-      if (!scrolls.empty()) writeEvent(EventType::scroll, scrolls, batchContext_);
-    }
-    if (formHandle_) {
-      for (const TrackedEvent& event : formHandle_->takeFormEvents()) writeEvent(event.eventType, event.data, batchContext_);
-    }
+    if (!scrolls.empty()) writeEvent(EventType::scroll, scrolls, batchContext_);
+    for (const TrackedEvent& event : forms) writeEvent(event.eventType, event.data, batchContext_);
   }
   writeEvent(EventType::applicationEnd, std::string(), batchContext_);
   if (auto weighted = samplingHandle_->weightedSampling()) {

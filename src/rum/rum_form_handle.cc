@@ -1,6 +1,9 @@
 #include "rum/rum_form_handle.h"
 
-#include "obx/view_properties.h"
+#include <algorithm>
+#include <utility>
+
+#include "lifecycle/view_properties.h"
 #include "platform/runtime/implementation.h"
 #include "platform/ui/application.h"
 #include "platform/ui/button.h"
@@ -42,6 +45,14 @@ Match classify(const platform::View& view, FieldType& type) {
   if (view.isKindOfClass(DatePicker::runtimeClass())) return type = FieldType::datepicker, Match::field;
   if (view.isKindOfClass(SegmentedControl::runtimeClass())) return type = FieldType::segment, Match::field;
   return Match::none;
+}
+
+// `view` is `root` or lies inside it.
+bool isWithin(std::shared_ptr<platform::View> view, const platform::View& root) {
+  for (; view; view = view->superview()) {
+    if (view.get() == &root) return true;
+  }
+  return false;
 }
 
 // The controller on top: the last presented one, then down through tab bars and navigation stacks.
@@ -110,31 +121,54 @@ void RUMFormHandle::registerNotifications() {
                            platform::kTextFieldTextDidEndEditingNotification}) {
     tokens_.push_back(notificationCenter_->addObserver(name, nullptr, textField, main));
   }
+  // A form marked while a screen runs without a scan starts one.
+  auto formMarked = [weak](const platform::Notification&) {
+    auto self = weak.lock();
+    if (self && self->screen_.get().viewContext && !self->displayLink_.get()) self->startScan();
+  };
+  tokens_.push_back(notificationCenter_->addObserver(kOBXFormTrackDidChangeNotification, nullptr, formMarked, main));
 }
 
 void RUMFormHandle::start(const ViewContext& viewContext) {
   screen_.set(Screen{viewContext, scheduler_->clock().now()});
   formFields_.set({});
-  formData_.set({});
+  fieldViews_.set({});
+  fieldViewsErrors_.set({});
+  formCompleteData_.set({});
   firstExecution_ = true;
+  if (obxFormTrackedViews().empty()) {
+    stopScan();
+  } else {
+    startScan();
+  }
+}
+
+void RUMFormHandle::startScan() {
   std::weak_ptr<RUMFormHandle> weak = sharedAs<RUMFormHandle>();
   auto link = platform::DisplayLink::make(scheduler_->mainQueue(), 1.0, [weak](platform::Date) {
     if (auto self = weak.lock()) self->scanElements();
   });
-  auto previous = displayLink_.mutate([&](std::shared_ptr<platform::DisplayLink>& current) {
-    auto old = std::move(current);
-    current = link;
-    return old;
-  });
+  auto previous = displayLink_.mutate([&](auto& current) { return std::exchange(current, link); });
   if (previous) previous->invalidate();
   link->start();
 }
 
+void RUMFormHandle::stopScan() {
+  if (auto link = displayLink_.mutate([](auto& current) { return std::exchange(current, nullptr); })) link->invalidate();
+}
+
 void RUMFormHandle::scanElements() {
+  const auto marked = obxFormTrackedViews();
+  if (marked.empty()) {
+    stopScan();
+    return;
+  }
   auto controller = topController();
   if (!controller) return;
   auto root = controller->view();
   if (!root) return;
+  // The walk is only worth it when a marked view is on this screen.
+  if (std::none_of(marked.begin(), marked.end(), [&](const auto& view) { return isWithin(view, *root); })) return;
 
   std::vector<std::shared_ptr<platform::View>> stack{root};
   bool formFound = false;
@@ -312,32 +346,23 @@ void RUMFormHandle::formResult(bool success, const std::optional<std::string>& s
 }
 
 std::vector<TrackedEvent> RUMFormHandle::finish() {
-  auto link = displayLink_.mutate([](std::shared_ptr<platform::DisplayLink>& current) { return std::move(current); });
-  if (!link) return formData_.get();
-  link->invalidate();
-
-  std::vector<FieldList> fields = formFields_.get();
-  if (!fields.empty()) {
-    std::vector<TrackedEvent> events;
-    if (auto viewContext = screen_.get().viewContext) {
-      const std::string& name = viewContext->name;
-      events.emplace_back(EventType::formMeta, FormMeta{name, "1", fields, 1, "form-for-" + name, "form-for-" + name, 0});
-    }
-    for (FormView& view : formCompleteData_.get()) events.emplace_back(EventType::formView, std::move(view));
-    for (auto& [selector, view] : fieldViews_.get()) events.emplace_back(EventType::fieldView, view);
-    for (FieldView& view : fieldViewsErrors_.get()) events.emplace_back(EventType::fieldView, std::move(view));
-    formData_.mutate([&](std::vector<TrackedEvent>& data) { data.insert(data.end(), events.begin(), events.end()); });
-    fieldViews_.set({});
-    formFields_.set({});
-    formCompleteData_.set({});
-    fieldViewsErrors_.set({});
+  stopScan();
+  // Each list is taken and emptied in one step, so a field recorded meanwhile is never wiped
+  // unread; nothing is recorded for this screen once it has ended.
+  Screen screen = screen_.mutate([](Screen& current) { return std::exchange(current, Screen{}); });
+  std::vector<FieldList> fields = formFields_.mutate([](auto& list) { return std::exchange(list, {}); });
+  auto completions = formCompleteData_.mutate([](auto& list) { return std::exchange(list, {}); });
+  auto views = fieldViews_.mutate([](auto& map) { return std::exchange(map, {}); });
+  auto errors = fieldViewsErrors_.mutate([](auto& list) { return std::exchange(list, {}); });
+  std::vector<TrackedEvent> events;
+  if (fields.empty()) return events;
+  if (screen.viewContext) {
+    const std::string& name = screen.viewContext->name;
+    events.emplace_back(EventType::formMeta, FormMeta{name, "1", fields, 1, "form-for-" + name, "form-for-" + name, 0});
   }
-  return formData_.get();
-}
-
-std::vector<TrackedEvent> RUMFormHandle::takeFormEvents() {
-  std::vector<TrackedEvent> events = finish();
-  formData_.set({});
+  for (FormView& view : completions) events.emplace_back(EventType::formView, std::move(view));
+  for (auto& [selector, view] : views) events.emplace_back(EventType::fieldView, std::move(view));
+  for (FieldView& view : errors) events.emplace_back(EventType::fieldView, std::move(view));
   return events;
 }
 

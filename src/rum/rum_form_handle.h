@@ -4,7 +4,11 @@
 // pickers and segmented controls through target-actions, text fields and text views through the
 // toolkit's editing notifications. Each interaction stores one `FieldView` per field, with its
 // times; the application's results add `FormView`s. At the end of the screen `finish` hands back
-// "formMeta", the "formView"s and the "fieldView"s, provided the form had controls.
+// "formMeta", the "formView"s and the "fieldView"s, provided the form had controls, and forgets
+// all of the screen's records: each screen's records are its own.
+//
+// The scan only runs while a marked view lives, and walks the views only while one is on the top
+// screen: a screen without a form costs no tick at all. A view marked later starts the scan.
 //
 // Threads: `start`, the scan and the control and notification handlers run on the main queue;
 // `finish` and `formResult` on the core's queue. The lists are behind read-write locks; the edit in
@@ -41,11 +45,12 @@ class RUMFormHandle final : public platform::Object, public RUMFormHandling {
                 std::shared_ptr<platform::NotificationCenter> notificationCenter);
   ~RUMFormHandle() override;
 
-  // A new screen, on the main queue: forgets the controls found and starts the scan.
+  // A new screen, on the main queue: forgets every record and starts the scan if a form may show.
   void start(const ViewContext& viewContext) override;
-  // The end of the screen, on the core's queue: stops the scan and returns the form events.
+  // The end of the screen, on the core's queue: stops the scan, and returns the form events and
+  // forgets them.
   std::vector<TrackedEvent> finish();
-  std::vector<TrackedEvent> takeFormEvents() override;
+  std::vector<TrackedEvent> takeFormEvents() override { return finish(); }
   void handle(const FormSuccess& result) override { formResult(result.success, result.selector, result.error); }
   // An application's submission (`success`) or failure, with the field at fault when known.
   void formResult(bool success, const std::optional<std::string>& selector, const std::optional<std::string>& error);
@@ -77,6 +82,9 @@ class RUMFormHandle final : public platform::Object, public RUMFormHandling {
   enum class Editing { begin, change, end };
 
   void registerNotifications();
+  // Starts the once-a-second scan in place of any running one. Main queue.
+  void startScan();
+  void stopScan();
   void addField(platform::View& view, FieldType type);
   void connect(platform::View& view, FieldType type);
   void textFieldDidChange(const platform::Notification& notification);
@@ -100,7 +108,6 @@ class RUMFormHandle final : public platform::Object, public RUMFormHandling {
   ReadWriteLock<std::map<std::string, FieldView>> fieldViews_;
   ReadWriteLock<std::vector<FieldView>> fieldViewsErrors_;
   ReadWriteLock<std::vector<FormView>> formCompleteData_;
-  ReadWriteLock<std::vector<TrackedEvent>> formData_;
 };
 
 }  // namespace obx

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <deque>
+#include <utility>
 
 #include "platform/ui/application.h"
 #include "platform/ui/window.h"
@@ -63,8 +64,11 @@ void RUMScrollHandle::start() {
   scrollsDictionary_.set({});
   scrollCollection_.set({});
   {
+    // A drag of the last screen never ends on this one.
     std::lock_guard lock(mutex_);
     scroll_.reset();
+    isDragging_ = false;
+    ++drag_;
   }
   auto window = platform::Application::shared()->keyWindow();
   if (!window) return;
@@ -113,17 +117,46 @@ void RUMScrollHandle::contentOffsetChanged(const std::weak_ptr<platform::ScrollV
   if (!dragging) {
     if (!viewDragging) return;
     std::optional<ScrollData> closed;
+    unsigned drag = 0;
     {
+      // The position is closed here once: while the finger drags, none is held.
       std::lock_guard lock(mutex_);
       isDragging_ = true;
-      closed = scroll_;
+      closed = std::exchange(scroll_, std::nullopt);
+      drag = ++drag_;
     }
     closePosition(closed);
+    scheduleDragCheck(drag);
     return;
   }
   if (viewDragging) return;
   ScrollData position = positionOf(view.get());
   std::lock_guard lock(mutex_);
+  scroll_ = position;
+  isDragging_ = false;
+}
+
+void RUMScrollHandle::scheduleDragCheck(unsigned drag) {
+  std::weak_ptr<RUMScrollHandle> weak = weak_from_this();
+  scheduler_->mainQueue()->asyncAfter(kDragEndCheck, [weak, drag] {
+    if (auto self = weak.lock()) self->checkDragEnded(drag);
+  });
+}
+
+void RUMScrollHandle::checkDragEnded(unsigned drag) {
+  std::shared_ptr<platform::ScrollView> view;
+  {
+    std::lock_guard lock(mutex_);
+    if (!isDragging_ || drag_ != drag) return;
+    view = currentScrollView_.lock();
+  }
+  if (view && view->isDragging()) {
+    scheduleDragCheck(drag);
+    return;
+  }
+  ScrollData position = positionOf(view.get());
+  std::lock_guard lock(mutex_);
+  if (!isDragging_ || drag_ != drag) return;
   scroll_ = position;
   isDragging_ = false;
 }
@@ -139,21 +172,24 @@ std::vector<Scroll> RUMScrollHandle::finish() {
   stop();
   std::optional<ScrollData> position;
   {
+    // Closed once, and no drag goes on: the crash path may end the screen again before the next
+    // one starts.
     std::lock_guard lock(mutex_);
-    position = scroll_;
+    position = std::exchange(scroll_, std::nullopt);
+    isDragging_ = false;
+    ++drag_;
   }
   closePosition(position);
-  auto entries = scrollsDictionary_.get();
+  auto entries = scrollsDictionary_.mutate([](auto& map) { return std::exchange(map, {}); });
   if (entries.empty()) return {};
-  scrollCollection_.mutate([&](std::vector<Scroll>& list) {
+  return scrollCollection_.mutate([&](std::vector<Scroll>& list) {
     for (const auto& [key, focusTime] : entries) {
       std::vector<std::string> pieces = split(key, ',');
       if (pieces.empty()) continue;
       list.push_back(Scroll{readInteger(pieces.back()), focusTime, readFloat(pieces.front())});
     }
+    return std::exchange(list, {});
   });
-  scrollsDictionary_.set({});
-  return scrollCollection_.get();
 }
 
 void RUMScrollHandle::stop() {

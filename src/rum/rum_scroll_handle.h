@@ -3,11 +3,14 @@
 // than 0.8 of the screen's width and more than 0.5 of its height) and the position it shows. A drag
 // closes the position, adding the milliseconds since it was taken to its entry; the first offset
 // change after the finger left takes the new position, so time spent dragging or gliding counts for
-// none. At the end of the screen the last position is closed and the entries become `Scroll`
-// records, one per position ("<offsetY>,<height>"), a return to a position adding to its entry.
+// none. A drag that ends without a later change (the finger stops, then lifts) is found by a check
+// of the view every kDragEndCheck seconds while a drag lasts. At the end of the screen the last
+// position is closed and the entries become `Scroll` records, one per position
+// ("<offsetY>,<height>"), a return to a position adding to its entry; the records are handed over
+// once, so a later end without a new screen (the crash path) hands over nothing again.
 //
-// Threads: `start` and the offset observer run on the main queue, `takeScrolls` on the core's queue.
-// The position state is behind a mutex, never held while reading a view.
+// Threads: `start`, the offset observer and the drag check run on the main queue, `takeScrolls` on
+// the core's queue. The position state is behind a mutex, never held while reading a view.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +32,8 @@ namespace obx {
 
 class RUMScrollHandle final : public RUMScrollHandling, public std::enable_shared_from_this<RUMScrollHandle> {
  public:
+  static constexpr double kDragEndCheck = 0.1;
+
   // `screenFrame` is the main screen's bounds now; dates come from `scheduler`'s clock.
   RUMScrollHandle(std::shared_ptr<RRUMUIScrollContentOffsetSwizzlerObserving> contentOffsetObserving,
                   std::shared_ptr<platform::Scheduler> scheduler);
@@ -48,6 +53,9 @@ class RUMScrollHandle final : public RUMScrollHandling, public std::enable_share
   std::shared_ptr<ScrollViewObserverValue> contentOffsetScrollObserving();
   void contentOffsetChanged(const std::weak_ptr<platform::ScrollView>& changed);
   void closePosition(const std::optional<ScrollData>& position);
+  // Takes the position the drag left, if the finger has lifted; else looks again later.
+  void checkDragEnded(unsigned drag);
+  void scheduleDragCheck(unsigned drag);
   ScrollData positionOf(const platform::ScrollView* view) const;
   double now() const;
 
@@ -56,9 +64,10 @@ class RUMScrollHandle final : public RUMScrollHandling, public std::enable_share
   const platform::Rect screenFrame_;
   ReadWriteLock<std::map<std::string, std::int64_t>> scrollsDictionary_;
   ReadWriteLock<std::vector<Scroll>> scrollCollection_;
-  mutable std::mutex mutex_;  // guards the three below
+  mutable std::mutex mutex_;  // guards the four below
   std::optional<ScrollData> scroll_;
   bool isDragging_ = false;
+  unsigned drag_ = 0;  // counts drags and screen starts: a check of an older one does nothing
   std::weak_ptr<platform::ScrollView> currentScrollView_;
   std::shared_ptr<ScrollViewObserverValue> observer_;
 };

@@ -1,6 +1,7 @@
 #include "rum/rum_touches_handle.h"
 
 #include <any>
+#include <atomic>
 
 #include "base/logger.h"
 #include "platform/ui/application.h"
@@ -10,8 +11,10 @@
 namespace obx {
 namespace {
 
-// The key of the OBXScrollViewID kept on each scroll view.
+// The key of the OBXScrollViewID kept on each scroll view, and the next free identifier: both live
+// as long as the process, as the views' identifiers do.
 const char kScrollIdentifierKey = 0;
+std::atomic<std::int64_t> gScrollID{0};
 
 bool isScrollView(const platform::View& view) { return view.isKindOfClass(platform::ScrollView::runtimeClass()); }
 
@@ -52,6 +55,8 @@ void RUMTouchesHandle::start() {
 std::optional<OBXScrollViewID> RUMTouchesHandle::scrollViewID(const platform::View& view) {
   return view.associatedValue<OBXScrollViewID>(&kScrollIdentifierKey);
 }
+
+std::int64_t RUMTouchesHandle::nextScrollID() { return gScrollID.load(); }
 
 void RUMTouchesHandle::State::eventSent(platform::Object& application, const platform::Event& event) {
   const auto& allTouches = event.allTouches();
@@ -121,7 +126,7 @@ std::optional<ScrollOffset> RUMTouchesHandle::State::scrollOffset(const platform
     const platform::Point offset = static_cast<const platform::ScrollView&>(*view).contentOffset();
     result = ScrollOffset{static_cast<std::int64_t>(offset.x), static_cast<std::int64_t>(offset.y), identifier.sID,
                           identifier.pID};
-    lastSeen = identifier.sID.value_or(scrollID);
+    lastSeen = identifier.sID.value_or(gScrollID.load());
     ++scrollViews;
   }
   return result;
@@ -157,8 +162,7 @@ OBXScrollViewID RUMTouchesHandle::State::identify(platform::View& view) {
 }
 
 std::int64_t RUMTouchesHandle::State::assignScrollID(platform::View& view, OBXScrollViewID& identifier) {
-  identifier = OBXScrollViewID{scrollID, std::nullopt};
-  ++scrollID;
+  identifier = OBXScrollViewID{gScrollID.fetch_add(1), std::nullopt};
   storeScrollViewID(view, identifier);
   return *identifier.sID;
 }

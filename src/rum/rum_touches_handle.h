@@ -2,8 +2,10 @@
 // "sendEvent:", turns the touches of each event into `Touch` records and publishes them as one list
 // of wrappers per event (empty when none of them is reported). Moves are thinned to one per more
 // than 200 milliseconds across all fingers; cancelled and stationary touches are dropped. A touch
-// that moves a scroll view carries its content offset and the identifiers the handle keeps on each
-// scroll view for its life.
+// that moves a scroll view carries its content offset and the identifiers kept on each scroll view
+// for its life. The identifiers are drawn from one process-wide counter, like the key they are kept
+// under, so a handle built again (the feature rebuilt after a configuration change) never hands out
+// a number a view already carries.
 //
 // Threads: the stand-in runs on the thread that sends the event, the main thread; the thinning
 // state and the scroll identifiers belong to it. The previous "sendEvent:" is always called.
@@ -48,6 +50,8 @@ class RUMTouchesHandle final : public Swizzler<platform::SendEventSignature>, pu
   std::vector<Wrapper> touches() const { return state_->touches.get(); }
   // The identifiers kept on `view`; absent for a view no touch has met.
   static std::optional<OBXScrollViewID> scrollViewID(const platform::View& view);
+  // The identifier the next scroll view met will get.
+  static std::int64_t nextScrollID();
 
  private:
   // What the stand-in works with; shared so that an event in flight on the main thread never
@@ -56,7 +60,6 @@ class RUMTouchesHandle final : public Swizzler<platform::SendEventSignature>, pu
     std::shared_ptr<TouchesNotifier> notifier;
     ReadWriteLock<std::vector<Wrapper>> touches;
     // Main thread only, below.
-    std::int64_t scrollID = 0;
     const std::int64_t emptyScrollID = -1;
     std::optional<double> lastTouchTimestamp;
     const std::int64_t timeDifferenceBetweenTouches = kTimeDifferenceBetweenTouches;

@@ -1,5 +1,7 @@
 #include "rum/rum_ui_scroll_content_offset_swizzler.h"
 
+#include <algorithm>
+
 #include "base/logger.h"
 
 namespace obx {
@@ -35,6 +37,25 @@ bool RUMUIScrollContentOffsetSwizzler::start() {
                 LogLevel::developer);
   }
   return installed;
+}
+
+void RUMUIScrollContentOffsetSwizzler::add(std::shared_ptr<ScrollViewObserverValue> observer) {
+  if (!observer) return;
+  {
+    std::lock_guard lock(state_->mutex);
+    auto& observers = state_->observers;
+    if (std::find(observers.begin(), observers.end(), observer.get()) != observers.end()) return;
+    observers.push_back(observer.get());
+  }
+  state_->notifier->observe(std::move(observer));
+}
+
+void RUMUIScrollContentOffsetSwizzler::remove(const std::shared_ptr<ScrollViewObserverValue>& observer) {
+  {
+    std::lock_guard lock(state_->mutex);
+    std::erase(state_->observers, observer.get());
+  }
+  state_->notifier->remove(observer);
 }
 
 std::shared_ptr<platform::ScrollView> RUMUIScrollContentOffsetSwizzler::scrollView() const {

@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "base/notifier.h"
 #include "lifecycle/swizzler.h"
@@ -37,8 +38,9 @@ class RUMUIScrollContentOffsetSwizzler final : public Swizzler<platform::SetCont
 
   // Replaces "setContentOffset:"; false, with the failure logged, when it can't.
   bool start();
-  void add(std::shared_ptr<ScrollViewObserverValue> observer) override { state_->notifier->observe(std::move(observer)); }
-  void remove(const std::shared_ptr<ScrollViewObserverValue>& observer) override { state_->notifier->remove(observer); }
+  // Observing twice is a no-op: each screen's start adds the same observer again.
+  void add(std::shared_ptr<ScrollViewObserverValue> observer) override;
+  void remove(const std::shared_ptr<ScrollViewObserverValue>& observer) override;
   // The scroll view whose offset changed last, while it lives.
   std::shared_ptr<platform::ScrollView> scrollView() const;
 
@@ -47,6 +49,7 @@ class RUMUIScrollContentOffsetSwizzler final : public Swizzler<platform::SetCont
     std::shared_ptr<ScrollViewNotifier> notifier;
     mutable std::mutex mutex;
     std::weak_ptr<platform::ScrollView> scrollView;
+    std::vector<const ScrollViewObserverValue*> observers;  // those added and not removed
   };
 
   std::shared_ptr<State> state_;

@@ -1,6 +1,6 @@
 // The bridge on the real scheduler, for the sanitizer builds above all: siblings speak from many
 // threads while the subscription comes and goes and sessions renew; the core is then dropped while
-// they still speak.
+// they still speak. And the server's configuration changes while the bridge starts.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -103,6 +103,41 @@ TEST(BridgeCoreRealScheduler, SessionsKeepTheirOrderUnderTraffic) {
   core.reset();
   ASSERT_TRUE(scheduler->runMainLoop([&] { return late.load() == 50; }, 20.0));
   EXPECT_EQ(bus->subscriberCount(), 1u);
+}
+
+// The server allows the bridge and withdraws it again on another thread while the bridge is being
+// built: whatever the interleaving, the bridge ends up on the last value, off the bus.
+TEST(BridgeCoreRealScheduler, ConfigurationChangesDuringStartAreNotMissed) {
+  auto scheduler = std::make_shared<platform::RealScheduler>();
+  auto bus = std::make_shared<platform::TandemEventBus>();
+  auto server = platform::DispatchQueue::makeSerial(scheduler, "test.server");
+  for (int round = 0; round < 100; ++round) {
+    auto configuration = std::make_shared<SDKConfiguration>(
+        Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
+        Platform::native(), scheduler);
+    std::atomic<bool> go{false};
+    server->async([&] {
+      while (!go.load()) {
+      }
+      for (bool allow : {true, false}) {
+        configuration->editLiveConfiguration([&](LiveConfiguration& live) { live.allowBridgeCommunication = allow; });
+        configuration->applyLiveConfiguration();
+      }
+    });
+    go.store(true);
+    auto core = BridgeCore::make(BridgeDependencies{configuration, std::make_shared<TrackedEvents>(nullptr), nullptr},
+                                 nullptr, std::make_shared<TandemEventBusAdapter>(bus), scheduler);
+    // The last value held, every change it made is posted: one more barrier comes after them.
+    ASSERT_TRUE(scheduler->runMainLoop([&] { return core->allowBridgeCommunication() == std::optional<bool>(false); },
+                                       20.0))
+        << "round " << round;
+    std::atomic<bool> drained{false};
+    core->bridgeQueue()->asyncBarrier([&] { drained.store(true); });
+    ASSERT_TRUE(scheduler->runMainLoop([&] { return drained.load(); }, 20.0));
+    EXPECT_FALSE(core->isSubscribed()) << "round " << round;
+    EXPECT_EQ(bus->subscriberCount(), 0u) << "round " << round;
+    core.reset();
+  }
 }
 
 }  // namespace

@@ -196,13 +196,21 @@ TEST_F(BridgeCoreTest, SubscribeTwiceAndEmitAfterUnsubscribe) {
   EXPECT_TRUE(logs_.contains("BridgeService emit cancelled, no subscription active", LogLevel::developer));
   EXPECT_TRUE(sibling_->heardOfOBX().empty());
   core->unsubscribe();
+  scheduler_->runUntilIdle();
   EXPECT_TRUE(logs_.contains("BridgeService - subscription is nil", LogLevel::developer));
 
-  // Two subscribe calls before the queue runs still make one subscription.
+  // Calls made before the queue runs take effect in their order: two subscribes make one
+  // subscription, and an unsubscribe right after a subscribe ends what it made.
   core->subscribe();
   core->subscribe();
   scheduler_->runUntilIdle();
   EXPECT_EQ(bridgeSubscriptions(), 1u);
+  core->unsubscribe();
+  scheduler_->runUntilIdle();
+  core->subscribe();
+  core->unsubscribe();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(bridgeSubscriptions(), 0u);
 }
 
 // The bridge follows allowBridgeCommunication: absent changes nothing, true subscribes and takes

@@ -19,12 +19,9 @@
 #include "platform/ui/view_controller.h"
 #include "platform/ui/web_view.h"
 #include "platform/ui/window.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -100,14 +97,12 @@ class CoreBridgeTest : public ::testing::Test {
   // Every event of the spool, deciphered, in file order per batch.
   std::vector<Json> spooledEvents() {
     scheduler_->runUntilIdle();
-    auto queue = platform::DispatchQueue::makeSerial(scheduler_, "reader");
-    Repository repository(core_->configuration(), FileStorage::make(queue, std::make_shared<Security>()), nullptr,
-                          0.0, scheduler_);
+    auto store = testing::Spool::openStore(core_->configuration(), scheduler_);
     std::vector<Json> events;
     for (const auto& entry : std::filesystem::directory_iterator(sandbox_.storeRoot())) {
       if (!entry.is_directory()) continue;
-      for (const std::string& block : repository.events(entry.path().filename().string())) {
-        events.push_back(Json::parse(block));
+      for (const std::string& block : store->repository().events(entry.path().filename().string())) {
+        events.push_back(parseJSON(block));
       }
     }
     return events;

@@ -18,10 +18,8 @@
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
 #include "testing/fake_reachability.h"
+#include "testing/spool.h"
 
 namespace obx::e2e {
 
@@ -95,11 +93,8 @@ class EndToEndTest : public ::testing::Test {
 
   // A store on the same spool, as a previous run of the application had it.
   std::shared_ptr<DataController> previousRunStore() {
-    auto configuration = std::make_shared<SDKConfiguration>(this->configuration(), Platform::native(), scheduler_);
-    auto queue = platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-    auto repository = std::make_shared<Repository>(
-        configuration, FileStorage::make(queue, std::make_shared<Security>()), nullptr, 0.0, scheduler_);
-    return std::make_shared<DataController>(repository);
+    return testing::Spool::openStore(
+        std::make_shared<SDKConfiguration>(this->configuration(), Platform::native(), scheduler_), scheduler_);
   }
 
   std::shared_ptr<platform::RealScheduler> scheduler_ = std::make_shared<platform::RealScheduler>();

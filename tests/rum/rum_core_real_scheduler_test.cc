@@ -9,11 +9,7 @@
 #include "platform/dispatch/real_scheduler.h"
 #include "rum/rum_core.h"
 #include "session/tracked_events.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -34,26 +30,20 @@ class PublishedBatches : public BatchCoordinatorObserving {
 // Goals from eight worker threads across a change of screen are each written once, inside a screen.
 TEST(RUMCoreRealScheduler, TrackedEventsAcrossScreenChange) {
   auto scheduler = std::make_shared<platform::RealScheduler>();
-  testing::TemporarySandbox sandbox;
-  auto readWrite = platform::DispatchQueue::makeSerial(scheduler, "obx.ombrix.read-write");
-  auto configuration = std::make_shared<SDKConfiguration>(
-      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
-      Platform::native(), scheduler);
-  auto repository = std::make_shared<Repository>(configuration, FileStorage::make(readWrite, std::make_shared<Security>()),
-                                                 nullptr, 16384.0, scheduler);
+  testing::Spool spool(scheduler);
   auto batches = std::make_shared<PublishedBatches>(scheduler);
   auto trackedEvents = std::make_shared<TrackedEvents>(
       std::make_shared<TrackedEvents::EventNotifier>(scheduler, std::nullopt, "TrackedEvent"));
 
   RUMDependencies dependencies;
-  dependencies.configuration = configuration;
+  dependencies.configuration = spool.configuration();
   dependencies.trackedEvents = trackedEvents;
   dependencies.batchCoordinator = batches;
-  auto core = RUMCore::make(dependencies, std::make_shared<DataController>(repository), scheduler);
+  auto core = RUMCore::make(dependencies, spool.dataController(), scheduler);
 
   const platform::Date start = scheduler->clock().now();
-  const BatchContext first{"A_1", ViewContext{"A", start, "First", {390, 844}, false, false}};
-  const BatchContext second{"B_1", ViewContext{"B", start, "Second", {390, 844}, false, false}};
+  const BatchContext first = testing::Spool::batch("A_1", start, "First");
+  const BatchContext second = testing::Spool::batch("B_1", start, "Second");
   batches->publish(first);
 
   constexpr int kGoals = 400;
@@ -67,8 +57,7 @@ TEST(RUMCoreRealScheduler, TrackedEventsAcrossScreenChange) {
 
   auto goalsIn = [&](const BatchContext& batch) {
     std::vector<Json> goals;
-    for (const std::string& block : repository->events(batch.id)) {
-      Json event = Json::parse(block);
+    for (const Json& event : spool.events(batch)) {
       if (event["t"] == "goal") goals.push_back(event);
     }
     return goals;
@@ -77,15 +66,14 @@ TEST(RUMCoreRealScheduler, TrackedEventsAcrossScreenChange) {
   bool finished = scheduler->runMainLoop(
       [&] {
         return goalsIn(first).size() + goalsIn(second).size() == static_cast<std::size_t>(kGoals) &&
-               !repository->events(second.id).empty();
+               !spool.events(second).empty();
       },
       20.0);
   ASSERT_TRUE(finished);
 
   std::set<std::string> names;
   for (const BatchContext* batch : {&first, &second}) {
-    std::vector<std::string> types;
-    for (const std::string& block : repository->events(batch->id)) types.push_back(Json::parse(block)["t"]);
+    std::vector<std::string> types = spool.types(*batch);
     ASSERT_GE(types.size(), 2u);
     EXPECT_EQ(types[0], "screen");
     EXPECT_EQ(types[1], "aM");

@@ -14,13 +14,9 @@
 #include "session/metrics.h"
 #include "session/session_life_cycle_observing.h"
 #include "session/tracked_events.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
 #include "testing/log_capture.h"
 #include "testing/manual_producers.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -37,14 +33,6 @@ Touch touchAt(std::int64_t x, std::int64_t y) {
   touch.y = y;
   return touch;
 }
-
-class FixedSessions : public SessionLifeCycleObserving {
- public:
-  void add(std::shared_ptr<SessionObserverValue>) override {}
-  void remove(const std::shared_ptr<SessionObserverValue>&) override {}
-  std::optional<SessionContext> sessionContext() const override { return context; }
-  std::optional<SessionContext> context = SessionContext{"SESSION-1|x", "LEAD1", std::nullopt};
-};
 
 class ScriptedPlaceholders : public RUMPlaceholderProviding {
  public:
@@ -94,28 +82,18 @@ using Types = std::vector<std::string>;
 
 class RUMCoreTest : public ::testing::Test {
  protected:
-  void SetUp() override { makeConfiguration(Consent::analyticsAndRecording, Platform::native()); }
-
-  void makeConfiguration(Consent consent, const Platform& platform) {
-    configuration_ = std::make_shared<SDKConfiguration>(
-        Configuration("account", "property", consent, false, true, false, false, false), platform, scheduler_);
-    repository_ = std::make_shared<Repository>(configuration_, FileStorage::make(readWrite_, std::make_shared<Security>()),
-                                               nullptr, 16384.0, scheduler_);
-    dataController_ = std::make_shared<DataController>(repository_);
-  }
-
   void makeCore(RUMHandles handles = {}) {
     RUMDependencies dependencies;
-    dependencies.metrics = std::make_shared<Metrics>(configuration_);
+    dependencies.metrics = std::make_shared<Metrics>(spool_.configuration());
     dependencies.appCycle = appCycle_;
     dependencies.devicePerformance = performance_;
     dependencies.trackedEvents = trackedEvents_;
-    dependencies.configuration = configuration_;
+    dependencies.configuration = spool_.configuration();
     dependencies.sessions = sessions_;
     dependencies.reachability = reachability_;
     dependencies.imagePlaceholderBuilder = placeholders_;
     dependencies.batchCoordinator = batches_;
-    core_ = RUMCore::make(dependencies, dataController_, scheduler_, std::move(handles));
+    core_ = RUMCore::make(dependencies, spool_.dataController(), scheduler_, std::move(handles));
     scheduler_->runUntilIdle();
   }
 
@@ -135,25 +113,17 @@ class RUMCoreTest : public ::testing::Test {
 
   std::vector<Json> events(const BatchContext& batch) {
     scheduler_->runUntilIdle();
-    std::vector<Json> list;
-    for (const std::string& block : repository_->events(batch.id)) list.push_back(Json::parse(block));
-    return list;
+    return spool_.events(batch);
   }
   Types types(const BatchContext& batch) {
-    Types list;
-    for (const Json& event : events(batch)) list.push_back(event["t"].get<std::string>());
-    return list;
+    scheduler_->runUntilIdle();
+    return spool_.types(batch);
   }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_};
   testing::LogCapture logs_;
   std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
-  std::shared_ptr<platform::DispatchQueue> readWrite_ =
-      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-  std::shared_ptr<SDKConfiguration> configuration_;
-  std::shared_ptr<Repository> repository_;
-  std::shared_ptr<DataController> dataController_;
   std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_, std::nullopt);
   std::shared_ptr<ManualAppCycle> appCycle_ = std::make_shared<ManualAppCycle>(scheduler_, AppStateCycle::active);
   std::shared_ptr<ManualPerformance> performance_ = std::make_shared<ManualPerformance>(scheduler_, std::nullopt);
@@ -161,7 +131,7 @@ class RUMCoreTest : public ::testing::Test {
       std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::none);
   std::shared_ptr<TrackedEvents> trackedEvents_ = std::make_shared<TrackedEvents>(
       std::make_shared<TrackedEvents::EventNotifier>(scheduler_, std::nullopt, "TrackedEvent"));
-  std::shared_ptr<FixedSessions> sessions_ = std::make_shared<FixedSessions>();
+  std::shared_ptr<testing::ManualSessions> sessions_ = std::make_shared<testing::ManualSessions>(scheduler_);
   std::shared_ptr<ScriptedPlaceholders> placeholders_ = std::make_shared<ScriptedPlaceholders>();
   std::shared_ptr<RUMCore> core_;
   int screens_ = 0;
@@ -174,7 +144,7 @@ TEST_F(RUMCoreTest, CrashWritesEndEventsOnce) {
   BatchContext batch = showScreen("Home");
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
 
-  const auto file = sandbox_.storeRoot() / batch.id / batch.id;
+  const auto file = spool_.sandbox().storeRoot() / batch.id / batch.id;
   const auto sizeBefore = std::filesystem::file_size(file);
   CrashCoordinator::shared().crashed(Crash{1, "boom", 6, {}});
   // Written on this thread before the call returned, with no queue run since.
@@ -188,8 +158,9 @@ TEST_F(RUMCoreTest, CrashWritesEndEventsOnce) {
 // A screen named in disableScreenTracking is discarded: nothing written, no index used, and its
 // tracked events wait for the next tracked screen.
 TEST_F(RUMCoreTest, DisabledScreenNameIsDiscarded) {
-  configuration_->editLiveConfiguration([](LiveConfiguration& live) { live.disableScreenTracking = StringList{"Secret"}; });
-  configuration_->applyLiveConfiguration();
+  spool_.configuration()->editLiveConfiguration(
+      [](LiveConfiguration& live) { live.disableScreenTracking = StringList{"Secret"}; });
+  spool_.configuration()->applyLiveConfiguration();
   makeCore();
   const std::int64_t before = RUMCore::screenCounter();
 
@@ -213,7 +184,7 @@ TEST_F(RUMCoreTest, DisabledScreenNameIsDiscarded) {
 // Consent analytics: the first batch asks for a placeholder and stores it; further batches repeat
 // the same image event without asking again.
 TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
-  makeConfiguration(Consent::analytics, Platform::native());
+  spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics));
   makeCore();
   BatchContext first = showScreen("Home");
   EXPECT_EQ(placeholders_->requests, 1);
@@ -226,7 +197,7 @@ TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
   EXPECT_EQ(image["width"], 390);
   EXPECT_EQ(image["height"], 844);
   EXPECT_EQ(image["timestamp"], static_cast<std::int64_t>(scheduler_->now() * 1000.0));
-  std::vector<Image> stored = repository_->images(first.id);
+  std::vector<Image> stored = spool_.repository().images(first.id);
   ASSERT_EQ(stored.size(), 1u);
   EXPECT_EQ(stored[0].data, "placeholder-jpeg");
   EXPECT_TRUE(logs_.contains("Save placeholder image for screen: " + first.viewContext.screenID, LogLevel::qa));
@@ -241,7 +212,7 @@ TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
 
 // A large screen stores the placeholder's size halved; no answer leaves the next batch to ask again.
 TEST_F(RUMCoreTest, PlaceholderSizeAndMissingAnswer) {
-  makeConfiguration(Consent::analytics, Platform::native());
+  spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics));
   application_->mainScreen()->setBounds(platform::Rect::make(0, 0, 1024.5, 1366.5));
   placeholders_->answer.reset();
   makeCore();
@@ -258,7 +229,8 @@ TEST_F(RUMCoreTest, PlaceholderSizeAndMissingAnswer) {
 
 // On Flutter no placeholder is asked for and a formSuccess is dropped while a batch is open.
 TEST_F(RUMCoreTest, FlutterSkipsPlaceholdersAndFormResults) {
-  makeConfiguration(Consent::analytics, Platform{PlatformType::flutter, "3.0.0", "Dart"});
+  spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics).withPlatform(
+      Platform{PlatformType::flutter, "3.0.0", "Dart"}));
   auto forms = std::make_shared<RecordingForms>();
   makeCore(RUMHandles{nullptr, forms, nullptr});
   BatchContext batch = showScreen("Home");
@@ -303,9 +275,9 @@ TEST_F(RUMCoreTest, FormsAndScrollsAtScreenEnd) {
 
 // Under the weighted method a further batch and the end of a screen write weightedSampling before bE.
 TEST_F(RUMCoreTest, WeightedSamplingClosesBatches) {
-  configuration_->editLiveConfiguration(
+  spool_.configuration()->editLiveConfiguration(
       [](LiveConfiguration& live) { live.experienceDataSampleMethod = SamplingMethod::weighted; });
-  configuration_->applyLiveConfiguration();
+  spool_.configuration()->applyLiveConfiguration();
   makeCore();
   BatchContext first = showScreen("Home");
   BatchContext second = furtherBatch(first);
@@ -322,12 +294,12 @@ TEST_F(RUMCoreTest, WeightedSamplingClosesBatches) {
 TEST_F(RUMCoreTest, SamplingRecordsFollowAChangeDuringTheScreen) {
   makeCore();
   BatchContext first = showScreen("Home");
-  configuration_->editLiveConfiguration([](LiveConfiguration& live) {
+  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
     live.experienceDataSampleMethod = SamplingMethod::weighted;
     live.sessionCookieFlags = SamplingFlags::collectionOutSample;
     live.replaySessionFlags = SamplingFlags::appInSample;
   });
-  configuration_->applyLiveConfiguration();
+  spool_.configuration()->applyLiveConfiguration();
   scheduler_->runUntilIdle();
   BatchContext second = showScreen("Next");
 
@@ -337,13 +309,13 @@ TEST_F(RUMCoreTest, SamplingRecordsFollowAChangeDuringTheScreen) {
             Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 1}}));
   EXPECT_EQ(written[6]["d"], Json({{"video", false}, {"data", false}, {"sampling", "weighted"}}));
 
-  configuration_->editLiveConfiguration([](LiveConfiguration& live) {
+  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
     live.experienceDataSampleMethod = SamplingMethod::random;
     live.sessionCookieFlags = SamplingFlags::appOutSample;
     live.analysisLeadFlags = SamplingFlags::collectionInSample;
     live.replaySessionFlags.reset();
   });
-  configuration_->applyLiveConfiguration();
+  spool_.configuration()->applyLiveConfiguration();
   scheduler_->runUntilIdle();
   showScreen("Third");
   written = events(second);
@@ -356,11 +328,11 @@ TEST_F(RUMCoreTest, SamplingRecordsFollowAChangeDuringTheScreen) {
 TEST_F(RUMCoreTest, CrashReportsTheCurrentSampling) {
   makeCore();
   BatchContext batch = showScreen("Home");
-  configuration_->editLiveConfiguration([](LiveConfiguration& live) {
+  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
     live.experienceDataSampleMethod = SamplingMethod::weighted;
     live.replayLeadFlags = SamplingFlags::collectionOutSample;
   });
-  configuration_->applyLiveConfiguration();
+  spool_.configuration()->applyLiveConfiguration();
   scheduler_->runUntilIdle();
   core_->applicationWillCrash();
   std::vector<Json> written = events(batch);
@@ -375,14 +347,14 @@ TEST_F(RUMCoreTest, CrashReportsTheCurrentSampling) {
 TEST_F(RUMCoreTest, UserScreenFlagLastsOneScreen) {
   makeCore();
   BatchContext first = showScreen("Home");
-  configuration_->editUserConfiguration([](UserConfiguration& user) { user.userScreenFlag = false; });
-  configuration_->applyUserConfiguration();
+  spool_.configuration()->editUserConfiguration([](UserConfiguration& user) { user.userScreenFlag = false; });
+  spool_.configuration()->applyUserConfiguration();
   scheduler_->runUntilIdle();
   BatchContext second = showScreen("Next");
   showScreen("Third");
   EXPECT_EQ(events(first)[4]["d"]["analysisDataStatusPage"], 2);
   EXPECT_FALSE(events(second)[4]["d"].contains("analysisDataStatusPage"));
-  EXPECT_FALSE(configuration_->common().userScreenFlag.has_value());
+  EXPECT_FALSE(spool_.configuration()->common().userScreenFlag.has_value());
 }
 
 // Each level's user override, set alone, moves only its own number in the samplingStatus record
@@ -403,7 +375,7 @@ TEST_F(RUMCoreTest, EachUserOverrideMovesOnlyItsOwnLevel) {
   makeCore();
   for (bool value : {true, false}) {
     const SamplingFlags server = value ? SamplingFlags::collectionOutSample : SamplingFlags::collectionInSample;
-    configuration_->editLiveConfiguration([&](LiveConfiguration& live) {
+    spool_.configuration()->editLiveConfiguration([&](LiveConfiguration& live) {
       live.experienceDataSampleMethod = SamplingMethod::purposeful;
       live.analysisDataSampleMethod = SamplingMethod::purposeful;
       live.replayDataSampleMethod = SamplingMethod::purposeful;
@@ -411,14 +383,14 @@ TEST_F(RUMCoreTest, EachUserOverrideMovesOnlyItsOwnLevel) {
       live.analysisSessionFlags = server;
       live.replaySessionFlags = server;
     });
-    configuration_->applyLiveConfiguration();
+    spool_.configuration()->applyLiveConfiguration();
     const std::int64_t serverStatus = value ? 2 : 1;
     const std::int64_t userStatus = value ? 1 : 2;
     for (const Override& level : overrides) {
       SCOPED_TRACE(std::string(level.field) + (value ? " true" : " false"));
       BatchContext batch = showScreen("Home");
-      configuration_->editUserConfiguration([&](UserConfiguration& user) { level.set(user, value); });
-      configuration_->applyUserConfiguration();
+      spool_.configuration()->editUserConfiguration([&](UserConfiguration& user) { level.set(user, value); });
+      spool_.configuration()->applyUserConfiguration();
       scheduler_->runUntilIdle();
       showScreen("Next");
 
@@ -433,8 +405,8 @@ TEST_F(RUMCoreTest, EachUserOverrideMovesOnlyItsOwnLevel) {
       ASSERT_TRUE(record);
       EXPECT_EQ(*record, expected);
 
-      configuration_->editUserConfiguration([&](UserConfiguration& user) { level.set(user, std::nullopt); });
-      configuration_->applyUserConfiguration();
+      spool_.configuration()->editUserConfiguration([&](UserConfiguration& user) { level.set(user, std::nullopt); });
+      spool_.configuration()->applyUserConfiguration();
       scheduler_->runUntilIdle();
     }
   }
@@ -495,7 +467,7 @@ TEST_F(RUMCoreTest, TouchSubscriptionFollowsPlatform) {
   const std::pair<Platform, int> cases[] = {{Platform::native(), 1},
                                             {Platform{PlatformType::flutter, "3.0.0", "Dart"}, 0}};
   for (const auto& [platform, subscribed] : cases) {
-    makeConfiguration(Consent::analyticsAndRecording, platform);
+    spool_.reopen(testing::Spool::Options().withPlatform(platform));
     auto touches = std::make_shared<ScriptedTouches>(scheduler_);
     makeCore(RUMHandles{nullptr, nullptr, touches});
     EXPECT_EQ(touches->starts, subscribed);
@@ -550,7 +522,7 @@ TEST_F(RUMCoreTest, TrackedEventWrittenOnceAcrossCores) {
 
 // Without a session, a new screen writes neither session nor batch, and goes on.
 TEST_F(RUMCoreTest, NoSessionSkipsSessionAndBatch) {
-  sessions_->context.reset();
+  sessions_->publish(std::nullopt);
   makeCore();
   BatchContext batch = showScreen("Home");
   EXPECT_EQ(types(batch), (Types{"screen", "aM"}));
@@ -573,11 +545,11 @@ TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     batches_->publish(std::nullopt);
-    makeConfiguration(Consent::analyticsAndRecording, Platform::native());
+    spool_.reopen();
     makeCore();
     BatchContext batch = showScreen("Home");
     const std::size_t delegatesBefore = CrashCoordinator::shared().delegateCount();
-    c.change(*configuration_);
+    c.change(*spool_.configuration());
     core_.reset();
     std::vector<Json> written = events(batch);
     Types list;
@@ -595,10 +567,10 @@ TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
 // Going away in sample writes nothing more; the feature registers under "RUM".
 TEST_F(RUMCoreTest, FeatureKeyAndQuietDestruction) {
   RUMDependencies dependencies;
-  dependencies.configuration = configuration_;
+  dependencies.configuration = spool_.configuration();
   dependencies.batchCoordinator = batches_;
   dependencies.sessions = sessions_;
-  auto feature = RUMFeature::make(dependencies, dataController_, scheduler_);
+  auto feature = RUMFeature::make(dependencies, spool_.dataController(), scheduler_);
   EXPECT_EQ(feature->key(), "RUM");
   scheduler_->runUntilIdle();
   BatchContext batch = showScreen("Home");
@@ -607,7 +579,7 @@ TEST_F(RUMCoreTest, FeatureKeyAndQuietDestruction) {
   EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
 
   RUMDependencies missing;
-  EXPECT_THROW(RUMCore::make(missing, dataController_, scheduler_), RUMCoreError);
+  EXPECT_THROW(RUMCore::make(missing, spool_.dataController(), scheduler_), RUMCoreError);
   EXPECT_THROW(RUMCore::make(dependencies, nullptr, scheduler_), RUMCoreError);
 }
 

@@ -23,13 +23,9 @@
 #include "session/session_life_cycle.h"
 #include "session/tracked_events.h"
 #include "store/cache_controller.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -61,8 +57,7 @@ struct StoredBatch {
 class RUMEndToEndTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    Configuration configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false);
-    configuration_ = std::make_shared<SDKConfiguration>(configuration, Platform::native(), scheduler_);
+    configuration_ = spool_.configuration();
     auto center = application_->notificationCenter();
 
     devicePerformance_ = DevicePerformance::make(
@@ -75,7 +70,7 @@ class RUMEndToEndTest : public ::testing::Test {
     screenDetector_ = ScreenDetector::make(
         scheduler_, center, application_, viewLifeCycle_, appLifeCycle_, configuration_,
         std::make_shared<Notifier<std::optional<ViewContext>>>(scheduler_, std::nullopt, "ViewContext"));
-    cache_ = CacheController::make(readWrite_);
+    cache_ = CacheController::make(spool_.readWrite());
     sessions_ = SessionLifeCycle::make(
         scheduler_, appLifeCycle_,
         std::make_shared<SessionLifeCycle::SessionNotifier>(scheduler_, std::nullopt, "SessionContext"),
@@ -93,9 +88,7 @@ class RUMEndToEndTest : public ::testing::Test {
     reachability_->start();
     fakeReachability_->set(platform::Reachability::Connection::wifi);
 
-    repository_ = std::make_shared<Repository>(configuration_, FileStorage::make(readWrite_, std::make_shared<Security>()),
-                                               devicePerformance_, 16384.0, scheduler_);
-    dataController_ = std::make_shared<DataController>(repository_);
+    spool_.reopen(testing::Spool::Options().withConfiguration(configuration_).withFootprint(devicePerformance_));
 
     RUMDependencies dependencies;
     dependencies.metrics = metrics_;
@@ -108,7 +101,7 @@ class RUMEndToEndTest : public ::testing::Test {
     dependencies.reachability = reachability_;
     dependencies.batchCoordinator = batchCoordinator_;
     counterBefore_ = RUMCore::screenCounter();
-    feature_ = RUMFeature::make(dependencies, dataController_, scheduler_);
+    feature_ = RUMFeature::make(dependencies, spool_.dataController(), scheduler_);
     batchCoordinator_->start(0);
     scheduler_->runUntilIdle();
   }
@@ -124,10 +117,9 @@ class RUMEndToEndTest : public ::testing::Test {
   std::vector<StoredBatch> spool() {
     scheduler_->runUntilIdle();
     std::vector<StoredBatch> batches;
-    for (const auto& entry : std::filesystem::directory_iterator(sandbox_.storeRoot())) {
+    for (const auto& entry : std::filesystem::directory_iterator(spool_.sandbox().storeRoot())) {
       if (!entry.is_directory()) continue;
-      StoredBatch batch{entry.path().filename().string(), {}, 0};
-      for (const std::string& block : repository_->events(batch.id)) batch.events.push_back(Json::parse(block));
+      StoredBatch batch{entry.path().filename().string(), spool_.events(entry.path().filename().string()), 0};
       if (const Json* opening = batch.first("batch")) batch.startTime = (*opening)["d"]["startTime"].get<double>();
       batches.push_back(std::move(batch));
     }
@@ -139,11 +131,9 @@ class RUMEndToEndTest : public ::testing::Test {
   static std::string screenIDOf(const StoredBatch& batch) { return batch.id.substr(0, batch.id.find('_')); }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_};
   testing::LogCapture logs_;
   std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
-  std::shared_ptr<platform::DispatchQueue> readWrite_ =
-      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
   std::shared_ptr<testing::FakeReachability> fakeReachability_ = std::make_shared<testing::FakeReachability>();
   std::shared_ptr<SDKConfiguration> configuration_;
   std::shared_ptr<DevicePerformance> devicePerformance_;
@@ -156,8 +146,6 @@ class RUMEndToEndTest : public ::testing::Test {
   std::shared_ptr<Metrics> metrics_;
   std::shared_ptr<BatchCoordinator> batchCoordinator_;
   std::shared_ptr<ReachabilityObserver> reachability_;
-  std::shared_ptr<Repository> repository_;
-  std::shared_ptr<DataController> dataController_;
   std::shared_ptr<RUMFeature> feature_;
   std::int64_t counterBefore_ = 0;
 };

@@ -217,18 +217,39 @@ TEST_F(RUMFormTest, FieldErrorWithoutViewGivesFormViewOnly) {
   EXPECT_EQ(errors[0], (Json{{"offset", 2000}, {"fh", "Payment"}, {"s", "text0"}, {"erStr", "Card declined"}, {"er", 1}}));
 }
 
-// A screen without a marked form writes no form event, and its success isn't carried either.
-TEST_F(RUMFormTest, ScreenWithoutFormWritesNoFormEvent) {
+// A screen without a marked form runs no scan and writes no form event; what the user and the
+// application did there (a tagged field typed into, a success) isn't carried into the next screen,
+// whose form, marked once that screen is on show, is scanned from then on.
+TEST_F(RUMFormTest, ScreenWithoutFormCostsNothingAndLeaksNothing) {
   setObxFormTrack(*form_, false);
-  add<platform::Button>(Rect::make(0, 0, 80, 40), "Pay");
+  auto pay = add<platform::Button>(Rect::make(0, 0, 80, 40), "Pay");
+  auto search = std::make_shared<platform::TextField>(Rect::make(0, 700, 300, 40));
+  setObxStringTag(*search, std::string("search"));
+  controller_->view()->addSubview(search);
   makeCore();
-  BatchContext batch = showScreen("Home");
+  BatchContext home = showScreen("Home");
   scheduler_->advance(2.0);
+  EXPECT_EQ(scheduler_->pendingTimers(), 0u);
+  search->becomeFirstResponder();
+  search->insertText("a");
+  search->resignFirstResponder();
   trackedEvents_->formSuccess();
-  scheduler_->runUntilIdle();
+  scheduler_->advance(1.0);
+
+  BatchContext checkout = showScreen("Checkout");
+  scheduler_->advance(0.5);
+  setObxFormTrack(*form_, true);
+  scheduler_->advance(1.0);
+  pay->tap();
+  scheduler_->advance(1.0);
   showScreen("Next");
-  for (const std::string& type : types(batch)) EXPECT_EQ(type.find("form-"), std::string::npos) << type;
-  EXPECT_TRUE(payloads(batch, "field-view").empty());
+
+  for (const std::string& type : types(home)) EXPECT_EQ(type.find("form-"), std::string::npos) << type;
+  EXPECT_EQ(fieldList(checkout), std::vector<std::string>{"button:button0:button0"});
+  EXPECT_TRUE(payloads(checkout, "form-view").empty());
+  std::vector<Json> fields = payloads(checkout, "field-view");
+  ASSERT_EQ(fields.size(), 1u);
+  EXPECT_EQ(fields[0]["s"], "button0");
 }
 
 }  // namespace

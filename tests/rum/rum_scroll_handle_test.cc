@@ -154,5 +154,69 @@ TEST_F(RUMScrollTest, FlingIsMeasuredFromTheLift) {
   EXPECT_NEAR(static_cast<double>(std::get<2>(entries[1])), (end - lifted) * 1000, 1.0);
 }
 
+// A finger that drags, stops and then lifts changes no offset after the drag: the position it left
+// is taken once the lift is seen, the position before it counts once, and the next screen's first
+// drag closes that screen's first position.
+TEST_F(RUMScrollTest, DragEndingWithoutLaterChange) {
+  auto list = addList(Rect::make(0, 0, 390, 800), 4000);
+  makeCore();
+  BatchContext first = showScreen("List");
+  scheduler_->advance(1.0);
+  dragTo(*list, 300);
+  scheduler_->advance(0.5);
+  list->endDragging(false);  // 1.5 s
+  scheduler_->advance(2.0);
+  BatchContext second = showScreen("List again");  // 3.5 s
+  scheduler_->advance(1.0);
+  dragTo(*list, 500);
+  scheduler_->advance(0.5);
+  list->endDragging(false);  // 5.0 s
+  scheduler_->advance(1.0);
+  showScreen("Next");  // 6.0 s
+
+  // Time from the lift, seen at the next check of the drag.
+  auto sinceLift = [](std::int64_t focusTime, std::int64_t fromLift) {
+    return focusTime <= fromLift && focusTime >= fromLift - RUMScrollHandle::kDragEndCheck * 1000 - 1;
+  };
+  auto firstEntries = scrolls(first);
+  ASSERT_EQ(firstEntries.size(), 2u);
+  EXPECT_EQ(firstEntries[0], std::make_tuple(0.0, std::int64_t{800}, std::int64_t{1000}));
+  EXPECT_EQ(std::get<0>(firstEntries[1]), 300.0);
+  EXPECT_TRUE(sinceLift(std::get<2>(firstEntries[1]), 2000)) << std::get<2>(firstEntries[1]);
+  auto secondEntries = scrolls(second);
+  ASSERT_EQ(secondEntries.size(), 2u);
+  EXPECT_EQ(secondEntries[0], std::make_tuple(300.0, std::int64_t{800}, std::int64_t{1000}));
+  EXPECT_EQ(std::get<0>(secondEntries[1]), 500.0);
+  EXPECT_TRUE(sinceLift(std::get<2>(secondEntries[1]), 1000)) << std::get<2>(secondEntries[1]);
+}
+
+// A crash on a later screen that is not tracked hands over nothing of the screen before it, whose
+// scrolls were written when it ended.
+TEST_F(RUMScrollTest, CrashOnALaterScreenResendsNoScrolls) {
+  addList(Rect::make(0, 0, 390, 800), 4000);
+  makeCore();
+  BatchContext first = showScreen("List");
+  scheduler_->advance(2.0);
+  BatchContext discarded = showScreen("Secret", true);
+  core_->applicationWillCrash();
+  EXPECT_EQ(scrolls(first).size(), 1u);
+  EXPECT_EQ(types(discarded), (std::vector<std::string>{"samplingStatus", "aE", "bE"}));
+}
+
+// On Flutter no scroll is written, yet the offset observer still ends with each screen: an offset
+// change costs as much work on the fourth screen as on the first.
+TEST_F(RUMScrollTest, FlutterScreensPileUpNoObservers) {
+  auto list = addList(Rect::make(0, 0, 390, 800), 4000);
+  makeCore(Platform{PlatformType::flutter, "3.0.0", "Dart"});
+  std::vector<std::size_t> work;
+  for (int screen = 1; screen <= 4; ++screen) {
+    BatchContext batch = showScreen("Screen " + std::to_string(screen));
+    list->setContentOffset({0, 10.0 * screen});
+    work.push_back(scheduler_->runUntilIdle());
+    EXPECT_TRUE(payloads(batch, "scroll").empty());
+  }
+  EXPECT_EQ(work.front(), work.back());
+}
+
 }  // namespace
 }  // namespace obx

@@ -22,6 +22,16 @@ class RUMTouchesTest : public testing::RUMCaptureTest {
     EXPECT_TRUE(touch);
     return touch;
   }
+  // `record` with its scroll identifiers counted from `base`: the numbers are process-wide.
+  static Json withIDs(const char* record, std::int64_t base) {
+    Json touches = Json::parse(record);
+    for (Json& touch : touches) {
+      for (const char* key : {"sID", "pID"}) {
+        if (touch.contains(key)) touch[key] = touch[key].get<std::int64_t>() + base;
+      }
+    }
+    return touches;
+  }
 };
 
 // Two fingers moving in one event keep one move: the first accepted sets the time of the last touch
@@ -127,6 +137,7 @@ TEST_F(RUMTouchesTest, ScrollIdentifiersAndParents) {
   inner->setContentOffset({120, 0});
   makeCore();
   BatchContext batch = showScreen("Home");
+  const std::int64_t base = RUMTouchesHandle::nextScrollID();
 
   // In the window, the inner view spans y 60 to 260 (the outer one is scrolled by 40).
   synthesizer_.tap({30.5, 150});   // inner, inside outer
@@ -136,13 +147,13 @@ TEST_F(RUMTouchesTest, ScrollIdentifiersAndParents) {
   std::vector<Json> began = payloads(batch, "tB");
   ASSERT_EQ(began.size(), 4u);
   // The outer view is met first (its recogniser comes first) and takes 0; the inner one 1.
-  EXPECT_EQ(began[0], Json::parse(R"([{"x":30,"y":150,"oX":120,"oY":0,"sID":1,"pID":0}])"));
-  EXPECT_EQ(began[1], Json::parse(R"([{"x":30,"y":500,"oX":0,"oY":40,"sID":0}])"));
+  EXPECT_EQ(began[0], withIDs(R"([{"x":30,"y":150,"oX":120,"oY":0,"sID":1,"pID":0}])", base));
+  EXPECT_EQ(began[1], withIDs(R"([{"x":30,"y":500,"oX":0,"oY":40,"sID":0}])", base));
   EXPECT_EQ(began[2], Json::parse(R"([{"x":30,"y":50}])"));
-  EXPECT_EQ(began[3], Json::parse(R"([{"x":31,"y":151,"oX":120,"oY":0,"sID":1,"pID":0}])"));
+  EXPECT_EQ(began[3], withIDs(R"([{"x":31,"y":151,"oX":120,"oY":0,"sID":1,"pID":0}])", base));
   auto outerID = RUMTouchesHandle::scrollViewID(*outer);
   ASSERT_TRUE(outerID);
-  EXPECT_EQ(outerID->sID, 0);
+  EXPECT_EQ(outerID->sID, base);
   EXPECT_EQ(outerID->pID, -1);  // stored, though touches leave it out
 }
 
@@ -158,6 +169,7 @@ TEST_F(RUMTouchesTest, HitWalkWithoutRecognizers) {
   nested->setContentOffset({0, 7});
   makeCore();
   BatchContext batch = showScreen("Home");
+  const std::int64_t base = RUMTouchesHandle::nextScrollID();
   const std::pair<Point, const char*> cases[] = {
       {{10, 10}, R"([{"x":10,"y":10,"oX":0,"oY":7,"sID":0,"pID":1}])"},  // nested gives its parent 1
       {{250, 10}, R"([{"x":250,"y":10,"oX":0,"oY":0,"sID":2}])"},
@@ -171,7 +183,30 @@ TEST_F(RUMTouchesTest, HitWalkWithoutRecognizers) {
   }
   std::vector<Json> began = payloads(batch, "tB");
   ASSERT_EQ(began.size(), 3u);
-  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(began[i], Json::parse(cases[i].second)) << i;
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(began[i], withIDs(cases[i].second, base)) << i;
+}
+
+// Scroll identifiers stay unique when the feature is built again after a configuration change: a
+// view met before keeps its number, and a view met first by the new core gets a number of its own.
+TEST_F(RUMTouchesTest, ScrollIdentifiersStayUniqueAcrossARebuiltFeature) {
+  auto list = std::make_shared<platform::ScrollView>(Rect::make(0, 0, 390, 400));
+  auto other = std::make_shared<platform::ScrollView>(Rect::make(0, 400, 390, 400));
+  window_->addSubview(list);
+  window_->addSubview(other);
+  makeCore();
+  BatchContext before = showScreen("Home");
+  synthesizer_.tap({10, 10});
+  const Json listID = payloads(before, "tB").at(0).at(0).at("sID");
+
+  core_.reset();
+  makeCore();
+  BatchContext after = showScreen("Home");
+  synthesizer_.tap({10, 500});
+  synthesizer_.tap({10, 10});
+  std::vector<Json> began = payloads(after, "tB");
+  ASSERT_EQ(began.size(), 2u);
+  EXPECT_NE(began[0][0]["sID"], listID);
+  EXPECT_EQ(began[1][0]["sID"], listID);
 }
 
 // On Flutter the core neither hooks "sendEvent:" nor writes touches; the application still gets

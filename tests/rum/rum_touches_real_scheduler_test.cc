@@ -12,11 +12,7 @@
 #include "platform/ui/touch_synthesizer.h"
 #include "platform/ui/window.h"
 #include "rum/rum_core.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -36,7 +32,7 @@ class OneBatch : public BatchCoordinatorObserving {
 // what the capture wrote before is whole touch records.
 TEST(RUMTouchesRealScheduler, HooksGoWhileTheMainLoopTouches) {
   auto scheduler = std::make_shared<platform::RealScheduler>();
-  testing::TemporarySandbox sandbox;
+  testing::Spool spool(scheduler);
   auto application = platform::Application::resetShared(scheduler);
   auto window = std::make_shared<platform::Window>();
   window->makeKeyAndVisible();
@@ -44,22 +40,15 @@ TEST(RUMTouchesRealScheduler, HooksGoWhileTheMainLoopTouches) {
   list->setContentSize({390, 4000});
   window->addSubview(list);
 
-  auto readWrite = platform::DispatchQueue::makeSerial(scheduler, "obx.ombrix.read-write");
-  auto configuration = std::make_shared<SDKConfiguration>(
-      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
-      Platform::native(), scheduler);
-  auto repository = std::make_shared<Repository>(configuration, FileStorage::make(readWrite, std::make_shared<Security>()),
-                                                 nullptr, 16384.0, scheduler);
-  const BatchContext batch{"A_1", ViewContext{"A", scheduler->clock().now(), "List", {390, 844}, false, false}};
+  const BatchContext batch = testing::Spool::batch("A_1", scheduler->clock().now(), "List");
   RUMDependencies dependencies;
-  dependencies.configuration = configuration;
+  dependencies.configuration = spool.configuration();
   dependencies.batchCoordinator = std::make_shared<OneBatch>(batch);
-  auto core = RUMCore::make(dependencies, std::make_shared<DataController>(repository), scheduler);
+  auto core = RUMCore::make(dependencies, spool.dataController(), scheduler);
 
   auto touchesStored = [&] {
     int count = 0;
-    for (const std::string& block : repository->events(batch.id)) {
-      Json event = Json::parse(block);
+    for (const Json& event : spool.events(batch)) {
       const std::string type = event["t"];
       if (type != "tB" && type != "tM" && type != "tE") continue;
       ++count;

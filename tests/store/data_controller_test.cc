@@ -12,11 +12,11 @@
 #include "config/sdk_configuration.h"
 #include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/manual_scheduler.h"
-#include "store/file_storage.h"
 #include "store/files/file_reader.h"
 #include "store/files/security.h"
 #include "store_test_support.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -40,15 +40,11 @@ class DataControllerTest : public ::testing::Test {
  protected:
   static constexpr double kPhysicalMemoryMiB = 1100.0;  // ceiling 500 MiB
 
-  BatchContext batch(const std::string& id, platform::Date dateScreen) const {
-    BatchContext context;
-    context.id = id;
-    context.viewContext.screenID = id.substr(0, id.find('_'));
-    context.viewContext.dateScreen = dateScreen;
-    return context;
+  static BatchContext batch(const std::string& id, platform::Date dateScreen) {
+    return testing::Spool::batch(id, dateScreen);
   }
 
-  std::filesystem::path batchFolder(const std::string& id) const { return sandbox_.storeRoot() / id; }
+  std::filesystem::path batchFolder(const std::string& id) const { return spool_.sandbox().storeRoot() / id; }
 
   std::vector<std::string> storedBlocks(const std::string& id) const {
     FileReader reader(std::make_shared<Security>());
@@ -73,18 +69,12 @@ class DataControllerTest : public ::testing::Test {
   platform::Date now() const { return scheduler_->now(); }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
   testing::LogCapture logs_;
-  std::shared_ptr<platform::DispatchQueue> queue_ =
-      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-  std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
-      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
-      Platform{}, scheduler_);
   std::shared_ptr<ScriptedFootprint> footprint_ = std::make_shared<ScriptedFootprint>();
-  std::shared_ptr<Repository> repository_ = std::make_shared<Repository>(
-      configuration_, FileStorage::make(queue_, std::make_shared<Security>()), footprint_, kPhysicalMemoryMiB,
-      scheduler_);
-  DataController controller_{repository_};
+  testing::Spool spool_{
+      scheduler_,
+      testing::Spool::Options().withPlatform(Platform{}).withFootprint(footprint_).withPhysicalMemory(kPhysicalMemoryMiB)};
+  DataController& controller_ = *spool_.dataController();
 };
 
 // saveEventNow has its block and the date file on disk when it returns, with nothing left queued.
@@ -116,7 +106,7 @@ TEST_F(DataControllerTest, SaveEventIsQueued) {
 TEST_F(DataControllerTest, ReadWaitsForQueuedWrites) {
   const auto context = batch("S_1", now());
   for (int i = 0; i < 3; ++i) controller_.saveEvent(EventType::imagePlaceholder, now() + i, i % 2 == 0, context);
-  EXPECT_EQ(repository_->events("S_1"),
+  EXPECT_EQ(spool_.repository().events("S_1"),
             (std::vector<std::string>{R"({"t":"placeholder","o":0,"d":true})", R"({"t":"placeholder","o":1000,"d":false})",
                                       R"({"t":"placeholder","o":2000,"d":true})"}));
 }
@@ -194,7 +184,7 @@ TEST_F(DataControllerTest, EmptyDateFileIsRepairedAndExpires) {
   std::sort(entries.begin(), entries.end());
   EXPECT_EQ(entries, (std::vector<std::string>{".date.dat", "S_1"}));
 
-  scheduler_->advance(configuration_->common().maxTimeFileSaved + 1.0);
+  scheduler_->advance(spool_.configuration()->common().maxTimeFileSaved + 1.0);
   EXPECT_TRUE(controller_.readyBatches(std::nullopt).empty());
   EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1")));
 }
@@ -202,20 +192,20 @@ TEST_F(DataControllerTest, EmptyDateFileIsRepairedAndExpires) {
 // The session logs' folder is never taken for a batch: the log stays beside the batches until it is
 // older than maxTimeFileSaved, counted from the first pass that saw it.
 TEST_F(DataControllerTest, SessionLogsAreNoBatch) {
-  const auto logFile = sandbox_.storeRoot() / "obx.ombrix.zips" / "SESSION_LEAD" / "SESSION";
+  const auto logFile = spool_.sandbox().storeRoot() / "obx.ombrix.zips" / "SESSION_LEAD" / "SESSION";
   writeBytes(logFile, "<OmbrixOBX 2026-01-01 00:00:00>: a line\n");
   controller_.saveEventNow(EventType::batchEnd, now(), std::string("a"), batch("A_1", now()));
   scheduler_->advance(3.0);
   EXPECT_EQ(names(controller_.readyBatches(std::nullopt)), (std::vector<std::string>{"A_1"}));
   EXPECT_EQ(readBytes(logFile), "<OmbrixOBX 2026-01-01 00:00:00>: a line\n");
 
-  scheduler_->advance(configuration_->common().maxTimeFileSaved);
+  scheduler_->advance(spool_.configuration()->common().maxTimeFileSaved);
   controller_.readyBatches(std::nullopt);
   EXPECT_TRUE(std::filesystem::exists(logFile));
   scheduler_->advance(4.0);
   EXPECT_TRUE(controller_.readyBatches(std::nullopt).empty());
   EXPECT_FALSE(std::filesystem::exists(logFile.parent_path()));
-  EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "obx.ombrix.zips"));
+  EXPECT_TRUE(std::filesystem::exists(spool_.sandbox().storeRoot() / "obx.ombrix.zips"));
 }
 
 // Ready batches leave out the current batch, hidden folders and folders dataIntegrityBatchDelay
@@ -228,14 +218,14 @@ TEST_F(DataControllerTest, ReadyBatches) {
   controller_.saveEventNow(EventType::batchEnd, now(), std::string("b"), batch("B_1", start));
   scheduler_->advance(0.5);
   controller_.saveEventNow(EventType::batchEnd, now(), std::string("c"), batch("C_1", start));
-  std::filesystem::create_directories(sandbox_.storeRoot() / "Undated_1");
-  std::filesystem::create_directories(sandbox_.storeRoot() / ".hidden");
-  writeBytes(sandbox_.storeRoot() / "stray-file", "x");
+  std::filesystem::create_directories(spool_.sandbox().storeRoot() / "Undated_1");
+  std::filesystem::create_directories(spool_.sandbox().storeRoot() / ".hidden");
+  writeBytes(spool_.sandbox().storeRoot() / "stray-file", "x");
   scheduler_->advance(1.5);  // A is 3.0 s old, B 2.0 s, C 1.5 s
 
-  const double maxAge = configuration_->common().maxTimeFileSaved;
-  writeBytes(sandbox_.storeRoot() / "Old_1" / ".date.dat", Repository::encodeDate(now() - maxAge - 0.001));
-  writeBytes(sandbox_.storeRoot() / "Edge_1" / ".date.dat", Repository::encodeDate(now() - maxAge));
+  const double maxAge = spool_.configuration()->common().maxTimeFileSaved;
+  writeBytes(spool_.sandbox().storeRoot() / "Old_1" / ".date.dat", Repository::encodeDate(now() - maxAge - 0.001));
+  writeBytes(spool_.sandbox().storeRoot() / "Edge_1" / ".date.dat", Repository::encodeDate(now() - maxAge));
 
   auto ready = controller_.readyBatches(batch("C_1", start));
   auto readyNames = names(ready);
@@ -249,8 +239,8 @@ TEST_F(DataControllerTest, ReadyBatches) {
       EXPECT_EQ(entry.date, now() - 3.0);
     }
   }
-  EXPECT_FALSE(std::filesystem::exists(sandbox_.storeRoot() / "Old_1"));
-  EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "Edge_1"));
+  EXPECT_FALSE(std::filesystem::exists(spool_.sandbox().storeRoot() / "Old_1"));
+  EXPECT_TRUE(std::filesystem::exists(spool_.sandbox().storeRoot() / "Edge_1"));
 
   // The resting age is dataIntegrityBatchDelay: at 3.0 s, A (3.0 s old) and the undated folder rest too.
   configuration_->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 3.0; });
@@ -269,7 +259,7 @@ TEST_F(DataControllerTest, ReadyBatches) {
 TEST_F(DataControllerTest, ScreenBatchesAndScreenToSend) {
   auto directory = [&](const std::string& name, platform::Date date) {
     Repository::DirectoryDate entry;
-    entry.directory = repository_->root().appending(name, false);
+    entry.directory = spool_.repository().root().appending(name, false);
     entry.date = date;
     return entry;
   };
@@ -301,23 +291,23 @@ TEST_F(DataControllerTest, ImagesInIndexOrder) {
   saveImages("S_1", {10, 9, 2});
   writeBytes(batchFolder("S_1") / "cache" / "5", "damaged");
   std::vector<std::int64_t> indexes;
-  for (const auto& image : repository_->images("S_1")) indexes.push_back(image.index);
+  for (const auto& image : spool_.repository().images("S_1")) indexes.push_back(image.index);
   EXPECT_EQ(indexes, (std::vector<std::int64_t>{2, 9, 10}));
   EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1") / "cache" / "5"));
-  EXPECT_TRUE(repository_->images("Missing_1").empty());
+  EXPECT_TRUE(spool_.repository().images("Missing_1").empty());
 }
 
 // Reading stops at kMaxImagesVideoRecording files, and as soon as the footprint exceeds
 // physical memory / 2.2.
 TEST_F(DataControllerTest, ImageReadingLimits) {
   saveImages("S_1", {0, 1, 2, 3, 4});
-  configuration_->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 3; });
-  EXPECT_EQ(repository_->images("S_1").size(), 3u);
+  spool_.configuration()->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 3; });
+  EXPECT_EQ(spool_.repository().images("S_1").size(), 3u);
 
-  configuration_->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 2000; });
+  spool_.configuration()->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 2000; });
   footprint_->values = {100.0, 499.0, 501.0};  // the ceiling is 1100 / 2.2 = 500 MiB
   footprint_->calls = 0;
-  auto images = repository_->images("S_1");
+  auto images = spool_.repository().images("S_1");
   ASSERT_EQ(images.size(), 2u);
   EXPECT_EQ(images[1].index, 1);
 }
@@ -388,7 +378,7 @@ TEST_F(DataControllerTest, RemovedBatchFolderIsMadeAgainByTheNextEvent) {
 
 // A batch folder that can't be made logs and drops the event.
 TEST_F(DataControllerTest, FolderThatCannotBeMadeDropsEvent) {
-  writeBytes(sandbox_.storeRoot() / "S_1", "a file where the folder should be");
+  writeBytes(spool_.sandbox().storeRoot() / "S_1", "a file where the folder should be");
   auto error = controller_.saveEventNow(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
   controller_.saveEvent(EventType::batchEnd, now(), std::string("x"), batch("S_1", now()));
   scheduler_->runUntilIdle();
@@ -397,7 +387,7 @@ TEST_F(DataControllerTest, FolderThatCannotBeMadeDropsEvent) {
   std::size_t failures = 0;
   for (const auto& message : logs_.messages()) failures += message.rfind("Error creating directory: ", 0) == 0;
   EXPECT_EQ(failures, 2u);
-  EXPECT_EQ(readBytes(sandbox_.storeRoot() / "S_1"), "a file where the folder should be");
+  EXPECT_EQ(readBytes(spool_.sandbox().storeRoot() / "S_1"), "a file where the folder should be");
 }
 
 }  // namespace

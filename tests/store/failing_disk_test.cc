@@ -5,15 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "config/sdk_configuration.h"
-#include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/testing/fault_injecting_files.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store_test_support.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -21,17 +16,10 @@ namespace {
 // The store on a disk that fails: full, failing writes, a power cut.
 class FailingDiskTest : public ::testing::Test {
  protected:
-  BatchContext batch(const std::string& id) const {
-    BatchContext context;
-    context.id = id;
-    context.viewContext.screenID = id.substr(0, id.find('_'));
-    context.viewContext.dateScreen = scheduler_->now();
-    return context;
-  }
+  BatchContext batch(const std::string& id) const { return testing::Spool::batch(id, scheduler_->now()); }
 
   std::shared_ptr<DataController> makeController() {
-    return std::make_shared<DataController>(std::make_shared<Repository>(
-        configuration_, FileStorage::make(queue_, std::make_shared<Security>()), nullptr, 0.0, scheduler_));
+    return testing::Spool::openStore(spool_.configuration(), scheduler_, spool_.readWrite());
   }
 
   void save(const std::string& batchID, const std::string& goal) {
@@ -55,14 +43,9 @@ class FailingDiskTest : public ::testing::Test {
   }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_, testing::Spool::Options().withPlatform(Platform{}).withPhysicalMemory(0.0)};
   testing::LogCapture logs_;
-  std::shared_ptr<platform::DispatchQueue> queue_ =
-      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-  std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
-      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
-      Platform{}, scheduler_);
-  std::shared_ptr<DataController> controller_ = makeController();
+  std::shared_ptr<DataController> controller_ = spool_.dataController();
 };
 
 // A full disk loses no batch written before it, nor the blocks of the batch being written; it logs
@@ -72,7 +55,7 @@ TEST_F(FailingDiskTest, FullDiskLosesNothingStoredAndResumes) {
   for (const char* goal : {"b1", "b2"}) save("B_1", goal);
   scheduler_->runUntilIdle();
 
-  platform::FaultInjectingFiles disk(sandbox_.path());
+  platform::FaultInjectingFiles disk(spool_.sandbox().path());
   disk.failAfterBytes(30);  // less than one record: the write that fills the disk is torn
   for (int i = 0; i < 20; ++i) save(i % 2 == 0 ? "B_1" : "C_1", "lost" + std::to_string(i));
   EXPECT_TRUE(controller_->saveEventNow(EventType::goal, scheduler_->now(), Goal{"now", "EUR", 1.0f}, batch("B_1"))
@@ -93,7 +76,7 @@ TEST_F(FailingDiskTest, FullDiskLosesNothingStoredAndResumes) {
   scheduler_->runUntilIdle();
   EXPECT_EQ(goals("B_1"), (std::vector<std::string>{"b1", "b2", "b3"}));
   EXPECT_EQ(goals("C_1"), (std::vector<std::string>{"c1"}));
-  EXPECT_TRUE(std::filesystem::exists(sandbox_.storeRoot() / "C_1" / ".date.dat"));
+  EXPECT_TRUE(std::filesystem::exists(spool_.sandbox().storeRoot() / "C_1" / ".date.dat"));
   EXPECT_EQ(linesStartingWith("Store writes again after "), 1u);
 }
 
@@ -106,7 +89,7 @@ TEST_F(FailingDiskTest, TornWriteLeavesTheFileReadable) {
     save(id, "before");
     scheduler_->runUntilIdle();
     {
-      platform::FaultInjectingFiles disk(sandbox_.storeRoot() / id);
+      platform::FaultInjectingFiles disk(spool_.sandbox().storeRoot() / id);
       disk.failAfterBytes(room);
       save(id, "torn");
       scheduler_->runUntilIdle();
@@ -122,9 +105,9 @@ TEST_F(FailingDiskTest, TornWriteLeavesTheFileReadable) {
 TEST_F(FailingDiskTest, FailedWritesChangeNothing) {
   save("E_1", "one");
   scheduler_->runUntilIdle();
-  const std::string date = testing::readBytes(sandbox_.storeRoot() / "E_1" / ".date.dat");
+  const std::string date = testing::readBytes(spool_.sandbox().storeRoot() / "E_1" / ".date.dat");
   {
-    platform::FaultInjectingFiles disk(sandbox_.path());
+    platform::FaultInjectingFiles disk(spool_.sandbox().path());
     disk.failNextWrites(3);
     for (const char* goal : {"x", "y", "z"}) save("E_1", goal);
     scheduler_->runUntilIdle();
@@ -132,7 +115,7 @@ TEST_F(FailingDiskTest, FailedWritesChangeNothing) {
   save("E_1", "two");
   scheduler_->runUntilIdle();
   EXPECT_EQ(goals("E_1"), (std::vector<std::string>{"one", "two"}));
-  EXPECT_EQ(testing::readBytes(sandbox_.storeRoot() / "E_1" / ".date.dat"), date);
+  EXPECT_EQ(testing::readBytes(spool_.sandbox().storeRoot() / "E_1" / ".date.dat"), date);
   EXPECT_EQ(linesStartingWith("Error save event: "), 1u);
 }
 
@@ -142,7 +125,7 @@ TEST_F(FailingDiskTest, PowerCutKeepsTheStoreUsable) {
   save("P_1", "before faults");
   scheduler_->runUntilIdle();
   {
-    platform::FaultInjectingFiles disk(sandbox_.path());
+    platform::FaultInjectingFiles disk(spool_.sandbox().path());
     save("P_1", "unsynced");
     save("Q_1", "unsynced");
     scheduler_->runUntilIdle();
@@ -154,7 +137,7 @@ TEST_F(FailingDiskTest, PowerCutKeepsTheStoreUsable) {
   scheduler_->runUntilIdle();
   EXPECT_EQ(goals("P_1"), (std::vector<std::string>{"before faults", "after"}));
   EXPECT_EQ(goals("Q_1"), (std::vector<std::string>{"after"}));
-  EXPECT_TRUE(Repository::readDateFile(sandbox_.storeRoot() / "Q_1").has_value());
+  EXPECT_TRUE(Repository::readDateFile(spool_.sandbox().storeRoot() / "Q_1").has_value());
   EXPECT_EQ(linesStartingWith("Error convert file events encrypted"), 0u);
 }
 

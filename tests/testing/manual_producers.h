@@ -1,5 +1,5 @@
 // Producers of the SDK's shared state that a test drives by hand: batches, the application's
-// state, device performance and reachability, each publishing through a real Notifier on the
+// state, device performance, reachability and sessions, each publishing through a real Notifier on the
 // test's scheduler, so observers hear them as they hear the SDK's own.
 #pragma once
 
@@ -9,6 +9,7 @@
 #include "base/notifier.h"
 #include "lifecycle/observing.h"
 #include "lifecycle/reachability_observing.h"
+#include "session/session_life_cycle_observing.h"
 
 namespace obx::testing {
 
@@ -52,6 +53,17 @@ class ManualReachability : public ManualProducer<std::optional<ReachabilityConne
  public:
   using ManualProducer::ManualProducer;
   std::optional<ReachabilityConnection> connection() const override { return current_; }
+};
+
+// One session from the start, unless the test publishes another or none.
+class ManualSessions : public ManualProducer<std::optional<SessionContext>, SessionLifeCycleObserving> {
+ public:
+  explicit ManualSessions(std::shared_ptr<platform::Scheduler> scheduler,
+                          std::optional<SessionContext> initial = SessionContext{"SESSION-1|x", "LEAD1", std::nullopt})
+      : ManualProducer(std::move(scheduler), initial) {
+    current_ = std::move(initial);
+  }
+  std::optional<SessionContext> sessionContext() const override { return current_; }
 };
 
 }  // namespace obx::testing

@@ -10,17 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "../store/store_test_support.h"
 #include "config/sdk_configuration.h"
-#include "platform/dispatch/dispatch_queue.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/zip/zip_archive.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
 #include "store/files/aes.h"
 #include "store/files/security.h"
 #include "testing/log_capture.h"
 #include "testing/run_command.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -45,13 +42,7 @@ class UploadParserTest : public ::testing::Test {
   UploadParserTest() { logs_.clear(); }
   ~UploadParserTest() override { Logger::setLevel(previousLevel_); }
 
-  BatchContext batch(const std::string& id) const {
-    BatchContext context;
-    context.id = id;
-    context.viewContext.screenID = id.substr(0, id.find('_'));
-    context.viewContext.dateScreen = start_;
-    return context;
-  }
+  BatchContext batch(const std::string& id) const { return testing::Spool::batch(id, start_); }
 
   // Stores an event `milliseconds` after the screen's start; keep them multiples of 125 so that
   // the date arithmetic is exact.
@@ -104,22 +95,21 @@ class UploadParserTest : public ::testing::Test {
     return parsed ? body(*parsed) : "";
   }
 
-  std::filesystem::path zipFolder(const std::string& id) const { return sandbox_.storeRoot() / id / "zip"; }
+  std::filesystem::path zipFolder(const std::string& id) const { return spool_.sandbox().storeRoot() / id / "zip"; }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
   testing::LogCapture logs_;
   const platform::Date start_ = scheduler_->now();
-  std::shared_ptr<platform::DispatchQueue> queue_ =
-      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-  std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
-      Configuration(kAccount, kProperty, Consent::analyticsAndRecording, false, true, false, false, false), Platform{},
-      scheduler_);
+  testing::Spool spool_{scheduler_, testing::Spool::Options()
+                                         .withConfiguration(std::make_shared<SDKConfiguration>(
+                                             Configuration(kAccount, kProperty, Consent::analyticsAndRecording, false,
+                                                           true, false, false, false),
+                                             Platform{}, scheduler_))
+                                         .withPhysicalMemory(1e6)};
+  const std::shared_ptr<SDKConfiguration>& configuration_ = spool_.configuration();
   LogLevel previousLevel_ = Logger::level();
-  std::shared_ptr<Repository> repository_ = std::make_shared<Repository>(
-      configuration_, FileStorage::make(queue_, std::make_shared<Security>()), nullptr, 1e6, scheduler_);
-  DataController controller_{repository_};
-  UploadParser parser_{std::make_shared<UploaderConfiguration>(configuration_), sandbox_.storeRoot(), scheduler_};
+  DataController& controller_ = *spool_.dataController();
+  UploadParser parser_{std::make_shared<UploaderConfiguration>(configuration_), spool_.sandbox().storeRoot(), scheduler_};
 };
 
 // A screen of two batches becomes the ZIP's layout and body: sorted by offset, "batch", "bE" and
@@ -366,7 +356,7 @@ TEST_F(UploadParserTest, ScreensThatCannotBeIdentified) {
   ASSERT_EQ(messages.size(), 2u);
   EXPECT_EQ(messages[0].rfind("Error parsing Batch event ", 0), 0u);
   EXPECT_EQ(messages[1], "Error parser, screenID: F_1");
-  EXPECT_FALSE(std::filesystem::exists(sandbox_.storeRoot() / "F_1"));
+  EXPECT_FALSE(std::filesystem::exists(spool_.sandbox().storeRoot() / "F_1"));
 }
 
 // A screen whose events don't decode by their type has no body: with verbose logging every stored
@@ -494,7 +484,7 @@ TEST_F(UploadParserTest, ArchiveDeciphersWithOpenSSL) {
   auto decipher = [&](const std::string& name) {
     for (const auto& entry : *entries) {
       if (entry.name != "O_1_zip/raw/" + name) continue;
-      const auto file = sandbox_.path() / ("cipher-" + name);
+      const auto file = spool_.sandbox().path() / ("cipher-" + name);
       writeBytes(file, std::string(entry.bytes.begin(), entry.bytes.end()));
       return runCommand("openssl enc -d -aes-128-cbc -K " + keyHex + " -iv " + ivHex + " -in '" + file.string() +
                         "' 2>/dev/null");

@@ -11,13 +11,11 @@
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/testing/fault_injecting_files.h"
 #include "reachability_stub.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
 #include "testing/fake_url_session.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 #include "upload/upload_core.h"
 #include "upload_fixture.h"
-#include "../store/store_test_support.h"
 
 namespace obx {
 namespace {
@@ -55,7 +53,7 @@ class UploadWorkerTest : public ::testing::Test {
     scheduler_->advance(2.5);
   }
 
-  bool onDisk(const std::string& batchID) const { return std::filesystem::exists(sandbox_.storeRoot() / batchID); }
+  bool onDisk(const std::string& batchID) const { return std::filesystem::exists(spool_.sandbox().storeRoot() / batchID); }
 
   std::vector<std::string> sentAssets() const {
     std::vector<std::string> assets;
@@ -69,16 +67,10 @@ class UploadWorkerTest : public ::testing::Test {
   UploadWorker& worker() { return core_->uploaderWorker(); }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_, testing::Spool::Options().withPlatform(Platform{}).withPhysicalMemory(0.0)};
   testing::LogCapture logs_;
-  std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
-      Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
-      Platform{}, scheduler_);
-  std::shared_ptr<DataController> controller_ = std::make_shared<DataController>(std::make_shared<Repository>(
-      configuration_,
-      FileStorage::make(platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write"),
-                        std::make_shared<Security>()),
-      nullptr, 0.0, scheduler_));
+  std::shared_ptr<SDKConfiguration> configuration_ = spool_.configuration();
+  std::shared_ptr<DataController> controller_ = spool_.dataController();
   ScreenWriter writer_{controller_};
   std::shared_ptr<BatchStub> batches_ = std::make_shared<BatchStub>();
   std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
@@ -179,7 +171,7 @@ TEST_F(UploadWorkerTest, OutcomeTable) {
   for (const auto& testCase : cases) {
     SCOPED_TRACE(testCase.name);
     core_.reset();
-    std::filesystem::remove_all(sandbox_.storeRoot() / "S_1");
+    std::filesystem::remove_all(spool_.sandbox().storeRoot() / "S_1");
     for (const auto& outcome : testCase.script) session_->enqueue(outcome);
     writeScreens({"S_1"});
     startCore();
@@ -343,7 +335,7 @@ TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
     scheduler_->runUntilIdle();
     retryingReachability_.reset();
     logs_.clear();
-    for (const char* id : {"S1_1", "S2_1"}) std::filesystem::remove_all(sandbox_.storeRoot() / id);
+    for (const char* id : {"S1_1", "S2_1"}) std::filesystem::remove_all(spool_.sandbox().storeRoot() / id);
     writeScreens({"S1_1"});
     scheduler_->advance(0.5);
     writeScreens({"S2_1"});
@@ -371,7 +363,7 @@ TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
 // over many cycles; once space returns the screen goes out and is deleted after the 200.
 TEST_F(UploadWorkerTest, FullDiskAtUploadKeepsTheScreenUntilSpaceReturns) {
   writeScreens({"F_1"});
-  platform::FaultInjectingFiles disk(sandbox_.storeRoot());
+  platform::FaultInjectingFiles disk(spool_.sandbox().storeRoot());
   disk.failAfterBytes(0);
   startCore();
   scheduler_->advance(2.0 + 5 * 2.0);
@@ -395,7 +387,7 @@ TEST_F(UploadWorkerTest, FullDiskAtUploadKeepsTheScreenUntilSpaceReturns) {
 // it again and sends it once.
 TEST_F(UploadWorkerTest, FailedZipWriteIsRetriedNotDeleted) {
   writeScreens({"W_1"});
-  platform::FaultInjectingFiles disk(sandbox_.storeRoot());
+  platform::FaultInjectingFiles disk(spool_.sandbox().storeRoot());
   disk.failNextWrites(1);
   session_->enqueue(Outcome::status(200));
   startCore();
