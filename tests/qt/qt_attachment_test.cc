@@ -1,57 +1,13 @@
-#include "qt/qt_attachment.h"
-
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <QLabel>
-#include <QTest>
 #include <QThread>
 #include <atomic>
-#include <filesystem>
 
-#include "core/core.h"
-#include "obx/qt.h"
-#include "platform/dispatch/real_scheduler.h"
-#include "platform/files/sandbox.h"
-#include "platform/ui/application.h"
-#include "testing/fake_reachability.h"
-#include "testing/log_capture.h"
+#include "qt_sdk_fixture.h"
 
 namespace obx::qt {
 namespace {
 
-class QtAttachmentTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    root_ = std::filesystem::temp_directory_path() / ("obx-qt-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(root_);
-    platform::setSandboxRoot(root_);
-    platform::setDefaultScheduler(scheduler_);
-    platform::Application::resetShared(scheduler_);
-    auto reachability = reachability_;
-    core_ = Core::make(scheduler_, [reachability](std::shared_ptr<platform::Scheduler>) { return reachability; });
-    Core::resetShared(core_);
-  }
-  void TearDown() override {
-    OBXQt::detach();
-    Core::resetShared(nullptr);
-    core_.reset();
-    scheduler_->runMainLoop([] { return false; }, 0.2);
-    platform::setDefaultScheduler(nullptr);
-    std::filesystem::remove_all(root_);
-  }
-  void initialize() {
-    Configuration configuration("acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false);
-    configuration.endpoint = Endpoint::custom("http://127.0.0.1:9", "http://127.0.0.1:9/replay/");
-    core_->initialize(configuration, Platform::native());
-  }
-
-  std::shared_ptr<platform::RealScheduler> scheduler_ = std::make_shared<platform::RealScheduler>();
-  std::shared_ptr<testing::FakeReachability> reachability_ = std::make_shared<testing::FakeReachability>();
-  std::filesystem::path root_;
-  std::shared_ptr<Core> core_;
-  testing::LogCapture logs_;
-};
+using QtAttachmentTest = QtSDKTest;
 
 // Attaching is refused before initialize and off the GUI thread, each with its line; a second attach
 // changes nothing and says so.
