@@ -22,7 +22,8 @@ QWidget* ScreenControllers::findPages(QWidget* topLevel) {
   queue.enqueue(topLevel);
   while (!queue.isEmpty()) {
     QWidget* widget = queue.dequeue();
-    if (!widget->isHidden()) {
+    // The root is looked into even when hidden: a page of a stack that is not the current one.
+    if (widget == topLevel || !widget->isHidden()) {
       if (qobject_cast<QTabWidget*>(widget)) return widget;
       // The stack inside a tab widget is the tab widget's own.
       if (qobject_cast<QStackedWidget*>(widget) && !qobject_cast<QTabWidget*>(widget->parentWidget())) return widget;
@@ -57,12 +58,24 @@ void ScreenControllers::describe(platform::ViewController& controller, const QWi
   setObxDisableRecordingOnThisScreen(controller, widget.property(qt_property::kDisableRecording).toBool());
 }
 
-QWidget* ScreenControllers::pagesParent() const {
-  if (pages_.isNull()) return nullptr;
-  if (auto* tabs = qobject_cast<QTabWidget*>(pages_.data()); tabs && tabs->currentWidget()) {
-    return tabs->currentWidget()->parentWidget();
+void ScreenControllers::collectPages(QWidget* container, bool onPath, std::vector<QWidget*>& leaves, int& current) {
+  std::vector<QWidget*> pages = pagesOf(container);
+  const int index = currentIndex(container);
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    const bool currentHere = onPath && static_cast<int>(i) == index;
+    if (QWidget* inner = findPages(pages[i])) {
+      collectPages(inner, currentHere, leaves, current);
+      continue;
+    }
+    if (currentHere) current = static_cast<int>(leaves.size());
+    leaves.push_back(pages[i]);
   }
-  return pages_.data();
+}
+
+QWidget* ScreenControllers::pagesParent() const {
+  if (current_ < 0 || static_cast<std::size_t>(current_) >= pageWidgets_.size()) return nullptr;
+  QWidget* page = pageWidgets_[static_cast<std::size_t>(current_)].data();
+  return page ? page->parentWidget() : nullptr;
 }
 
 bool ScreenControllers::sync(platform::Window& window, const std::shared_ptr<platform::View>& content,
@@ -72,6 +85,7 @@ bool ScreenControllers::sync(platform::Window& window, const std::shared_ptr<pla
   setObxFormTrack(*content, true);
   if (!container) {
     const bool replace = !root_ || root_->isKindOfClass(platform::TabBarController::runtimeClass());
+    current_ = -1;
     if (replace) {
       pages_ = nullptr;
       pageWidgets_.clear();
@@ -84,10 +98,12 @@ bool ScreenControllers::sync(platform::Window& window, const std::shared_ptr<pla
     return replace;
   }
 
-  std::vector<QWidget*> pages = pagesOf(container);
+  std::vector<QWidget*> pages;
+  int current = -1;
+  collectPages(container, true, pages, current);
+  current_ = current;
   bool samePages = container == pages_.data() && pages.size() == pageWidgets_.size();
   for (std::size_t i = 0; samePages && i < pages.size(); ++i) samePages = pages[i] == pageWidgets_[i].data();
-  const int current = currentIndex(container);
   auto placePage = [&](std::size_t index) {
     if (index >= pages.size()) return;
     describe(*pageControllers_[index], *pages[index]);

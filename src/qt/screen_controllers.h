@@ -4,9 +4,10 @@
 // controller per page, the current page selected: switching pages moves the appearance callbacks
 // from one page's controller to the other's, and the current page is the screen.
 //
-// A name comes from the widget's "obxScreenName" property, else its objectName, else its class name.
-// Each screen's view carries the form mark, so that the fields of a screen make its form. Nested page
-// containers count as one screen, that of the outer page. GUI thread only.
+// A page that holds a tab or stacked widget of its own stands for that one's pages, so the screen is
+// the innermost current page. A name comes from the widget's "obxScreenName" property, else its
+// objectName, else its class name. Each screen's view carries the form mark, so that the fields of a
+// screen make its form. GUI thread only.
 #pragma once
 
 #include <QPointer>
@@ -38,6 +39,9 @@ class ScreenControllers {
 
  private:
   static QWidget* findPages(QWidget* topLevel);
+  // The pages that are screens, depth first: a page that holds pages of its own stands for them.
+  // `current` becomes the index of the one shown, if the path to it is all current pages.
+  static void collectPages(QWidget* container, bool onPath, std::vector<QWidget*>& leaves, int& current);
   static std::vector<QWidget*> pagesOf(QWidget* container);
   static int currentIndex(QWidget* container);
   static void describe(platform::ViewController& controller, const QWidget& widget);
@@ -45,6 +49,7 @@ class ScreenControllers {
   QPointer<QWidget> topLevel_;
   QPointer<QWidget> pages_;
   std::vector<QPointer<QWidget>> pageWidgets_;
+  int current_ = -1;
   std::shared_ptr<platform::ViewController> root_;
   std::vector<std::shared_ptr<platform::ViewController>> pageControllers_;
 };

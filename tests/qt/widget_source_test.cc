@@ -215,19 +215,26 @@ TEST_F(WidgetSourceTest, ScreensFollowPagesDialogsAndWindows) {
   const QPoint basketOrigin = basket->mapTo(&window, QPoint());
   EXPECT_EQ(inWindow(basketView), Rect::make(basketOrigin.x(), basketOrigin.y(), basket->width(), basket->height()));
 
+  // A page that holds a tab widget stands for its pages.
   QStackedWidget stack;
   stack.resize(300, 200);
   auto* first = new QLabel("one");
-  auto* second = new QLabel("two");
+  auto* inner = new QTabWidget;
+  auto* innerFirst = new QWidget;
+  innerFirst->setObjectName("InnerFirst");
+  inner->addTab(innerFirst, "first");
+  inner->addTab(new QLabel("second"), "second");
   stack.addWidget(first);
-  stack.addWidget(second);
+  stack.addWidget(inner);
   stack.show();
   settle();
   EXPECT_EQ(keyScreenName(), "QLabel");
-  second->setObjectName("SecondPage");
   stack.setCurrentIndex(1);
   settle();
-  EXPECT_EQ(keyScreenName(), "SecondPage");
+  EXPECT_EQ(keyScreenName(), "InnerFirst");
+  inner->setCurrentIndex(1);
+  settle();
+  EXPECT_EQ(keyScreenName(), "QLabel");
 
   stack.hide();
   settle();
