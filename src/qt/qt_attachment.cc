@@ -55,6 +55,7 @@ bool QtAttachment::attach() {
     refuse("the SDK's main queue is served by another thread");
     return false;
   }
+  scheduler_ = scheduler;
   windows_ = std::make_unique<MirrorWindows>(application);
   widgets_ = std::make_unique<WidgetSource>(*windows_);
   input_ = std::make_unique<InputBridge>(application, *widgets_);
@@ -87,9 +88,9 @@ void QtAttachment::detach() {
   widgets_.reset();
   windows_.reset();
   // What the teardown posted (the controllers' last callbacks) runs before the loop lets go.
-  platform::RealScheduler& scheduler = static_cast<platform::RealScheduler&>(*platform::Application::shared()->scheduler());
-  scheduler.drainMain();
+  scheduler_->drainMain();
   driver_.reset();
+  scheduler_.reset();
   Logger::log("OmbrixOBX Qt detached from the application", LogLevel::public_);
 }
 

@@ -32,6 +32,7 @@ class QtAttachment {
   std::unique_ptr<WidgetSource> widgets_;
   std::unique_ptr<InputBridge> input_;
   std::unique_ptr<MainQueueDriver> driver_;
+  std::shared_ptr<platform::RealScheduler> scheduler_;
 };
 
 }  // namespace obx::qt

@@ -137,7 +137,11 @@ bool WidgetSource::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::FontChange:
     case QEvent::PaletteChange:
     case QEvent::StyleChange:
+      markState(widget);
+      break;
     case QEvent::DynamicPropertyChange:
+      // A screen's name or recording flag may have changed with it.
+      if (nodes_.count(widget)) screensDirty_ = true;
       markState(widget);
       break;
     case QEvent::WindowActivate:
