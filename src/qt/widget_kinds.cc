@@ -127,7 +127,7 @@ void updateView(platform::View& view, WidgetKind kind, const QWidget& widget) {
   std::optional<platform::Color> background;
   if (widget.isWindow() || widget.autoFillBackground()) background = toColor(widget.palette().color(widget.backgroundRole()));
   if (view.backgroundColor() != background) view.setBackgroundColor(background);
-  view.setUserInteractionEnabled(widget.isEnabled());
+  if (view.isUserInteractionEnabled() != widget.isEnabled()) view.setUserInteractionEnabled(widget.isEnabled());
 
   switch (kind) {
     case WidgetKind::label: {
@@ -138,7 +138,9 @@ void updateView(platform::View& view, WidgetKind kind, const QWidget& widget) {
       if (label.fontSize() != size) label.setFontSize(size);
       auto color = toColor(qlabel.palette().color(qlabel.foregroundRole()));
       if (label.textColor() != color) label.setTextColor(color);
-      label.setNumberOfLines(qlabel.wordWrap() ? 0 : 1);
+      // Every setter below redraws and so asks replay for a new image: each only on a change.
+      const int lines = qlabel.wordWrap() ? 0 : 1;
+      if (label.numberOfLines() != lines) label.setNumberOfLines(lines);
       break;
     }
     case WidgetKind::image: {
@@ -181,8 +183,10 @@ void updateView(platform::View& view, WidgetKind kind, const QWidget& widget) {
     case WidgetKind::slider: {
       auto& slider = static_cast<platform::Slider&>(view);
       const auto& qslider = static_cast<const QAbstractSlider&>(widget);
-      slider.setRange(qslider.minimum(), qslider.maximum());
-      slider.setValue(qslider.value());
+      if (slider.minimumValue() != qslider.minimum() || slider.maximumValue() != qslider.maximum()) {
+        slider.setRange(qslider.minimum(), qslider.maximum());
+      }
+      if (slider.value() != qslider.value()) slider.setValue(qslider.value());
       break;
     }
     case WidgetKind::painted:
