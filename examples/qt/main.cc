@@ -9,7 +9,9 @@
 #include <QApplication>
 #include <QProcess>
 #include <QTest>
+#include <algorithm>
 #include <atomic>
+#include <vector>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -72,9 +74,16 @@ int printArrivals(const fs::path& received) {
   for (const auto& session : fs::directory_iterator(received, error)) {
     if (!session.is_directory()) continue;
     std::printf("obx-qt-shop: session %s\n", session.path().filename().c_str());
+    // Folders are numbered in the order the screens arrived.
+    std::vector<fs::path> screens;
     for (const auto& screen : fs::directory_iterator(session.path(), error)) {
-      if (!screen.is_directory()) continue;
-      std::string name = "?";
+      if (screen.is_directory()) screens.push_back(screen.path());
+    }
+    std::sort(screens.begin(), screens.end());
+    for (const auto& folder : screens) {
+      const fs::directory_entry screen(folder);
+      // A screen sent in more than one upload names itself in the first.
+      std::string name = "(continued)";
       std::ifstream in(screen.path() / "events.json");
       auto events = nlohmann::json::parse(in, nullptr, false);
       for (const auto& event : events.is_array() ? events : nlohmann::json::array()) {
