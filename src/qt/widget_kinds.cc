@@ -32,6 +32,9 @@ namespace obx::qt {
 
 namespace {
 
+// The width a check box's or radio button's box takes before its caption, in points.
+constexpr int kToggleBox = 20;
+
 platform::Color toColor(const QColor& color) {
   return platform::Color{color.redF(), color.greenF(), color.blueF(), color.alphaF()};
 }
@@ -176,8 +179,16 @@ void updateView(platform::View& view, WidgetKind kind, const QWidget& widget) {
       break;
     case WidgetKind::toggle: {
       auto& toggle = static_cast<platform::Switch&>(view);
-      const bool on = static_cast<const QAbstractButton&>(widget).isChecked();
-      if (toggle.isOn() != on) toggle.setOn(on);
+      const auto& button = static_cast<const QAbstractButton&>(widget);
+      if (toggle.isOn() != button.isChecked()) toggle.setOn(button.isChecked());
+      // The switch draws no text: its caption is a label beside the box, masked as labels are.
+      if (toggle.subviews().empty()) toggle.addSubview(std::make_shared<platform::Label>());
+      auto& caption = static_cast<platform::Label&>(*toggle.subviews().front());
+      caption.setText(toString(button.text()));
+      const double size = QFontInfo(button.font()).pixelSize();
+      if (caption.fontSize() != size) caption.setFontSize(size);
+      const platform::Rect frame = platform::Rect::make(kToggleBox, 0, std::max(0, button.width() - kToggleBox), button.height());
+      if (caption.frame() != frame) caption.setFrame(frame);
       break;
     }
     case WidgetKind::slider: {
