@@ -15,6 +15,12 @@ set(OBX_INSTALLED_TARGETS obx ${OBX_LAYER_TARGETS})
 if(TARGET obx_shared)
   list(APPEND OBX_INSTALLED_TARGETS obx_shared)
 endif()
+# The Qt adapter, obx::qt, with obx-qt.pc beside obx-static.pc.
+if(TARGET obx_qt)
+  list(APPEND OBX_INSTALLED_TARGETS obx_qt)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/obx-qt.pc.in ${CMAKE_CURRENT_BINARY_DIR}/obx-qt.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/obx-qt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
 install(TARGETS ${OBX_INSTALLED_TARGETS} EXPORT obxTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -24,11 +24,15 @@ LAYERS = [
     ("session",),
     ("rum", "svr", "upload", "network", "crash", "bridge"),
     ("core",),
+    ("qt",),  # the Qt 6 Widgets adapter, the only folder that includes Qt
 ]
 
 # Public headers that only the object behind the facade implements; lower layers take the vocabulary
 # types (enums, Configuration, the delegate records) and never call back up through the facade.
-TOP_ONLY_PUBLIC = {"obx/facade.h": "core", "obx/obx.h": "core"}
+TOP_ONLY_PUBLIC = {"obx/facade.h": "core", "obx/obx.h": "core", "obx/qt.h": "qt"}
+
+# A toolkit's headers: only its adapter includes them.
+TOOLKIT_ONLY = {"qt": re.compile(r"^(Q[A-Za-z0-9]+|Qt[A-Za-z0-9]*/.*)$")}
 
 # System headers the logic never includes: it reaches files, sockets, threads, time, crypto and
 # drawing through platform/. The public headers and platform/ itself are not bound by this.
@@ -87,6 +91,9 @@ def system_refusal(unit, included):
     """Why a system header may not be included here, or None when it may."""
     if unit in RANK and unit not in ("platform", "obx") and PLATFORM_ONLY_SYSTEM.match(included):
         return f"<{included}> is the platform's to include; go through platform/"
+    for adapter, pattern in TOOLKIT_ONLY.items():
+        if unit in RANK and unit != adapter and pattern.match(included):
+            return f"<{included}> is the {adapter}/ adapter's to include"
     return None
 
 

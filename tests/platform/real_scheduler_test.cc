@@ -161,17 +161,29 @@ TEST(RealScheduler, SyncWaitsForEarlierBlocksAndIsReentrant) {
 TEST(RealScheduler, MainQueueRunsOnTheLoopThread) {
   auto scheduler = std::make_shared<RealScheduler>();
   auto main = scheduler->mainQueue();
+  // A host loop that sleeps until woken (a toolkit's) is woken for a block posted from another
+  // thread and for a delayed one, and no longer once its handler is removed.
+  std::atomic<int> wakes{0};
+  scheduler->setMainWakeHandler([&] { ++wakes; });
   std::thread::id ranOn;
   std::atomic<bool> ran{false};
+  std::atomic<bool> delayed{false};
   std::thread other([&] {
     main->async([&] {
       ranOn = std::this_thread::get_id();
       ran = true;
     });
+    main->asyncAfter(0.01, [&] { delayed = true; });
   });
   other.join();
-  ASSERT_TRUE(scheduler->runMainLoop([&] { return ran.load(); }, 10.0));
+  ASSERT_TRUE(scheduler->runMainLoop([&] { return ran.load() && delayed.load(); }, 10.0));
   EXPECT_EQ(ranOn, std::this_thread::get_id());
+  EXPECT_GE(wakes.load(), 2);
+  scheduler->setMainWakeHandler({});
+  const int before = wakes.load();
+  main->async([] {});
+  scheduler->drainMain();
+  EXPECT_EQ(wakes.load(), before);
 }
 
 // Served on the scheduler's own thread, the main queue runs without anyone draining it, in order,

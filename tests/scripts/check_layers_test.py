@@ -87,6 +87,10 @@ class RulesTest(unittest.TestCase):
         ("src/rum/a.cc", "#include <openssl/evp.h>", "<openssl/evp.h> is the platform's to include"),
         ("src/rum/a.cc", "#include <vector>", None),
         ("src/platform/files/a.cc", "#include <fstream>", None),
+        ("src/qt/a.cc", '#include "core/core.h"', None),
+        ("src/qt/a.cc", "#include <QWidget>", None),
+        ("src/svr/a.cc", "#include <QWidget>", "<QWidget> is the qt/ adapter's to include"),
+        ("src/core/a.cc", '#include "obx/qt.h"', "obx/qt.h is for qt/ only"),
     ]
 
     def test_cases(self):

@@ -120,11 +120,19 @@ void RealScheduler::timerLoop(const std::shared_ptr<State>& state) {
 }
 
 void RealScheduler::executeOnMain(Block runnable) {
+  std::shared_ptr<const Block> wake;
   {
     std::lock_guard lock(state_->mainMutex);
     state_->mainWork.push_back(std::move(runnable));
+    wake = state_->mainWake;
   }
   state_->mainReady.notify_all();
+  if (wake) (*wake)();
+}
+
+void RealScheduler::setMainWakeHandler(Block handler) {
+  std::lock_guard lock(state_->mainMutex);
+  state_->mainWake = handler ? std::make_shared<const Block>(std::move(handler)) : nullptr;
 }
 
 std::size_t RealScheduler::drainMain() { return drainMain(*state_); }

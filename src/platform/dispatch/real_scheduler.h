@@ -41,6 +41,10 @@ class RealScheduler final : public Scheduler {
   // Idempotent. The host must then not serve it too.
   void serveMainOnOwnThread();
   bool servesMainOnOwnThread() const;
+  // Called on the posting thread after each block is queued for the main thread, so that a host's
+  // own event loop can wake and drain (a toolkit that sleeps until an event arrives). It must only
+  // post, never run the work; an empty handler removes it. Any thread.
+  void setMainWakeHandler(Block handler);
 
  private:
   using SteadyTime = std::chrono::steady_clock::time_point;
@@ -64,6 +68,7 @@ class RealScheduler final : public Scheduler {
     std::condition_variable mainReady;
     std::deque<Block> mainWork;
     bool mainStopping = false;
+    std::shared_ptr<const Block> mainWake;
   };
 
   static void workerLoop(const std::shared_ptr<State>& state);

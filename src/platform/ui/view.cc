@@ -284,6 +284,7 @@ bool View::drawViewHierarchyInRect(Rect rect, bool afterScreenUpdates) const {
 
 void View::drawTree(BitmapContext& context) const {
   if (hidden_ || !(alpha_ > 0)) return;
+  if (drawHierarchy(context)) return;
   // The view's layer without its position: this call has already moved to it.
   layer()->renderInContext(context);
   if (subviews_.empty()) return;

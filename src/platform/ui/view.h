@@ -151,6 +151,12 @@ class View : public Object {
   virtual void didMoveToWindow() {}
   // For subclasses whose state changes their look.
   void visualStateChanged() { didChangeVisualState(); }
+  // A view whose subtree's pixels come from elsewhere (a real toolkit's window) draws all of them
+  // here, in its own coordinates, and returns true; its layer and subviews are then not drawn.
+  virtual bool drawHierarchy(BitmapContext& context) const {
+    (void)context;
+    return false;
+  }
 
  private:
   Point originInWindow() const;

@@ -1,0 +1,65 @@
+#include <QLabel>
+#include <QThread>
+#include <atomic>
+
+#include "qt_sdk_fixture.h"
+
+namespace obx::qt {
+namespace {
+
+using QtAttachmentTest = QtSDKTest;
+
+// Attaching is refused before initialize and off the GUI thread, each with its line; a second attach
+// changes nothing and says so.
+TEST_F(QtAttachmentTest, RefusalsAndSecondAttach) {
+  EXPECT_FALSE(OBXQt::attach());
+  EXPECT_TRUE(logs_.contains("OmbrixOBX Qt attach refused: call OBX::initialize first"));
+  initialize();
+  bool offThread = true;
+  QThread* thread = QThread::create([&] { offThread = OBXQt::attach(); });
+  thread->start();
+  thread->wait();
+  delete thread;
+  EXPECT_FALSE(offThread);
+  EXPECT_TRUE(logs_.contains("OmbrixOBX Qt attach refused: called off the GUI thread"));
+  EXPECT_TRUE(OBXQt::attach());
+  EXPECT_TRUE(OBXQt::attach());
+  EXPECT_TRUE(logs_.contains("OmbrixOBX Qt is already attached"));
+}
+
+// Once attached, work posted to the main queue from any thread runs on the GUI thread from Qt's loop;
+// a window shown is mirrored; detach removes the windows and the filter, so a window shown after it
+// is not mirrored.
+TEST_F(QtAttachmentTest, MainQueueRunsOnQtLoopAndDetachLeavesNothing) {
+  initialize();
+  ASSERT_TRUE(OBXQt::attach());
+  std::atomic<bool> ran{false};
+  std::atomic<bool> onGuiThread{false};
+  QThread* poster = QThread::create([&] {
+    scheduler_->mainQueue()->async([&] {
+      onGuiThread = QThread::currentThread() == qApp->thread();
+      ran = true;
+    });
+  });
+  poster->start();
+  poster->wait();
+  delete poster;
+  EXPECT_TRUE(QTest::qWaitFor([&] { return ran.load(); }, 5000));
+  EXPECT_TRUE(onGuiThread);
+
+  QLabel first("Welcome");
+  first.resize(200, 100);
+  first.show();
+  EXPECT_TRUE(QTest::qWaitFor([&] { return !platform::Application::shared()->windows().empty(); }, 5000));
+  OBXQt::detach();
+  EXPECT_FALSE(OBXQt::isAttached());
+  EXPECT_TRUE(platform::Application::shared()->windows().empty());
+  QLabel second("Later");
+  second.show();
+  QTest::qWait(50);
+  EXPECT_TRUE(platform::Application::shared()->windows().empty());
+  EXPECT_TRUE(logs_.contains("OmbrixOBX Qt detached from the application"));
+}
+
+}  // namespace
+}  // namespace obx::qt

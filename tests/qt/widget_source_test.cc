@@ -1,0 +1,303 @@
+#include "qt/widget_source.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTest>
+#include <QVBoxLayout>
+
+#include "obx/view_properties.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "platform/runtime/runtime.h"
+#include "platform/ui/application.h"
+#include "platform/ui/event.h"
+#include "platform/ui/label.h"
+#include "platform/ui/scroll_view.h"
+#include "platform/ui/tab_bar_controller.h"
+#include "platform/ui/text_field.h"
+#include "platform/ui/touch.h"
+#include "qt/input_bridge.h"
+#include "qt/mirror_windows.h"
+
+namespace obx::qt {
+namespace {
+
+using platform::Rect;
+
+// The name of the screen the key window shows, by the rule screen detection follows: the root
+// controller, the selected page of a tab bar controller.
+std::string keyScreenName() {
+  auto window = platform::Application::shared()->keyWindow();
+  if (!window || !window->rootViewController()) return "";
+  auto controller = window->rootViewController();
+  if (controller->isKindOfClass(platform::TabBarController::runtimeClass())) {
+    controller = std::static_pointer_cast<platform::TabBarController>(controller)->selectedViewController();
+  }
+  return controller ? obxScreenName(*controller).value_or("") : "";
+}
+
+// A view's frame in its window's coordinates.
+Rect inWindow(const std::shared_ptr<platform::View>& view) {
+  return view->superview()->convertRectToView(view->frame(), nullptr);
+}
+
+bool inTree(const platform::View& root, const platform::View* view) {
+  if (&root == view) return true;
+  for (const auto& subview : root.subviews()) {
+    if (inTree(*subview, view)) return true;
+  }
+  return false;
+}
+
+// The touches that reached the application's "sendEvent:" while the test ran.
+class TouchRecorder {
+ public:
+  struct Seen {
+    platform::TouchPhase phase;
+    platform::Point location;
+    platform::View* view;
+    std::size_t scrollRecognizers;
+  };
+  TouchRecorder() {
+    method_ = platform::Application::runtimeClass()->instanceMethod(platform::selectors::sendEvent);
+    auto original = *platform::methodGetImplementation(method_)->as<platform::SendEventSignature>();
+    before_ = platform::methodSetImplementation(
+        method_, platform::Implementation::make<platform::SendEventSignature>(
+                     [this, original](platform::Object& app, const platform::Event& event) {
+                       for (const auto& touch : event.allTouches().value_or(std::vector<std::shared_ptr<platform::Touch>>{})) {
+                         std::size_t scrolls = 0;
+                         for (const auto& r : touch->gestureRecognizers().value_or(
+                                  std::vector<std::shared_ptr<platform::GestureRecognizer>>{})) {
+                           auto view = r->view();
+                           if (view && view->isKindOfClass(platform::ScrollView::runtimeClass())) ++scrolls;
+                         }
+                         seen.push_back({touch->phase(), touch->locationInWindow(), touch->view().get(), scrolls});
+                       }
+                       original(app, event);
+                     }));
+  }
+  ~TouchRecorder() { platform::methodSetImplementation(method_, before_); }
+  std::vector<Seen> seen;
+
+ private:
+  platform::Method* method_;
+  platform::IMP before_;
+};
+
+class WidgetSourceTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    application_ = platform::Application::resetShared(scheduler_);
+    windows_ = std::make_unique<MirrorWindows>(application_);
+    source_ = std::make_unique<WidgetSource>(*windows_);
+    source_->start();
+  }
+  void TearDown() override {
+    source_.reset();
+    windows_.reset();
+    scheduler_->runUntilIdle();
+  }
+  // Lets Qt deliver what is queued, the mirror's flush among it, and the SDK's main queue run.
+  void settle() {
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+    scheduler_->runUntilIdle();
+  }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  std::shared_ptr<platform::Application> application_;
+  std::unique_ptr<MirrorWindows> windows_;
+  std::unique_ptr<WidgetSource> source_;
+};
+
+// The mirror follows a window's widgets through show, move, hide, reparent and delete, in window
+// coordinates, and a password's characters never enter it.
+TEST_F(WidgetSourceTest, MirrorFollowsTheWidgets) {
+  QWidget window;
+  window.resize(400, 300);
+  auto* title = new QLabel("Total", &window);
+  title->setGeometry(10, 20, 120, 30);
+  auto* panel = new QWidget(&window);
+  panel->setGeometry(50, 100, 300, 150);
+  auto* inner = new QLabel("Inner", panel);
+  inner->setGeometry(5, 6, 80, 20);
+  auto* password = new QLineEdit(panel);
+  password->setEchoMode(QLineEdit::Password);
+  password->setGeometry(5, 40, 200, 30);
+  password->setText("Tr0ub4dor&3");
+  window.show();
+  settle();
+
+  auto platformWindow = source_->windowOf(&window);
+  ASSERT_TRUE(platformWindow);
+  EXPECT_EQ(application_->keyWindow(), platformWindow);
+  EXPECT_EQ(application_->mainScreen()->bounds(), Rect::make(0, 0, 400, 300));
+  auto titleView = source_->viewOf(title);
+  ASSERT_TRUE(titleView && titleView->isKindOfClass(platform::Label::runtimeClass()));
+  EXPECT_EQ(static_cast<platform::Label&>(*titleView).text(), "Total");
+  EXPECT_EQ(inWindow(titleView), Rect::make(10, 20, 120, 30));
+  EXPECT_EQ(inWindow(source_->viewOf(inner)), Rect::make(55, 106, 80, 20));
+  auto field = std::static_pointer_cast<platform::TextField>(source_->viewOf(password));
+  ASSERT_TRUE(field);
+  EXPECT_TRUE(field->isSecureTextEntry());
+  EXPECT_EQ(field->text(), "***********");
+  EXPECT_EQ(obxMasking(*field), MaskView::mask);
+
+  title->move(30, 40);
+  title->setText("Sum");
+  settle();
+  EXPECT_EQ(inWindow(titleView), Rect::make(30, 40, 120, 30));
+  EXPECT_EQ(static_cast<platform::Label&>(*titleView).text(), "Sum");
+
+  title->hide();
+  settle();
+  EXPECT_EQ(source_->viewOf(title), nullptr);
+  EXPECT_FALSE(inTree(*platformWindow, titleView.get()));
+
+  inner->setParent(&window);
+  inner->move(1, 2);
+  inner->show();
+  settle();
+  ASSERT_TRUE(source_->viewOf(inner));
+  EXPECT_EQ(inWindow(source_->viewOf(inner)), Rect::make(1, 2, 80, 20));
+
+  // Deleted between its event and the flush: nothing of it is left to touch.
+  auto fieldView = source_->viewOf(password);
+  password->move(7, 7);
+  delete panel;
+  settle();
+  EXPECT_EQ(source_->viewOf(password), nullptr);
+  EXPECT_FALSE(inTree(*platformWindow, fieldView.get()));
+
+  window.hide();
+  settle();
+  EXPECT_EQ(source_->windowOf(&window), nullptr);
+  EXPECT_TRUE(application_->windows().empty());
+}
+
+// Screens follow the pages and windows: a tab switch, a stacked page, a modal dialog over its window
+// and a second top-level window each make the key screen change, and the names come from the
+// property, else the object name, else the class.
+TEST_F(WidgetSourceTest, ScreensFollowPagesDialogsAndWindows) {
+  QWidget window;
+  window.setObjectName("Shop");
+  window.resize(400, 300);
+  auto* layout = new QVBoxLayout(&window);
+  auto* tabs = new QTabWidget;
+  auto* catalog = new QWidget;
+  catalog->setProperty("obxScreenName", "Catalog");
+  auto* basket = new QWidget;
+  basket->setObjectName("Basket");
+  tabs->addTab(catalog, "Catalog");
+  tabs->addTab(basket, "Basket");
+  layout->addWidget(tabs);
+  window.show();
+  settle();
+  EXPECT_EQ(keyScreenName(), "Catalog");
+  auto catalogView = source_->viewOf(catalog);
+  ASSERT_TRUE(catalogView);
+  EXPECT_TRUE(obxFormTrack(*catalogView));
+
+  tabs->setCurrentIndex(1);
+  settle();
+  EXPECT_EQ(keyScreenName(), "Basket");
+  // The page's view is where the mirror keeps it, not where the controller put it.
+  auto basketView = source_->viewOf(basket);
+  ASSERT_TRUE(basketView);
+  const QPoint basketOrigin = basket->mapTo(&window, QPoint());
+  EXPECT_EQ(inWindow(basketView), Rect::make(basketOrigin.x(), basketOrigin.y(), basket->width(), basket->height()));
+
+  // A page that holds a tab widget stands for its pages.
+  QStackedWidget stack;
+  stack.resize(300, 200);
+  auto* first = new QLabel("one");
+  auto* inner = new QTabWidget;
+  auto* innerFirst = new QWidget;
+  innerFirst->setObjectName("InnerFirst");
+  inner->addTab(innerFirst, "first");
+  inner->addTab(new QLabel("second"), "second");
+  stack.addWidget(first);
+  stack.addWidget(inner);
+  stack.show();
+  settle();
+  EXPECT_EQ(keyScreenName(), "QLabel");
+  stack.setCurrentIndex(1);
+  settle();
+  EXPECT_EQ(keyScreenName(), "InnerFirst");
+  inner->setCurrentIndex(1);
+  settle();
+  EXPECT_EQ(keyScreenName(), "QLabel");
+
+  stack.hide();
+  settle();
+  EXPECT_EQ(keyScreenName(), "Basket");
+
+  QWidget dialog(&window, Qt::Dialog);
+  dialog.setWindowModality(Qt::WindowModal);
+  dialog.resize(200, 100);
+  window.activateWindow();
+  dialog.show();
+  settle();
+  EXPECT_EQ(keyScreenName(), "QWidget");
+  EXPECT_EQ(application_->mainScreen()->bounds(), Rect::make(0, 0, 200, 100));
+  dialog.hide();
+  settle();
+  EXPECT_EQ(keyScreenName(), "Basket");
+  EXPECT_EQ(application_->mainScreen()->bounds(), Rect::make(0, 0, 400, 300));
+}
+
+// Touches land at the widget's place in its window, on its mirrored view, and a touch inside a scroll
+// area carries that scroll view's recogniser; item view cells become labels at their places.
+TEST_F(WidgetSourceTest, TouchesAndCells) {
+  InputBridge input(application_, *source_);
+  TouchRecorder recorder;
+  QWidget window;
+  window.resize(400, 400);
+  auto* button = new QPushButton("Pay", &window);
+  button->setGeometry(40, 30, 100, 40);
+  auto* list = new QListWidget(&window);
+  list->setGeometry(0, 100, 400, 300);
+  for (int i = 0; i < 50; ++i) list->addItem(QString("Item %1").arg(i));
+  window.show();
+  settle();
+
+  QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(10, 5));
+  settle();
+  ASSERT_EQ(recorder.seen.size(), 2u);
+  EXPECT_EQ(recorder.seen[0].phase, platform::TouchPhase::began);
+  EXPECT_EQ(recorder.seen[1].phase, platform::TouchPhase::ended);
+  EXPECT_EQ(recorder.seen[0].location, (platform::Point{50, 35}));
+  EXPECT_EQ(recorder.seen[0].view, source_->viewOf(button).get());
+  EXPECT_EQ(recorder.seen[0].scrollRecognizers, 0u);
+
+  auto listView = source_->viewOf(list);
+  ASSERT_TRUE(listView);
+  std::shared_ptr<platform::View> cell;
+  for (const auto& each : listView->subviews()) {
+    if (each->isKindOfClass(platform::Label::runtimeClass()) && static_cast<platform::Label&>(*each).text() == "Item 1") {
+      cell = each;
+    }
+  }
+  ASSERT_TRUE(cell);
+  const QRect itemRect = list->visualItemRect(list->item(1)).translated(list->viewport()->mapTo(&window, QPoint()));
+  EXPECT_EQ(inWindow(cell), Rect::make(itemRect.x(), itemRect.y(), itemRect.width(), itemRect.height()));
+
+  recorder.seen.clear();
+  QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(20, 20));
+  settle();
+  ASSERT_FALSE(recorder.seen.empty());
+  const QPoint inList = list->viewport()->mapTo(&window, QPoint(20, 20));
+  EXPECT_EQ(recorder.seen[0].location, (platform::Point{static_cast<double>(inList.x()), static_cast<double>(inList.y())}));
+  EXPECT_EQ(recorder.seen[0].scrollRecognizers, 1u);
+}
+
+}  // namespace
+}  // namespace obx::qt
