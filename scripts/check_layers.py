@@ -24,6 +24,7 @@ LAYERS = [
     ("session",),
     ("rum", "svr", "upload", "network", "crash", "bridge"),
     ("core",),
+    ("qt",),  # the Qt adapter: the only folder that includes Qt
 ]
 
 # Public headers that only the object behind the facade implements; lower layers take the vocabulary
