@@ -21,7 +21,8 @@ using platform::URLError;
 // status that came (a 404, a 500): that is recorded as its code, as the URL session reports it.
 // Qt's errorString() is never used: it quotes the whole URL, credentials and parameters included.
 std::optional<URLError> transferError(QNetworkReply::NetworkError error, bool hasStatus) {
-  const bool transportError = error >= QNetworkReply::ConnectionRefusedError && error <= QNetworkReply::UnknownNetworkError;
+  const bool transportError =
+      error >= QNetworkReply::ConnectionRefusedError && error <= QNetworkReply::UnknownNetworkError;
   if (error == QNetworkReply::NoError || (hasStatus && !transportError)) return std::nullopt;
   switch (error) {
     case QNetworkReply::ConnectionRefusedError:
