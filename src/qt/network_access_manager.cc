@@ -3,7 +3,6 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -73,8 +72,8 @@ std::optional<std::string> methodOf(QNetworkAccessManager::Operation operation, 
   }
 }
 
-// The size of the body as the request is made; absent without a body, or when it is a stream of
-// unknown length (its size then comes from the upload's progress).
+// The size of the body as the request is made; absent without a body, and for a stream of unknown
+// length, as the URL session's uploads from a stream are not measured either.
 std::optional<std::int64_t> bodySize(const QNetworkRequest& request, const QIODevice* body) {
   if (!body) return std::nullopt;
   if (!body->isSequential()) return static_cast<std::int64_t>(body->size() - body->pos());
@@ -91,11 +90,8 @@ std::optional<std::int64_t> bodySize(const QNetworkRequest& request, const QIODe
 class RequestMeasure final : public QObject {
  public:
   RequestMeasure(QNetworkReply* reply, URLSessionDataIntercepted value, std::weak_ptr<Core> core)
-      : QObject(reply), value_(std::move(value)), core_(std::move(core)), bodyKnown_(value_.bytesSent.has_value()) {
+      : QObject(reply), value_(std::move(value)), core_(std::move(core)) {
     connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply] { readStatus(reply); });
-    connect(reply, &QNetworkReply::uploadProgress, this, [this](qint64 sent, qint64) {
-      if (!bodyKnown_ && sent > 0) value_.bytesSent = std::max<std::int64_t>(value_.bytesSent.value_or(0), sent);
-    });
     connect(reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64) {
       if (received > 0) value_.bytesReceived = static_cast<std::int64_t>(received);
     });
@@ -138,7 +134,6 @@ class RequestMeasure final : public QObject {
 
   URLSessionDataIntercepted value_;
   const std::weak_ptr<Core> core_;
-  const bool bodyKnown_;
   bool recorded_ = false;
 };
 
