@@ -16,6 +16,9 @@
 //   "obxDisableRecordingOnThisScreen" (bool) on a window, dialog or page: no images of that screen
 //
 // Every call is safe at any time and never throws; a refused call says why in the log.
+//
+// Network calls are recorded by obx::qt::NetworkAccessManager (obx/qt_network_access_manager.h), made
+// where the application made its QNetworkAccessManager.
 #pragma once
 
 namespace obx {

@@ -32,6 +32,7 @@ class ReachabilityObserver;
 class ConfigurationAPI;
 class MemoryFootprintProviding;
 class TrackedEvents;
+struct URLSessionDataIntercepted;
 namespace platform {
 class Reachability;
 }
@@ -100,6 +101,10 @@ class Core : public std::enable_shared_from_this<Core> {
   void sendDimension(const std::string& name, double value);
   void sendError(const std::string& text);
   void sendHTTPError(int statusCode);
+  // Hands a request that a toolkit's HTTP client measured to the network feature, which records it
+  // by its own rules; dropped while that feature is not registered. `request.date` is on this
+  // core's clock.
+  void recordNetworkRequest(const URLSessionDataIntercepted& request);
   void formSuccess();
   // `selector`: the string tag of the field at fault, if any.
   void formError(const std::string& error, std::optional<std::string> selector = std::nullopt);

@@ -108,6 +108,10 @@ void Core::registerFeatureBuilders() {
   });
 }
 
+void Core::recordNetworkRequest(const URLSessionDataIntercepted& request) {
+  if (auto network = feature<NetworkFeature>(FeatureKey::kNetwork)) network->core->record(request);
+}
+
 std::shared_ptr<CacheController> Core::buildCacheController() { return CacheController::make(queue_); }
 
 std::shared_ptr<platform::Reachability> Core::defaultReachability(std::shared_ptr<platform::Scheduler> scheduler) {

@@ -63,6 +63,13 @@ NetworkCore::~NetworkCore() {
   if (dependencies_.appCycle && appStateObserver_) dependencies_.appCycle->remove(appStateObserver_);
 }
 
+void NetworkCore::record(URLSessionDataIntercepted request) {
+  std::weak_ptr<NetworkCore> weak = weak_from_this();
+  networkQueue_->async([weak, request = std::move(request)] {
+    if (auto self = weak.lock()) self->httpInterceptorDetected(request);
+  });
+}
+
 // MARK: - Observers
 
 std::shared_ptr<BatchObserverValue> NetworkCore::batchObserver() {

@@ -6,7 +6,7 @@
 //
 // Threads: every observer runs on "obx.ombrix.feature.Network" (networkQueue), which alone touches
 // the current batch; the interceptors report from the sessions' delegate queues through their
-// notifiers.
+// notifiers, and record() may be called from any thread.
 #pragma once
 
 #include <memory>
@@ -45,6 +45,11 @@ class NetworkCore final : public std::enable_shared_from_this<NetworkCore> {
   NetworkCore& operator=(const NetworkCore&) = delete;
 
   const std::shared_ptr<platform::DispatchQueue>& networkQueue() const { return networkQueue_; }
+
+  // A finished request measured by an HTTP client other than the URL session (a toolkit's own),
+  // its date taken from this core's clock when the request was made. Decided and recorded on
+  // networkQueue exactly as an intercepted one, own traffic and suppressed screens left out.
+  void record(URLSessionDataIntercepted request);
 
  private:
   struct Token {};

@@ -1,0 +1,350 @@
+// The Qt network manager making real requests to local servers on 127.0.0.1 through Qt's event loop,
+// recorded by a Core whose network feature is the real one: each request must come out as the
+// "network" event the feature makes of a URL session's request, in the Core's store.
+#include "obx/qt_network_access_manager.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QNetworkProxy>
+#include <QNetworkReply>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "core/core.h"
+#include "lifecycle/app_life_cycle.h"
+#include "lifecycle/batch_coordinator.h"
+#include "network/network_event_builder.h"
+#include "network/network_feature.h"
+#include "platform/bundle/bundle_info.h"
+#include "platform/dispatch/manual_scheduler.h"
+#include "platform/ui/application.h"
+#include "store/data_controller.h"
+#include "store/store_test_support.h"
+#include "testing/fake_reachability.h"
+
+namespace obx::qt {
+namespace {
+
+constexpr const char* kItems = "[1,2,3]";
+constexpr auto kWait = std::chrono::seconds(10);
+
+// An HTTP server on 127.0.0.1. "/slow" answers only once the server is destroyed (or after kWait)
+// and notes the query of each request it holds.
+class LocalServer {
+ public:
+  LocalServer() {
+    server_.Get("/items", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kItems, "application/json");
+    });
+    server_.Get("/missing", [](const httplib::Request&, httplib::Response& response) {
+      response.status = 404;
+      response.set_content("no such item", "text/plain");
+    });
+    server_.Post("/orders", [](const httplib::Request& request, httplib::Response& response) {
+      response.status = 201;
+      response.set_content(std::to_string(request.body.size()), "text/plain");
+    });
+    server_.Put("/orders", [](const httplib::Request&, httplib::Response& response) {
+      response.status = 500;
+      response.set_content("down", "text/plain");
+    });
+    server_.Patch("/orders", [](const httplib::Request& request, httplib::Response& response) {
+      response.set_content(request.body, "text/plain");
+    });
+    server_.Delete("/orders", [](const httplib::Request&, httplib::Response& response) { response.status = 204; });
+    server_.Get("/slow", [this](const httplib::Request& request, httplib::Response& response) {
+      std::unique_lock lock(mutex_);
+      held_.push_back(request.target.substr(request.target.find('?') + 1));
+      released_.wait_for(lock, kWait, [this] { return release_; });
+      response.set_content("late", "text/plain");
+    });
+    server_.set_keep_alive_max_count(1);
+    port_ = server_.bind_to_any_port("127.0.0.1");
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    const auto deadline = std::chrono::steady_clock::now() + kWait;
+    while (!server_.is_running() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  }
+  ~LocalServer() {
+    {
+      std::lock_guard lock(mutex_);
+      release_ = true;
+    }
+    released_.notify_all();
+    server_.stop();
+    thread_.join();
+  }
+
+  bool running() const { return port_ > 0 && server_.is_running(); }
+  std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
+  bool holds(const std::string& query) {
+    std::lock_guard lock(mutex_);
+    return std::find(held_.begin(), held_.end(), query) != held_.end();
+  }
+
+ private:
+  httplib::Server server_;
+  std::thread thread_;
+  int port_ = 0;
+  std::mutex mutex_;
+  std::condition_variable released_;
+  bool release_ = false;
+  std::vector<std::string> held_;
+};
+
+// A port on 127.0.0.1 that refuses connections: bound, never listening, held for the test's life.
+class ClosedPort {
+ public:
+  ClosedPort() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
+    port_ = ntohs(address.sin_port);
+  }
+  ~ClosedPort() { ::close(socket_); }
+  std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
+
+ private:
+  int socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
+  int port_ = 0;
+};
+
+class IdleFeature final : public Feature {
+ public:
+  explicit IdleFeature(std::string key) : key_(std::move(key)) {}
+  std::string key() const override { return key_; }
+
+ private:
+  std::string key_;
+};
+
+class NetworkAccessManagerTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    static int argc = 1;
+    static char name[] = "obx_qt_tests";
+    static char* argv[] = {name, nullptr};
+    // One application object for the whole program, as Qt wants it; kept to the end.
+    if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
+  }
+
+  void SetUp() override {
+    ASSERT_TRUE(host_.running() && collector_.running());
+    platform::setDefaultScheduler(scheduler_);
+    platform::Application::resetShared(scheduler_);
+    platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
+    core_ = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
+      auto reachability = std::make_shared<testing::FakeReachability>();
+      reachability->set(platform::Reachability::Connection::wifi);
+      return reachability;
+    });
+    // Only the network feature is real: the others would record and upload beside it.
+    for (const char* key : {FeatureKey::kUpload, FeatureKey::kCrashReport, FeatureKey::kRUM, FeatureKey::kSVR,
+                            FeatureKey::kBridge}) {
+      core_->setFeatureBuilder(key, [key](const CommonDependencies&, std::shared_ptr<DataController>) {
+        return std::make_shared<IdleFeature>(key);
+      });
+    }
+    core_->setFeatureBuilder(FeatureKey::kNetwork, [this](const CommonDependencies& d,
+                                                          std::shared_ptr<DataController> dataController)
+                                                          -> std::shared_ptr<Feature> {
+      store_ = dataController;
+      auto core = NetworkCore::make(NetworkDependencies{d.batchCoordinator, d.configuration, d.appCycle},
+                                    std::move(dataController), scheduler_);
+      return std::make_shared<NetworkFeature>(std::move(core));
+    });
+    Core::resetShared(core_);
+
+    Configuration configuration("acc", "prop", Consent::analyticsAndRecording, false, true, true, false, true);
+    configuration.endpoint = Endpoint::custom(collector_.base(), collector_.base() + "/replay/");
+    core_->initialize(configuration, Platform::native());
+    scheduler_->runUntilIdle();
+    core_->startNewScreen("Shop", false);
+    scheduler_->runUntilIdle();
+    batch_ = core_->commonDependencies()->batchCoordinator->batchContext();
+    ASSERT_TRUE(batch_ && store_);
+    manager_->setProxy(QNetworkProxy::NoProxy);
+  }
+
+  void TearDown() override {
+    delete manager_;
+    Core::resetShared(nullptr);
+    core_.reset();
+    scheduler_->runUntilIdle();
+    platform::setDefaultScheduler(nullptr);
+  }
+
+  static QNetworkRequest request(const std::string& url) { return QNetworkRequest(QUrl(QString::fromStdString(url))); }
+
+  // Runs Qt's event loop until `done`, at most kWait.
+  static bool runUntil(const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + kWait;
+    while (!done() && std::chrono::steady_clock::now() < deadline) {
+      QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    }
+    return done();
+  }
+  // Waits for the reply's end; returns its body and deletes it.
+  static std::optional<std::string> finish(QNetworkReply* reply) {
+    if (!runUntil([reply] { return reply->isFinished(); })) return std::nullopt;
+    std::string body = reply->readAll().toStdString();
+    delete reply;
+    return body;
+  }
+
+  // The data of the "network" events of the screen's batch, once the SDK's queues have run.
+  std::vector<Json> networkEvents() {
+    scheduler_->runUntilIdle();
+    std::vector<Json> list;
+    for (const std::string& block : store_->repository().events(batch_->id)) {
+      Json event = Json::parse(block);
+      if (event["t"] == "network") list.push_back(event["d"]);
+    }
+    return list;
+  }
+
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+  testing::TemporarySandbox sandbox_;
+  LocalServer host_;
+  LocalServer collector_;  // the collection endpoint the SDK itself talks to
+  ClosedPort closed_;
+  std::shared_ptr<Core> core_;
+  std::shared_ptr<DataController> store_;
+  std::optional<BatchContext> batch_;
+  NetworkAccessManager* manager_ = new NetworkAccessManager;
+};
+
+// Each request becomes one event with the URL split at "?", the method, the status, the sizes
+// sent and received, its creation date and the time to its end. A 404 or a 500 is a status, not an
+// error; a refused connection has code 0 and the SDK's text for it. Deleting a finished reply adds
+// nothing, and the application reads its replies whole.
+TEST_F(NetworkAccessManagerTest, EachRequestBecomesOneEvent) {
+  const std::string host = host_.base();
+  struct Case {
+    std::function<QNetworkReply*()> send;
+    std::string host;
+    const char* parameters;
+    const char* method;
+    int code, sent, received;
+    const char* error;
+    const char* body;
+  };
+  const Case cases[] = {
+      {[&] { return manager_->get(request(host + "/items?a=1&b=2")); },
+       host + "/items", "a=1&b=2", "GET", 200, 0, 7, "", kItems},
+      {[&] { return manager_->post(request(host + "/orders?"), QByteArray("1234567")); },
+       host + "/orders", "", "POST", 201, 7, 1, "", "7"},
+      {[&] { return manager_->put(request(host + "/orders?x=1"), QByteArray("abc")); },
+       host + "/orders", "x=1", "PUT", 500, 3, 4, "", "down"},
+      {[&] { return manager_->get(request(host + "/missing")); },
+       host + "/missing", "", "GET", 404, 0, 12, "", "no such item"},
+      {[&] { return manager_->sendCustomRequest(request(host + "/orders"), "PATCH", QByteArray("patch")); },
+       host + "/orders", "", "PATCH", 200, 5, 5, "", "patch"},
+      {[&] { return manager_->deleteResource(request(host + "/orders")); },
+       host + "/orders", "", "DELETE", 204, 0, 0, "", ""},
+      {[&] { return manager_->head(request(host + "/items")); },
+       host + "/items", "", "HEAD", 200, 0, 0, "", ""},
+      {[&] { return manager_->get(request(closed_.base() + "/items?x=1?y=2")); },
+       closed_.base() + "/items", "y=2", "GET", 0, 0, 0, "Could not connect to the server.", ""},
+  };
+
+  std::size_t recorded = 0;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.method) + " " + c.host);
+    const auto created = static_cast<std::int64_t>(scheduler_->now());
+    QNetworkReply* reply = c.send();
+    scheduler_->advance(0.125);
+    EXPECT_EQ(finish(reply), c.body);
+    auto events = networkEvents();
+    ASSERT_EQ(events.size(), ++recorded);
+    const Json expected = {{"host", c.host},          {"parameters", c.parameters}, {"method", c.method},
+                           {"code", c.code},          {"dateRequest", created},     {"duration", 125},
+                           {"bytesSent", c.sent},     {"bytesReceived", c.received}, {"error", c.error},
+                           {"private", false}};
+    EXPECT_EQ(events.back(), expected);
+  }
+}
+
+// URLs follow the feature's rules: credentials and fragments come out as for a URL session's
+// request of the same text, and parameters are left out when not captured. Requests to the SDK's
+// own collection endpoint, answered, are not recorded.
+TEST_F(NetworkAccessManagerTest, URLRulesAndOwnTraffic) {
+  const std::string host = host_.base();
+  const std::string withCredentials = "http://user:secret@" + host.substr(std::string("http://").size());
+  for (const std::string& url : {withCredentials + "/items?token=1#top", host + "/items#section"}) {
+    SCOPED_TRACE(url);
+    ASSERT_TRUE(finish(manager_->get(request(url))));
+    URLSessionDataIntercepted value;
+    value.url = platform::URL::fromString(url);
+    value.method = "GET";
+    auto expected = NetworkEventBuilder::build(value, core_->configuration()->common(), scheduler_->now());
+    ASSERT_TRUE(expected);
+    auto events = networkEvents();
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.back()["host"], expected->host);
+    EXPECT_EQ(events.back()["parameters"], expected->parameters);
+  }
+
+  for (const std::string& own : {collector_.base() + "/asset/?type=zip&wid=prop", collector_.base()}) {
+    QNetworkReply* reply = manager_->post(request(own), QByteArray("zip"));
+    ASSERT_TRUE(runUntil([reply] { return reply->isFinished(); }));
+    EXPECT_TRUE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid()) << own;
+    delete reply;
+  }
+  EXPECT_EQ(networkEvents().size(), 2u);
+
+  core_->captureURLParameters(false);
+  scheduler_->runUntilIdle();
+  ASSERT_TRUE(finish(manager_->get(request(host + "/items?q=secret"))));
+  auto events = networkEvents();
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events.back()["host"], host + "/items");
+  EXPECT_EQ(events.back()["parameters"], "");
+}
+
+// A request still running when the manager is destroyed is recorded once, as cancelled, and so is
+// one the application aborts; the finished one beside them once, as it ended. Nothing is recorded
+// while the network feature is not registered, and the application's replies are untouched.
+TEST_F(NetworkAccessManagerTest, UnfinishedRequestsAndNoFeature) {
+  const std::string host = host_.base();
+  ASSERT_TRUE(finish(manager_->get(request(host + "/items"))));
+  QNetworkReply* aborted = manager_->get(request(host + "/slow?aborted"));
+  aborted->abort();
+  ASSERT_TRUE(aborted->isFinished());
+  manager_->get(request(host + "/slow?inflight"));
+  ASSERT_TRUE(runUntil([&] { return host_.holds("inflight"); }));
+  delete manager_;
+  manager_ = nullptr;
+
+  auto events = networkEvents();
+  ASSERT_EQ(events.size(), 3u);
+  const Json expected[] = {
+      {{"host", host + "/items"}, {"parameters", ""}, {"code", 200}, {"error", ""}},
+      {{"host", host + "/slow"}, {"parameters", "aborted"}, {"code", 0}, {"error", "cancelled"}},
+      {{"host", host + "/slow"}, {"parameters", "inflight"}, {"code", 0}, {"error", "cancelled"}},
+  };
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    for (const auto& [key, value] : expected[i].items()) EXPECT_EQ(events[i][key], value) << i << " " << key;
+  }
+
+  core_->unregisterFeature(FeatureKey::kNetwork);
+  NetworkAccessManager manager;
+  manager.setProxy(QNetworkProxy::NoProxy);
+  EXPECT_EQ(finish(manager.get(request(host + "/items"))), kItems);
+  EXPECT_EQ(networkEvents().size(), 3u);
+}
+
+}  // namespace
+}  // namespace obx::qt
