@@ -29,7 +29,8 @@ LAYERS = [
 
 # Public headers that only the object behind the facade implements; lower layers take the vocabulary
 # types (enums, Configuration, the delegate records) and never call back up through the facade.
-TOP_ONLY_PUBLIC = {"obx/facade.h": "core", "obx/obx.h": "core", "obx/qt.h": "qt"}
+TOP_ONLY_PUBLIC = {"obx/facade.h": "core", "obx/obx.h": "core", "obx/qt.h": "qt",
+                   "obx/qt_network_access_manager.h": "qt"}
 
 # A toolkit's headers: only its adapter includes them.
 TOOLKIT_ONLY = {"qt": re.compile(r"^(Q[A-Za-z0-9]+|Qt[A-Za-z0-9]*/.*)$")}
@@ -68,7 +69,8 @@ def unit_of(relative):
     if parts[0] == "src" and len(parts) > 2:
         return parts[1]
     if parts[0] == "include" and len(parts) > 2 and parts[1] == "obx":
-        return "obx"
+        # The Qt adapter's public headers are the adapter's own: they may include Qt.
+        return "qt" if parts[2].startswith("qt") else "obx"
     if parts[0] in TOP_ROOTS and len(parts) > 2:
         return parts[0] + "/" + parts[1]
     return None
