@@ -243,9 +243,9 @@ TEST_F(DataControllerTest, ReadyBatches) {
   EXPECT_TRUE(std::filesystem::exists(spool_.sandbox().storeRoot() / "Edge_1"));
 
   // The resting age is dataIntegrityBatchDelay: at 3.0 s, A (3.0 s old) and the undated folder rest too.
-  configuration_->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 3.0; });
+  spool_.configuration()->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 3.0; });
   EXPECT_EQ(names(controller_.readyBatches(batch("C_1", start))), (std::vector<std::string>{"Edge_1"}));
-  configuration_->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 2.0; });
+  spool_.configuration()->editCommon([](Common& common) { common.dataIntegrityBatchDelay = 2.0; });
 
   // Later, with no current batch, B and C are ready too; the undated folder is still 3.0 s old.
   scheduler_->advance(maxAge - 10.0);
