@@ -233,7 +233,9 @@ TEST_F(LoggerTest, HiddenLineStillReachesItsTakers) {
     Logger::setLineObserver({});
     EXPECT_EQ(out, "");
     EXPECT_EQ(observed.size(), c.expectObserved ? 1u : 0u);
-    if (!observed.empty()) EXPECT_NE(observed[0].find(">: hidden developer"), std::string::npos);
+    if (!observed.empty()) {
+      EXPECT_NE(observed[0].find(">: hidden developer"), std::string::npos);
+    }
     EXPECT_EQ(std::filesystem::exists(logFile()), c.expectFiled);
   }
 }

@@ -169,8 +169,8 @@ TEST_F(DevicePerformanceTest, RealProcessUnderBusyThread) {
   auto performance = make(info);
   double usage = 0;
   for (int round = 0; round < 400 && usage <= 0; ++round) {
-    for (volatile int i = 0; i < 500000; i = i + 1) {
-    }
+    volatile int sink = 0;
+    for (int i = 0; i < 500000; ++i) sink = i;
     scheduler_->advance(5.0);
     if (!measures_.empty() && measures_.back()) usage = measures_.back()->appCPUUsage;
   }
