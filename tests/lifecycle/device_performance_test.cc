@@ -171,6 +171,7 @@ TEST_F(DevicePerformanceTest, RealProcessUnderBusyThread) {
   for (int round = 0; round < 400 && usage <= 0; ++round) {
     volatile int sink = 0;
     for (int i = 0; i < 500000; ++i) sink = i;
+    (void)sink;
     scheduler_->advance(5.0);
     if (!measures_.empty() && measures_.back()) usage = measures_.back()->appCPUUsage;
   }
