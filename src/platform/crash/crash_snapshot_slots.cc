@@ -25,7 +25,7 @@ bool CrashSnapshotSlots::publish(std::size_t index, std::string_view bytes) {
   std::lock_guard lock(slot.publishing);
   slot.sequence.fetch_add(1, std::memory_order_acq_rel);
   std::atomic_thread_fence(std::memory_order_release);
-  if (fits) std::memcpy(slot.bytes, bytes.data(), bytes.size());
+  if (fits && !bytes.empty()) std::memcpy(slot.bytes, bytes.data(), bytes.size());
   slot.size.store(fits ? bytes.size() : 0, std::memory_order_relaxed);
   slot.sequence.fetch_add(1, std::memory_order_release);
   return fits;
