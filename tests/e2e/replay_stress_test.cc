@@ -100,8 +100,9 @@ TEST_F(ReplayStressTest, FramesStayWithTheirScreensThroughScreenChanges) {
   auto application = platform::Application::shared();
   auto window = std::make_shared<platform::Window>();
   window->makeKeyAndVisible();
-  auto replay = core_->feature<SVRFeature>(FeatureKey::kSVR);
-  ASSERT_NE(replay, nullptr);
+  // The replay feature is built on the SDK's own queue after the live configuration: wait for it.
+  std::shared_ptr<SVRFeature> replay;
+  ASSERT_TRUE(pumpUntil([&] { return (replay = core_->feature<SVRFeature>(FeatureKey::kSVR)) != nullptr; }, 10.0));
   // Replay has started the screen: the masks the application sets from now on are for the next one.
   auto recorded = [&] { return replay->core->trackingImages()->recorder().batchContext(); };
   auto recording = [&](int number) {
