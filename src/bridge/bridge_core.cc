@@ -38,13 +38,15 @@ BridgeCore::BridgeCore(Token, BridgeDependencies dependencies, std::shared_ptr<D
 void BridgeCore::start() {
   if (configuration_) {
     std::weak_ptr<BridgeCore> weak = weak_from_this();
-    configurationUpdate_ = ObserverValue<Common>::make(observerQueue_, [weak](const Common& common, const Common&) {
-      if (auto self = weak.lock()) self->configurationChanged(common);
+    // Each delivery applies the value current when it runs, not the one it carries: a value read
+    // here can be queued after a newer change's delivery, and would otherwise win.
+    configurationUpdate_ = ObserverValue<Common>::make(observerQueue_, [weak](const Common&, const Common&) {
+      if (auto self = weak.lock()) self->configurationChanged(self->configuration_->common());
     });
-    // Observed before the current value is read: a change in between is delivered after it, on the
-    // same serial queue, so none is missed and none is applied out of order.
+    // Observed before the first delivery is queued: a change in between is delivered after it, on
+    // the same serial queue, so none is missed.
     configuration_->addObserver(configurationUpdate_);
-    configurationUpdate_->deliver(configuration_->common(), Common());
+    configurationUpdate_->deliver(Common(), Common());
   }
   if (auto sessions = dependencies_.sessions) {
     sessions->add(newSessionCreated());
