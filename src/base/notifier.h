@@ -2,7 +2,7 @@
 // once; each submits a barrier block to the notifier's own concurrent queue, so notifications never
 // overlap, keep their order, and never run observer code on the producer's thread. Each observer's
 // update then runs on that observer's serial queue. A new observer does not receive the current
-// value; whoever needs it reads `value()`.
+// value; whoever needs it reads `value()`. Observing the same observer twice is a no-op.
 #pragma once
 
 #include <algorithm>
@@ -31,7 +31,9 @@ class Notifier {
     if (!observer) return;
     auto state = state_;
     notifyQueue_->asyncBarrier([state, observer = std::move(observer)] {
-      state->observers.mutate([&](auto& list) { list.push_back(observer); });
+      state->observers.mutate([&](auto& list) {
+        if (std::find(list.begin(), list.end(), observer) == list.end()) list.push_back(observer);
+      });
     });
   }
 

@@ -1,7 +1,5 @@
 #include "rum/rum_ui_scroll_content_offset_swizzler.h"
 
-#include <algorithm>
-
 #include "base/logger.h"
 
 namespace obx {
@@ -40,21 +38,10 @@ bool RUMUIScrollContentOffsetSwizzler::start() {
 }
 
 void RUMUIScrollContentOffsetSwizzler::add(std::shared_ptr<ScrollViewObserverValue> observer) {
-  if (!observer) return;
-  {
-    std::lock_guard lock(state_->mutex);
-    auto& observers = state_->observers;
-    if (std::find(observers.begin(), observers.end(), observer.get()) != observers.end()) return;
-    observers.push_back(observer.get());
-  }
   state_->notifier->observe(std::move(observer));
 }
 
 void RUMUIScrollContentOffsetSwizzler::remove(const std::shared_ptr<ScrollViewObserverValue>& observer) {
-  {
-    std::lock_guard lock(state_->mutex);
-    std::erase(state_->observers, observer.get());
-  }
   state_->notifier->remove(observer);
 }
 

@@ -49,7 +49,6 @@ class RUMUIScrollContentOffsetSwizzler final : public Swizzler<platform::SetCont
     std::shared_ptr<ScrollViewNotifier> notifier;
     mutable std::mutex mutex;
     std::weak_ptr<platform::ScrollView> scrollView;
-    std::vector<const ScrollViewObserverValue*> observers;  // those added and not removed
   };
 
   std::shared_ptr<State> state_;

@@ -24,9 +24,11 @@ class NotifierTest : public ::testing::Test {
       ObserverValue<int>::make(queue_, [this](const int& now, const int& previous) { seen_.emplace_back(now, previous); });
 };
 
-// observe then notify delivers; notify then observe does not; nothing runs on the producer's thread.
+// observe then notify delivers; notify then observe does not; nothing runs on the producer's thread;
+// observing twice delivers once.
 TEST_F(NotifierTest, OrderOfObserveAndNotifyDecides) {
   notifier_.notify(1);
+  notifier_.observe(observer_);
   notifier_.observe(observer_);
   EXPECT_TRUE(seen_.empty());
   scheduler_->runUntilIdle();
