@@ -45,9 +45,10 @@ time_t modificationTime(const std::filesystem::path& path) {
   return status.st_mtime;
 }
 
-constexpr std::size_t kSampleBytes = 64 * 1024;
+// Enough for a steady estimate: on random bytes the corrected figure stays within 0.01 bit of 8.
+constexpr std::size_t kSampleBytes = 8 * 1024;
 
-// Whether deflate would gain next to nothing on a file whose first 64 KiB are `bytes`: they carry
+// Whether deflate would gain next to nothing on a file whose first 8 KiB are `bytes`: they carry
 // close to 8 bits of information per byte (order-0 entropy, with the Miller-Madow correction for
 // short samples), as ciphertext and densely coded media do. Such entries are stored: deflating them
 // costs most of an archive's time and saves well under one percent. (A JPEG of a mostly flat
