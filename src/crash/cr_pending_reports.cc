@@ -8,6 +8,8 @@
 #include "platform/crash/crash_record_file.h"
 #include "platform/crash/crash_symbolizer.h"
 #include "session/crash_snapshot.h"
+#include "session/image_placeholder_builder.h"
+#include "session/stored_image.h"
 #include "store/data_controller.h"
 
 namespace obx {
@@ -80,6 +82,12 @@ int CRPendingReports::writeRecords(const platform::RawCrashFile& file, const std
     }
     ++written;
   }
+  for (const platform::RawCrashRecord& record : file.records) {
+    if (auto replay = snapshotOf(record, CrashSnapshot::Part::replay)) {
+      writeOwedPlaceholder(*replay, record.time);
+      break;
+    }
+  }
   // The crashed screen ends once, however many records its death left.
   for (const platform::RawCrashRecord& record : file.records) {
     auto screen = snapshotOf(record, CrashSnapshot::Part::analytics);
@@ -94,6 +102,18 @@ int CRPendingReports::writeRecords(const platform::RawCrashFile& file, const std
   Logger::log("Crash report " + path.filename().string() + ": " + std::to_string(written) + " crash events written",
               LogLevel::developer);
   return written;
+}
+
+void CRPendingReports::writeOwedPlaceholder(const CrashSnapshot::Decoded& replay, platform::Date time) {
+  auto owed = CrashSnapshot::owedPlaceholderOf(replay);
+  if (!owed) return;
+  const std::string& screenID = replay.batch.viewContext.screenID;
+  Logger::log("Create placeholder '" + placeholderReasonMessage(owed->reason) + "' -> ID: " + screenID, LogLevel::qa);
+  auto jpeg = ImagePlaceholderBuilder::composePlaceholder(owed->reason, {owed->screen.width, owed->screen.height});
+  if (!jpeg) jpeg = ImagePlaceholderBuilder::fallbackPlaceholder();
+  if (!jpeg) return;
+  // Owed only while the screen had no image: it is the screen's image 0.
+  storeReplayImage(*dataController_, replay.batch, ReplayImage{*jpeg, owed->image, 0, true}, time);
 }
 
 }  // namespace obx

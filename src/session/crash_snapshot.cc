@@ -35,6 +35,31 @@ void CrashSnapshot::publish(Part part, const std::optional<BatchContext>& batch,
   platform::CrashSnapshotSlots::publish(slot, encodeJSON(snapshot));
 }
 
+CrashSnapshot::EndEvent CrashSnapshot::owedPlaceholder(PlaceholderReason reason, Size screen, Size image) {
+  return EndEvent{EventType::imagePlaceholder,
+                  Json{{"reason", static_cast<int>(reason)},
+                       {"screen", {screen.width, screen.height}},
+                       {"image", {image.width, image.height}}}};
+}
+
+std::optional<CrashSnapshot::OwedPlaceholder> CrashSnapshot::owedPlaceholderOf(const Decoded& snapshot) {
+  for (const EndEvent& event : snapshot.events) {
+    if (event.type != EventType::imagePlaceholder) continue;
+    try {
+      const int reason = event.data.at("reason").get<int>();
+      if (reason < 0 || reason > static_cast<int>(PlaceholderReason::videoMasked)) return std::nullopt;
+      const Json& screen = event.data.at("screen");
+      const Json& image = event.data.at("image");
+      return OwedPlaceholder{static_cast<PlaceholderReason>(reason),
+                             Size{screen.at(0).get<double>(), screen.at(1).get<double>()},
+                             Size{image.at(0).get<double>(), image.at(1).get<double>()}};
+    } catch (...) {
+      return std::nullopt;
+    }
+  }
+  return std::nullopt;
+}
+
 std::optional<CrashSnapshot::Decoded> CrashSnapshot::decode(std::string_view bytes) {
   try {
     const Json snapshot = parseJSON(bytes);

@@ -6,6 +6,8 @@
 #include "lifecycle/observing.h"
 #include "platform/files/file_manager.h"
 #include "session/crash_coordinator.h"
+#include "session/crash_snapshot.h"
+#include "session/stored_image.h"
 #include "session/user_masking.h"
 #include "store/data_controller.h"
 #include "store/image_cache.h"
@@ -22,32 +24,10 @@ bool listHolds(const std::optional<StringList>& list, const std::string& name) {
   return false;
 }
 
-std::int64_t wholeMilliseconds(platform::Date date) { return static_cast<std::int64_t>(date * 1000.0); }
-
-// A side that can't be written as a whole number of points can't come from a screen.
-bool representable(double side) {
-  return std::isfinite(side) && side > -9.2e18 && side < 9.2e18;
-}
-
-// Writes the image file and its "image" event (and "imagePlaceholder" for a placeholder) under the
-// image's own batch. Returns the event, or nothing when the image is refused.
 std::optional<ImageEvent> storeImage(DataController& dataController, const ImageToParse& image, platform::Date now) {
-  if (!representable(image.size.width) || !representable(image.size.height)) {
-    Logger::log("Image of screen " + image.batchContext.viewContext.screenID + " refused: its size is not a number",
-                LogLevel::qa);
-    return std::nullopt;
-  }
-  const std::string& screenID = image.batchContext.viewContext.screenID;
-  std::int64_t timestamp = wholeMilliseconds(now);
-  Logger::log("Save image for screen: " + screenID + " with index: " + std::to_string(image.index),
-              LogLevel::developer);
-  dataController.saveImage(Image{image.index, std::string(image.data.begin(), image.data.end()), timestamp},
-                           image.batchContext);
-  ImageEvent event{image.index, std::to_string(image.index), static_cast<std::int64_t>(image.size.width),
-                   static_cast<std::int64_t>(image.size.height), timestamp};
-  dataController.saveEvent(EventType::image, static_cast<double>(timestamp) / 1000.0, event, image.batchContext);
-  if (image.isPlaceholder) dataController.saveEvent(EventType::imagePlaceholder, now, true, image.batchContext);
-  return event;
+  const std::string_view jpeg(reinterpret_cast<const char*>(image.data.data()), image.data.size());
+  return storeReplayImage(dataController, image.batchContext,
+                          ReplayImage{jpeg, image.size, image.index, image.isPlaceholder}, now);
 }
 
 }  // namespace
@@ -120,6 +100,8 @@ SVRCore::~SVRCore() {
   configuration_.reset();
   // This object can no longer be named by a shared pointer: dropping expired entries removes it.
   CrashCoordinator::shared().remove(std::shared_ptr<SVRCore>());
+  // A crash from now on is no longer this feature's to report.
+  CrashSnapshot::publish(CrashSnapshot::Part::replay, std::nullopt);
 }
 
 // MARK: - Observers
@@ -164,6 +146,7 @@ void SVRCore::batchChanged(const std::optional<BatchContext>& batch, const std::
     // The screen ended: if it never got an image, its placeholder stands for it.
     if (previous) placeholderCheck(*previous);
     batchContext_.set(std::nullopt);
+    publishCrashSnapshot();
     pauseCapture();
     return;
   }
@@ -174,9 +157,10 @@ void SVRCore::batchChanged(const std::optional<BatchContext>& batch, const std::
     // A further batch of the same screen opens with the image on display.
     if (trackingImages_) trackingImages_->setBatch(batch);
     if (auto image = currentImage_.get()) dataController_->saveEvent(EventType::image, now(), *image, *batch);
-    return;
+  } else {
+    newScreen(*batch);
   }
-  newScreen(*batch);
+  publishCrashSnapshot();
 }
 
 void SVRCore::newScreen(const BatchContext& batch) {
@@ -271,20 +255,36 @@ void SVRCore::crashed(const Crash&) {
 
 // MARK: - Placeholders
 
-void SVRCore::placeholderCheck(const BatchContext& batch) {
+std::optional<PlaceholderReason> SVRCore::owedPlaceholder(const BatchContext& batch) const {
   Common common = dependencies_.configuration->common();
-  if (common.platform.type == PlatformType::flutter) return;
+  if (common.platform.type == PlatformType::flutter) return std::nullopt;
   const ViewContext& screen = batch.viewContext;
-  if (listHolds(common.disableScreenTracking, screen.name)) return;
-  PlaceholderReason reason = PlaceholderReason::noVideo;
-  if (listHolds(common.screensMasking, screen.name)) {
-    reason = PlaceholderReason::videoMasked;
-  } else if (screen.discardRecording) {
-    reason = PlaceholderReason::videoDisabled;
-  } else if (!trackingImages_ || nextIndex_.load() != 0) {
+  if (listHolds(common.disableScreenTracking, screen.name)) return std::nullopt;
+  if (listHolds(common.screensMasking, screen.name)) return PlaceholderReason::videoMasked;
+  if (screen.discardRecording) return PlaceholderReason::videoDisabled;
+  if (!trackingImages_ || nextIndex_.load() != 0) return std::nullopt;
+  return PlaceholderReason::noVideo;
+}
+
+void SVRCore::publishCrashSnapshot() {
+  auto batch = batchContext_.get();
+  auto reason = batch && imagePlaceholderBuilder_ && nextIndex_.load() == 0 ? owedPlaceholder(*batch) : std::nullopt;
+  if (!reason) {
+    CrashSnapshot::publish(CrashSnapshot::Part::replay, std::nullopt);
     return;
   }
-  if (!imagePlaceholderBuilder_) return;
+  const platform::Size screen = mainScreenSize();
+  const platform::Size image = imageSizeForScreen(screen);
+  CrashSnapshot::publish(CrashSnapshot::Part::replay, batch,
+                         {CrashSnapshot::owedPlaceholder(*reason, Size{screen.width, screen.height},
+                                                         Size{image.width, image.height})});
+}
+
+void SVRCore::placeholderCheck(const BatchContext& batch) {
+  auto owed = owedPlaceholder(batch);
+  if (!owed || !imagePlaceholderBuilder_) return;
+  const PlaceholderReason reason = *owed;
+  const ViewContext& screen = batch.viewContext;
   Logger::log("Create placeholder '" + placeholderReasonMessage(reason) + "' -> ID: " + screen.screenID, LogLevel::qa);
   std::weak_ptr<SVRCore> weak = weak_from_this();
   std::shared_ptr<DataController> dataController = dataController_;
@@ -343,8 +343,14 @@ void SVRCore::storeIfOnDisplay(ImageToParse image) {
   }
   image.batchContext = *batch;
   image.index = nextIndex_.load();
+  // The screen's first image: a crash from now on owes it no placeholder. Said before the write, so
+  // that a crash between the two never gives the screen a second image 0.
+  if (image.index == 0) CrashSnapshot::publish(CrashSnapshot::Part::replay, std::nullopt);
   auto event = storeImage(*dataController_, image, now());
-  if (!event) return;
+  if (!event) {
+    publishCrashSnapshot();
+    return;
+  }
   nextIndex_.store(image.index + 1);
   currentImage_.set(event);
   Logger::log("Save current image for next batch: " + screenID + " with index: " + std::to_string(event->index),

@@ -7,7 +7,9 @@
 // Threads: the batch, application-state and performance observers run on "obx.ombrix.feature.SVR"
 // (svrQueue), which owns the per-screen mask lists and the Lo-Fi flag. Images come from the
 // recorder's drawing queue and placeholders from the main queue; both are stored on svrQueue, in
-// order with the screen changes. `crashed` comes on the crashing thread.
+// order with the screen changes. `crashed` comes on the crashing thread. While the current screen has
+// no image, svrQueue keeps the crash snapshot's replay part naming the placeholder it is owed, so that
+// the next start after a crash still gives the screen its placeholder.
 //
 // An image is stored only while its screen is on display, into the batch the coordinator writes
 // under at that moment, and numbered by this core: each screen's images run from 0 without gaps
@@ -84,8 +86,12 @@ class SVRCore final : public SVRImagePublisher,
   SessionReplayMode chooseMode(const Common& common, const std::string& name);
   std::vector<MaskAutomatic> chooseMasks(const Common& common, const std::vector<MaskAutomatic>& fromApplication);
 
+  // The placeholder a screen is owed if it ended now: nothing when it may be recorded and has images.
+  std::optional<PlaceholderReason> owedPlaceholder(const BatchContext& batch) const;
   // Asks for the placeholder of a screen that may not be, or was not, recorded; any thread.
   void placeholderCheck(const BatchContext& batch);
+  // svrQueue: what a crash now would owe the current screen, for the next start to write.
+  void publishCrashSnapshot();
   void placeholderArrived(const BatchContext& batch, const std::string& data);
   // svrQueue: stores the image under the live batch of its screen, or drops it.
   void storeIfOnDisplay(ImageToParse image);

@@ -9,12 +9,12 @@ namespace {
 constexpr double kLargeScreenSide = 1200.0;
 
 bool isLarge(platform::Size screen) { return screen.width > kLargeScreenSide || screen.height > kLargeScreenSide; }
+}  // namespace
 
 platform::Size mainScreenSize() {
   auto screen = platform::Application::shared()->mainScreen();
   return screen ? screen->bounds().size : platform::Size{};
 }
-}  // namespace
 
 platform::Size imageSizeForScreen(platform::Size screen) {
   if (isLarge(screen)) return {screen.width / 2, screen.height / 2};

@@ -15,7 +15,8 @@ double drawingScaleForScreen(platform::Size screen);
 // The size in points a capture draws the whole screen into, for an image of `imageSize`: the image
 // size with the main screen's drawing scale undone, so that at that scale it has the image's pixels.
 platform::Size captureCanvasSize(platform::Size imageSize);
-// The two above for the application's main screen.
+// The application's main screen's bounds, and the two above for it.
+platform::Size mainScreenSize();
 platform::Size mainScreenImageSize();
 double mainScreenDrawingScale();
 
