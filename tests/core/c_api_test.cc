@@ -16,8 +16,8 @@
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
-#include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/test_core.h"
 
 namespace obx {
 namespace {
@@ -216,17 +216,7 @@ TEST(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
   platform::Application::resetShared(scheduler);
   platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
   {
-    auto core = Core::make(scheduler, [](std::shared_ptr<platform::Scheduler>) {
-      auto reachability = std::make_shared<testing::FakeReachability>();
-      reachability->set(platform::Reachability::Connection::wifi);
-      return reachability;
-    });
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
-                            FeatureKey::kSVR, FeatureKey::kBridge}) {
-      core->setFeatureBuilder(key, [](const CommonDependencies&, std::shared_ptr<DataController>) {
-        return std::shared_ptr<Feature>();
-      });
-    }
+    auto core = testing::makeCore(scheduler, nullptr, testing::kAllFeatures, testing::noFeature);
     Configuration configuration("acc", "prop", Consent::analytics, false, true, false, false, false);
     configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
     LiveConfigurationMultiplatform initial =
