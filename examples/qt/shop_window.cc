@@ -47,6 +47,25 @@ QLabel* heading(const QString& text) {
   return label;
 }
 
+// The journey finds widgets by these names, and the recording labels them with it.
+template <typename Widget>
+Widget* named(Widget* widget, const char* name) {
+  widget->setObjectName(name);
+  return widget;
+}
+
+QLineEdit* field(const char* name, const char* placeholder) {
+  auto* edit = named(new QLineEdit, name);
+  edit->setPlaceholderText(placeholder);
+  return edit;
+}
+
+// A column of widgets, top to bottom, with what is left of the height below them.
+void stack(QVBoxLayout* layout, std::initializer_list<QWidget*> widgets) {
+  for (QWidget* widget : widgets) layout->addWidget(widget);
+  layout->addStretch();
+}
+
 }  // namespace
 
 ShopWindow::ShopWindow() {
@@ -79,32 +98,22 @@ ShopWindow::ShopWindow() {
 }
 
 QWidget* ShopWindow::makeSignIn() {
-  auto* page = new QWidget;
-  page->setObjectName("SignIn");
+  auto* page = named(new QWidget, "SignIn");
   auto* layout = new QVBoxLayout(page);
   layout->setContentsMargins(32, 48, 32, 48);
   layout->addWidget(heading("Welcome back"));
   layout->addWidget(new QLabel("Sign in to order your coffee things."));
-  email = new QLineEdit;
-  email->setObjectName("email");
-  email->setPlaceholderText("Email");
-  password = new QLineEdit;
-  password->setObjectName("password");
-  password->setPlaceholderText("Password");
+  email = field("email", "Email");
+  password = field("password", "Password");
   password->setEchoMode(QLineEdit::Password);
-  signIn = new QPushButton("Sign in");
-  signIn->setObjectName("signIn");
+  signIn = named(new QPushButton("Sign in"), "signIn");
   layout->addSpacing(24);
-  layout->addWidget(email);
-  layout->addWidget(password);
-  layout->addWidget(signIn);
-  layout->addStretch();
+  stack(layout, {email, password, signIn});
   return page;
 }
 
 QWidget* ShopWindow::makeShop() {
-  tabs = new QTabWidget;
-  tabs->setObjectName("ShopTabs");
+  tabs = named(new QTabWidget, "ShopTabs");
 
   auto* list = new QWidget;
   auto* listLayout = new QVBoxLayout(list);
@@ -121,14 +130,12 @@ QWidget* ShopWindow::makeShop() {
     rowLayout->addWidget(add);
     listLayout->addWidget(row);
   }
-  products = new QScrollArea;
-  products->setObjectName("Products");
+  products = named(new QScrollArea, "Products");
   products->setWidget(list);
   products->setWidgetResizable(true);
   tabs->addTab(products, "Products");
 
-  auto* basketPage = new QWidget;
-  basketPage->setObjectName("Basket");
+  auto* basketPage = named(new QWidget, "Basket");
   auto* basketLayout = new QVBoxLayout(basketPage);
   basketLayout->addWidget(heading("Your basket"));
   basket = new QListWidget;
@@ -140,46 +147,33 @@ QWidget* ShopWindow::makeShop() {
 }
 
 QWidget* ShopWindow::makeCheckout() {
-  auto* page = new QWidget;
-  page->setObjectName("Checkout");
+  auto* page = named(new QWidget, "Checkout");
   auto* layout = new QVBoxLayout(page);
   layout->setContentsMargins(24, 32, 24, 32);
   layout->addWidget(heading("Checkout"));
   auto* form = new QFormLayout;
-  name = new QLineEdit;
-  name->setObjectName("name");
-  card = new QLineEdit;
-  card->setObjectName("card");
-  card->setPlaceholderText("Card number");
-  country = new QComboBox;
-  country->setObjectName("country");
+  name = field("name", "");
+  card = field("card", "Card number");
+  country = named(new QComboBox, "country");
   country->addItems({"Belgium", "France", "Germany", "Netherlands"});
   form->addRow("Name on card", name);
   form->addRow("Card number", card);
   form->addRow("Country", country);
   layout->addLayout(form);
   auto* standard = new QRadioButton("Standard delivery");
-  express = new QRadioButton("Express delivery");
-  express->setObjectName("express");
+  express = named(new QRadioButton("Express delivery"), "express");
   standard->setChecked(true);
   auto* group = new QButtonGroup(page);
   group->addButton(standard);
   group->addButton(express);
-  saveCard = new QCheckBox("Remember this card");
-  saveCard->setObjectName("saveCard");
-  pay = new QPushButton("Pay € 30.50");
-  pay->setObjectName("pay");
-  layout->addWidget(standard);
-  layout->addWidget(express);
-  layout->addWidget(saveCard);
-  layout->addWidget(pay);
-  layout->addStretch();
+  saveCard = named(new QCheckBox("Remember this card"), "saveCard");
+  pay = named(new QPushButton("Pay € 30.50"), "pay");
+  stack(layout, {standard, express, saveCard, pay});
   return page;
 }
 
 void ShopWindow::makeConfirmation() {
-  confirmation = new QDialog(this);
-  confirmation->setObjectName("OrderPlaced");
+  confirmation = named(new QDialog(this), "OrderPlaced");
   confirmation->setModal(true);
   confirmation->resize(300, 160);
   auto* layout = new QVBoxLayout(confirmation);

@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "base/logger.h"
 #include "base/multicast_delegate.h"
 #include "base/notifier.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
+#include "store/store_test_support.h"
 #include "testing/log_capture.h"
 
 namespace obx {
@@ -131,9 +130,6 @@ TEST(MulticastDelegateTest, AddingTwiceKeepsOneEntry) {
 class LoggerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    root_ = std::filesystem::temp_directory_path() / ("obx-logger-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(root_);
-    platform::setSandboxRoot(root_);
     platform::setDefaultScheduler(scheduler_);
     Logger::setAllowLogs(false);
     Logger::setLogIdentity(std::nullopt);
@@ -144,7 +140,6 @@ class LoggerTest : public ::testing::Test {
     Logger::setLogIdentity(std::nullopt);
     Logger::setLevel(LogLevel::public_);
     platform::setDefaultScheduler(nullptr);
-    std::filesystem::remove_all(root_);
   }
   std::string captureStdout(const std::function<void()>& body) {
     ::testing::internal::CaptureStdout();
@@ -156,7 +151,8 @@ class LoggerTest : public ::testing::Test {
   }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make(1767225600.0 + 3661);
-  std::filesystem::path root_;
+  testing::TemporarySandbox sandbox_;
+  const std::filesystem::path root_ = sandbox_.path();
 };
 
 // A line reads "<OmbrixOBX yyyy-MM-dd HH:mm:ss>: message" and the level decides what is printed.
@@ -193,10 +189,7 @@ TEST_F(LoggerTest, LogFileOnlyWhenAllowedAndIdentified) {
   scheduler_->runUntilIdle();
   Logger::log("third", LogLevel::qa);
   scheduler_->runUntilIdle();
-  std::ifstream file(logFile());
-  std::stringstream content;
-  content << file.rdbuf();
-  std::string text = content.str();
+  const std::string text = testing::readBytes(logFile());
   EXPECT_NE(text.find(">: first\nsecond\n<OmbrixOBX "), std::string::npos) << text;
   EXPECT_NE(text.find(">: third\n"), std::string::npos);
   EXPECT_EQ(text.find("not allowed"), std::string::npos);

@@ -8,34 +8,17 @@
 #include <any>
 #include <cstdint>
 
-#include "base/notifier.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/eventbus/tandem_event_bus.h"
-#include "session/session_life_cycle_observing.h"
 #include "session/tracked_events.h"
 #include "store/events/tracked_event.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 
 namespace obx {
 namespace {
 
 using Heard = std::vector<std::pair<std::string, std::string>>;  // class name, string payload
-
-// Sessions as a test opens them.
-class ScriptedSessions final : public SessionLifeCycleObserving {
- public:
-  explicit ScriptedSessions(std::shared_ptr<platform::Scheduler> scheduler)
-      : notifier_(std::move(scheduler), std::nullopt, "SessionContext") {}
-  void add(std::shared_ptr<SessionObserverValue> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<SessionObserverValue>& observer) override { notifier_.remove(observer); }
-  std::optional<SessionContext> sessionContext() const override { return notifier_.value(); }
-  void open(std::string sessionID, std::string leadID) {
-    notifier_.notify(SessionContext{std::move(sessionID), std::move(leadID), std::nullopt});
-  }
-
- private:
-  Notifier<std::optional<SessionContext>> notifier_;
-};
 
 // Another SDK of the family on the same bus: it keeps what it hears, and speaks when told.
 class Sibling final : public platform::TandemSubscriber {
@@ -94,7 +77,8 @@ class BridgeCoreTest : public ::testing::Test {
   std::shared_ptr<SDKConfiguration> configuration_ = std::make_shared<SDKConfiguration>(
       Configuration("account", "property", Consent::analyticsAndRecording, false, true, false, false, false),
       Platform::native(), scheduler_);
-  std::shared_ptr<ScriptedSessions> sessions_ = std::make_shared<ScriptedSessions>(scheduler_);
+  std::shared_ptr<testing::ManualSessions> sessions_ =
+      std::make_shared<testing::ManualSessions>(scheduler_, std::nullopt);
   std::shared_ptr<TrackedEvents> trackedEvents_ = std::make_shared<TrackedEvents>(
       std::make_shared<TrackedEvents::EventNotifier>(scheduler_, std::nullopt, "TrackedEvent"));
   std::shared_ptr<platform::DispatchQueue> recordQueue_ = platform::DispatchQueue::makeSerial(scheduler_, "record");

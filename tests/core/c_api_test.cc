@@ -16,8 +16,8 @@
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
-#include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/test_core.h"
 
 namespace obx {
 namespace {
@@ -165,25 +165,29 @@ TEST_F(CDelegateTest, TableCanBeReplacedOrRemoved) {
   EXPECT_EQ(other.samplings.size(), 2u);
 }
 
+// The C API over the process-wide adapter and core; the scheduler and callbacks are put back after
+// each test, whatever assertion ends it.
+class CAPITest : public ::testing::Test {
+ protected:
+  void SetUp() override { platform::setDefaultScheduler(scheduler_); }
+  void TearDown() override {
+    obx_set_delegate(nullptr);
+    platform::setDefaultScheduler(nullptr);
+  }
+  std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
+};
+
 // The public setter drives the process-wide adapter; refused initializations return no text.
-TEST(CAPITest, SetterAndRefusedInitialization) {
-  auto scheduler = platform::ManualScheduler::make();
-  struct Restore {
-    ~Restore() {
-      obx_set_delegate(nullptr);
-      platform::setDefaultScheduler(nullptr);
-    }
-  } restore;
-  platform::setDefaultScheduler(scheduler);
+TEST_F(CAPITest, SetterAndRefusedInitialization) {
   HostRecord host;
   obx_delegate table = tableFor(host);
   obx_set_delegate(&table);
   CDelegateAdapter::shared()->sampling(SamplingMultiplatform{true, false});
-  scheduler->runUntilIdle();
+  scheduler_->runUntilIdle();
   EXPECT_EQ(host.samplings, (std::vector<std::pair<bool, bool>>{{true, false}}));
   obx_set_delegate(nullptr);
   CDelegateAdapter::shared()->sampling(SamplingMultiplatform{false, false});
-  scheduler->runUntilIdle();
+  scheduler_->runUntilIdle();
   EXPECT_EQ(host.samplings.size(), 1u);
 
   testing::LogCapture logs;
@@ -196,43 +200,23 @@ TEST(CAPITest, SetterAndRefusedInitialization) {
   obx_platform unknown{static_cast<obx_platform_type>(9), "1.0", "Dart"};
   EXPECT_EQ(obx_initialize_multiplatform_with_delegate(&valid, &unknown, nullptr), nullptr);
   EXPECT_TRUE(logs.contains("OmbrixOBX unknown platform type 9", LogLevel::public_));
-  obx_set_delegate(nullptr);
 }
 
 // A multiplatform host that installed the adapter at initialize receives the server's document
 // through the callbacks installed later by the setter.
-TEST(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
-  auto scheduler = platform::ManualScheduler::make();
+TEST_F(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
   testing::LogCapture logs;
   testing::TemporarySandbox sandbox;
-  // Whatever assertion ends the test, the process-wide scheduler and callbacks are put back.
-  struct Restore {
-    ~Restore() {
-      obx_set_delegate(nullptr);
-      platform::setDefaultScheduler(nullptr);
-    }
-  } restore;
-  platform::setDefaultScheduler(scheduler);
-  platform::Application::resetShared(scheduler);
+  platform::Application::resetShared(scheduler_);
   platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
   {
-    auto core = Core::make(scheduler, [](std::shared_ptr<platform::Scheduler>) {
-      auto reachability = std::make_shared<testing::FakeReachability>();
-      reachability->set(platform::Reachability::Connection::wifi);
-      return reachability;
-    });
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
-                            FeatureKey::kSVR, FeatureKey::kBridge}) {
-      core->setFeatureBuilder(key, [](const CommonDependencies&, std::shared_ptr<DataController>) {
-        return std::shared_ptr<Feature>();
-      });
-    }
+    auto core = testing::makeCore(scheduler_, nullptr, testing::kAllFeatures, testing::noFeature);
     Configuration configuration("acc", "prop", Consent::analytics, false, true, false, false, false);
     configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
     LiveConfigurationMultiplatform initial =
         core->initialize(configuration, Platform{PlatformType::reactNative, "0.72", "JavaScript"},
                          CDelegateAdapter::shared());
-    scheduler->runUntilIdle();
+    scheduler_->runUntilIdle();
     EXPECT_EQ(liveConfigurationJSON(initial), R"({"useLiveConfiguration":false})");
 
     HostRecord host;
@@ -241,12 +225,12 @@ TEST(CAPITest, AdapterGivenAtInitializeForwardsToTheTableSetLater) {
     auto decoded = SessionConfiguration::decode(R"({"replaySessFlags": 3, "vs_videoQuality": 1})");
     ASSERT_TRUE(decoded);
     core->configuration()->updateLiveConfiguration(*decoded);
-    scheduler->runUntilIdle();
+    scheduler_->runUntilIdle();
     ASSERT_EQ(host.liveConfigs.size(), 1u);
     EXPECT_EQ(host.liveConfigs[0],
               R"({"useLiveConfiguration":false,"replaySessFlags":3,"videoQualityType":1,"maxTimeFileSaved":1296000.0})");
   }
-  scheduler->runUntilIdle();
+  scheduler_->runUntilIdle();
 }
 
 extern "C" void recordSessionURL(void* userData, const char* url) {
@@ -255,7 +239,7 @@ extern "C" void recordSessionURL(void* userData, const char* url) {
 
 // A C host receives the session link through its callback, absent as NULL, until it removes the
 // callback; it reads the application's version.
-TEST(CAPITest, SessionURLCallbackAndAppVersion) {
+TEST_F(CAPITest, SessionURLCallbackAndAppVersion) {
   std::vector<std::string> links;
   obx_set_session_url_callback(recordSessionURL, &links);
   auto callback = OBX::sessionURL();

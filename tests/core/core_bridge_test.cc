@@ -19,21 +19,12 @@
 #include "platform/ui/view_controller.h"
 #include "platform/ui/web_view.h"
 #include "platform/ui/window.h"
-#include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
 #include "testing/spool.h"
+#include "testing/test_core.h"
 
 namespace obx {
 namespace {
-
-class StandInFeature final : public Feature {
- public:
-  explicit StandInFeature(std::string key) : key_(std::move(key)) {}
-  std::string key() const override { return key_; }
-
- private:
-  std::string key_;
-};
 
 class Sibling final : public platform::TandemSubscriber {
  public:
@@ -52,17 +43,8 @@ class CoreBridgeTest : public ::testing::Test {
   void SetUp() override {
     platform::setDefaultScheduler(scheduler_);
     platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
-    core_ = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
-      auto reachability = std::make_shared<testing::FakeReachability>();
-      reachability->set(platform::Reachability::Connection::wifi);
-      return reachability;
-    });
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kSVR}) {
-      std::string name = key;
-      core_->setFeatureBuilder(key, [name](const CommonDependencies&, std::shared_ptr<DataController>) {
-        return std::make_shared<StandInFeature>(name);
-      });
-    }
+    core_ = testing::makeCore(scheduler_, nullptr,
+                              {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kSVR});
   }
   void TearDown() override {
     core_.reset();

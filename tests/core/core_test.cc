@@ -21,8 +21,8 @@
 #include "platform/ui/application.h"
 #include "session/user_masking.h"
 #include "store/cache_controller.h"
-#include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/test_core.h"
 
 namespace obx {
 namespace {
@@ -51,19 +51,10 @@ class CoreTest : public ::testing::Test {
     platform::setDefaultScheduler(scheduler_);
     platform::Application::resetShared(scheduler_);
     platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
-    core_ = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
-      auto reachability = std::make_shared<testing::FakeReachability>();
-      reachability->set(platform::Reachability::Connection::wifi);
-      return reachability;
+    core_ = testing::makeCore(scheduler_, nullptr, testing::kAllFeatures, [this](const std::string& key) {
+      if (key == FeatureKey::kRUM && rumFails_) throw std::runtime_error("boom");
+      return std::make_shared<RecordingFeature>(key, journal_);
     });
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
-                            FeatureKey::kSVR, FeatureKey::kBridge}) {
-      std::string name = key;
-      core_->setFeatureBuilder(key, [this, name](const CommonDependencies&, std::shared_ptr<DataController>) {
-        if (name == FeatureKey::kRUM && rumFails_) throw std::runtime_error("boom");
-        return std::make_shared<RecordingFeature>(name, journal_);
-      });
-    }
   }
   void TearDown() override {
     core_.reset();
@@ -265,15 +256,8 @@ TEST(CoreStartUp, ConcurrentInitializeRunsOnce) {
   platform::Application::resetShared(scheduler);
   testing::LogCapture logs;
   {
-    auto core = Core::make(scheduler, [](std::shared_ptr<platform::Scheduler>) {
-      return std::make_shared<testing::FakeReachability>();
-    });
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
-                            FeatureKey::kSVR, FeatureKey::kBridge}) {
-      core->setFeatureBuilder(key, [](const CommonDependencies&, std::shared_ptr<DataController>) {
-        return std::shared_ptr<Feature>();
-      });
-    }
+    auto core = testing::makeCore(scheduler, std::make_shared<testing::FakeReachability>(), testing::kAllFeatures,
+                                  testing::noFeature);
     Configuration configuration("acc", "prop", Consent::analyticsAndRecording, true, true, false, false, true);
     configuration.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");
     std::atomic<bool> go{false};
@@ -308,18 +292,6 @@ TEST_F(CoreTest, MetricsCarryTheSDKVersion) {
   registerSDKBundleVersion();
   EXPECT_EQ(core_->commonDependencies()->metrics->version(), "7.7.7");
   platform::BundleInfo::sdk().setObject("Ombrix OBX Version", std::nullopt);
-}
-
-// A form error carries the tag of the field at fault as its selector, or none.
-TEST_F(CoreTest, FormErrorCarriesTheFieldTag) {
-  start();
-  auto trackedEvents = core_->commonDependencies()->trackedEvents;
-  core_->formError("bad email", std::string("emailField"));
-  ASSERT_TRUE(trackedEvents->event().has_value());
-  EXPECT_EQ(trackedEvents->event()->data, Payload(FormSuccess{false, "bad email", "emailField"}));
-  core_->formError("bad card");
-  EXPECT_EQ(trackedEvents->event()->data, Payload(FormSuccess{false, "bad card", std::nullopt}));
-  EXPECT_EQ(logs_.count("Save\u00A0an error in the form"), 2u);
 }
 
 // The facade's goal call takes a float, a double or an integer literal as the goal's value, and a
@@ -386,12 +358,6 @@ TEST_F(CoreTest, SessionURLAndWebViewProperties) {
   core_->setSessionURLCallback([&](const std::optional<std::string>& url) { late = url; });
   EXPECT_EQ(late, calls[0]);
 }
-
-}  // namespace
-}  // namespace obx
-
-namespace obx {
-namespace {
 
 // Categories asked for the current screen before start-up are dropped; after it they reach the
 // shared UserMasking that replay reads.

@@ -21,8 +21,8 @@
 #include "session/session_life_cycle.h"
 #include "session/tracked_events.h"
 #include "session/user_masking.h"
-#include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/test_core.h"
 
 namespace obx {
 namespace {
@@ -55,16 +55,8 @@ class PublicEntryPointsTest : public ::testing::Test {
   void freshCore() {
     Core::resetShared(nullptr);
     scheduler_->runUntilIdle();
-    auto core = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
-      return std::make_shared<testing::FakeReachability>();
-    });
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kNetwork, FeatureKey::kCrashReport, FeatureKey::kRUM,
-                            FeatureKey::kSVR, FeatureKey::kBridge}) {
-      core->setFeatureBuilder(key, [](const CommonDependencies&, std::shared_ptr<DataController>) {
-        return std::shared_ptr<Feature>();
-      });
-    }
-    Core::resetShared(core);
+    Core::resetShared(testing::makeCore(scheduler_, std::make_shared<testing::FakeReachability>(),
+                                        testing::kAllFeatures, testing::noFeature));
   }
 
   static Configuration configuration(Consent consent, bool crash, bool mobile, bool manual, bool enhanced,
@@ -95,59 +87,65 @@ class PublicEntryPointsTest : public ::testing::Test {
   testing::LogCapture logs_;
 };
 
-// What one initialization must leave in Common, field by field.
-struct Started {
-  Consent consent;
-  bool crashReporterEnabled;
-  bool mobileDataEnable;
-  bool manualScreenTracking;
-  LogLevel logLevel;
-  bool networkAnalytics;
-};
-
-void expectStarted(const Common& common, const Started& expected) {
-  EXPECT_EQ(common.account, "acc");
-  EXPECT_EQ(common.property, "prop");
-  EXPECT_EQ(common.userConsents, expected.consent);
-  EXPECT_EQ(common.crashReporterEnabled, expected.crashReporterEnabled);
-  EXPECT_EQ(common.mobileDataEnable, expected.mobileDataEnable);
-  EXPECT_EQ(common.manualScreenTracking, expected.manualScreenTracking);
-  EXPECT_EQ(common.logLevel, expected.logLevel);
-  EXPECT_EQ(common.networkAnalytics, expected.networkAnalytics);
-}
-
-// Each consent and each switch of the native initializer, one at a time, reach Common as given, with
-// the configuration's own defaults (replay on, automatic mode) and the native platform.
-TEST_F(PublicEntryPointsTest, FacadeInitializerFillsCommon) {
-  const LogLevel pub = LogLevel::public_;
-  const std::vector<std::pair<Configuration, Started>> rows = {
-      {configuration(Consent::analyticsAndRecording, false, false, false, false, false),
-       {Consent::analyticsAndRecording, false, false, false, pub, false}},
-      {configuration(Consent::analytics, false, false, false, false, false),
-       {Consent::analytics, false, false, false, pub, false}},
-      {configuration(Consent::none, false, false, false, false, false), {Consent::none, false, false, false, pub, false}},
-      {configuration(Consent::analytics, true, false, false, false, false),
-       {Consent::analytics, true, false, false, pub, false}},
-      {configuration(Consent::analytics, false, true, false, false, false),
-       {Consent::analytics, false, true, false, pub, false}},
-      {configuration(Consent::analytics, false, false, true, false, false),
-       {Consent::analytics, false, false, true, pub, false}},
-      {configuration(Consent::analytics, false, false, false, true, false),
-       {Consent::analytics, false, false, false, LogLevel::customer, false}},
-      {configuration(Consent::analytics, false, false, false, false, true),
-       {Consent::analytics, false, false, false, pub, true}},
+// Each consent and each switch of the initializer, one at a time, reach Common as given through
+// either entry point, with the configuration's own defaults (replay on, automatic mode), the native
+// platform and the custom endpoint; the enhanced switch is the customer log level.
+TEST_F(PublicEntryPointsTest, InitializerFillsCommon) {
+  struct Row {
+    Consent consent;
+    obx_consent cConsent;
+    bool crash, mobile, manual, enhanced, network;
   };
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    SCOPED_TRACE("row " + std::to_string(i));
-    freshCore();
-    OBX::initialize(rows[i].first);
-    const Common started = common();
-    expectStarted(started, rows[i].second);
-    EXPECT_EQ(started.platform, Platform::native());
-    EXPECT_TRUE(started.sessionReplayEnabled);
-    EXPECT_EQ(started.sessionReplayMode, SessionReplayMode::automatic);
-    EXPECT_EQ(started.endpoint, Endpoint::custom("https://collector.test", "https://portal.test/replay/"));
+  const Row rows[] = {
+      {Consent::analyticsAndRecording, OBX_CONSENT_ANALYTICS_AND_RECORDING, false, false, false, false, false},
+      {Consent::analytics, OBX_CONSENT_ANALYTICS, false, false, false, false, false},
+      {Consent::none, OBX_CONSENT_NONE, false, false, false, false, false},
+      {Consent::analytics, OBX_CONSENT_ANALYTICS, true, false, false, false, false},
+      {Consent::analytics, OBX_CONSENT_ANALYTICS, false, true, false, false, false},
+      {Consent::analytics, OBX_CONSENT_ANALYTICS, false, false, true, false, false},
+      {Consent::analytics, OBX_CONSENT_ANALYTICS, false, false, false, true, false},
+      {Consent::analytics, OBX_CONSENT_ANALYTICS, false, false, false, false, true},
+  };
+  for (bool throughC : {false, true}) {
+    for (const Row& r : rows) {
+      SCOPED_TRACE(std::string(throughC ? "C API, row " : "facade, row ") + std::to_string(&r - rows));
+      freshCore();
+      if (throughC) {
+        const obx_configuration c = cConfiguration(r.cConsent, r.crash, r.mobile, r.manual, r.enhanced, r.network);
+        obx_initialize(&c);
+      } else {
+        OBX::initialize(configuration(r.consent, r.crash, r.mobile, r.manual, r.enhanced, r.network));
+      }
+      ASSERT_TRUE(initialized());
+      const Common started = common();
+      EXPECT_EQ(started.account, "acc");
+      EXPECT_EQ(started.property, "prop");
+      EXPECT_EQ(started.userConsents, r.consent);
+      EXPECT_EQ(started.crashReporterEnabled, r.crash);
+      EXPECT_EQ(started.mobileDataEnable, r.mobile);
+      EXPECT_EQ(started.manualScreenTracking, r.manual);
+      EXPECT_EQ(started.logLevel, r.enhanced ? LogLevel::customer : LogLevel::public_);
+      EXPECT_EQ(started.networkAnalytics, r.network);
+      EXPECT_EQ(started.platform, Platform::native());
+      EXPECT_TRUE(started.sessionReplayEnabled);
+      EXPECT_EQ(started.sessionReplayMode, SessionReplayMode::automatic);
+      EXPECT_EQ(started.endpoint, Endpoint::custom("https://collector.test", "https://portal.test/replay/"));
+    }
   }
+
+  // A C host's unknown consent refuses the start with a log line; without custom URLs the
+  // production endpoint stays.
+  freshCore();
+  obx_configuration unknown = cConfiguration(static_cast<obx_consent>(3), false, false, false, false, false);
+  obx_initialize(&unknown);
+  EXPECT_FALSE(initialized());
+  EXPECT_TRUE(logs_.contains("OmbrixOBX cannot initialize with an unknown consent 3", LogLevel::public_));
+  freshCore();
+  obx_configuration plain = cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, false, false);
+  plain.custom_base_url = nullptr;
+  plain.custom_relay_url = nullptr;
+  obx_initialize(&plain);
+  EXPECT_EQ(common().endpoint, Endpoint::production());
 
   // The fields a host sets after construction: every endpoint, every replay mode, replay off.
   const std::vector<Endpoint> endpoints = {Endpoint::production(), Endpoint::staging(), Endpoint::sigma(),
@@ -169,90 +167,11 @@ TEST_F(PublicEntryPointsTest, FacadeInitializerFillsCommon) {
   }
 }
 
-// The multiplatform initializer keeps each platform type with its version and language, a Flutter
-// host gets manual screens and no replay switch of its own, and the delegate is the one given.
-TEST_F(PublicEntryPointsTest, FacadeMultiplatformInitializerKeepsPlatformAndDelegate) {
-  struct Row {
-    Platform platform;
-    bool sessionReplayEnabled;
-    bool manualScreenTracking;
-  };
-  const std::vector<Row> rows = {
-      {Platform{PlatformType::native, "", "Swift"}, true, false},
-      {Platform{PlatformType::flutter, "3.1.0", "Dart"}, false, true},
-      {Platform{PlatformType::xamarin, "17.2", "C#"}, true, false},
-      {Platform{PlatformType::reactNative, "0.72", "JavaScript"}, true, false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.platform.language);
-    freshCore();
-    auto delegate = std::make_shared<SilentDelegate>();
-    LiveConfigurationMultiplatform live =
-        OBX::initialize(configuration(Consent::analyticsAndRecording, false, true, false, false, false), row.platform,
-                        delegate);
-    EXPECT_EQ(live.useLiveConfiguration, false);
-    const Common started = common();
-    EXPECT_EQ(started.platform, row.platform);
-    EXPECT_EQ(started.sessionReplayEnabled, row.sessionReplayEnabled);
-    EXPECT_EQ(started.manualScreenTracking, row.manualScreenTracking);
-    EXPECT_EQ(started.userConsents, Consent::analyticsAndRecording);
-    EXPECT_EQ(Core::shared()->delegate(), delegate);
-    EXPECT_EQ(Core::shared()->configuration()->delegate(), delegate);
-  }
-}
-
-// Each consent of a C host and each of its switches, one at a time, reach Common as given; an
-// unknown consent refuses the start with a log line.
-TEST_F(PublicEntryPointsTest, CInitializerFillsCommon) {
-  const LogLevel pub = LogLevel::public_;
-  const std::vector<std::pair<obx_configuration, Started>> rows = {
-      {cConfiguration(OBX_CONSENT_ANALYTICS_AND_RECORDING, false, false, false, false, false),
-       {Consent::analyticsAndRecording, false, false, false, pub, false}},
-      {cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, false, false),
-       {Consent::analytics, false, false, false, pub, false}},
-      {cConfiguration(OBX_CONSENT_NONE, false, false, false, false, false),
-       {Consent::none, false, false, false, pub, false}},
-      {cConfiguration(OBX_CONSENT_ANALYTICS, true, false, false, false, false),
-       {Consent::analytics, true, false, false, pub, false}},
-      {cConfiguration(OBX_CONSENT_ANALYTICS, false, true, false, false, false),
-       {Consent::analytics, false, true, false, pub, false}},
-      {cConfiguration(OBX_CONSENT_ANALYTICS, false, false, true, false, false),
-       {Consent::analytics, false, false, true, pub, false}},
-      {cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, true, false),
-       {Consent::analytics, false, false, false, LogLevel::customer, false}},
-      {cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, false, true),
-       {Consent::analytics, false, false, false, pub, true}},
-  };
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    SCOPED_TRACE("row " + std::to_string(i));
-    freshCore();
-    obx_initialize(&rows[i].first);
-    ASSERT_TRUE(initialized());
-    const Common started = common();
-    expectStarted(started, rows[i].second);
-    EXPECT_EQ(started.platform, Platform::native());
-    EXPECT_EQ(started.endpoint, Endpoint::custom("https://collector.test", "https://portal.test/replay/"));
-  }
-
-  // Without custom URLs the production endpoint stays.
-  freshCore();
-  obx_configuration plain = cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, false, false);
-  plain.custom_base_url = nullptr;
-  plain.custom_relay_url = nullptr;
-  obx_initialize(&plain);
-  EXPECT_EQ(common().endpoint, Endpoint::production());
-
-  freshCore();
-  obx_configuration unknown = cConfiguration(static_cast<obx_consent>(3), false, false, false, false, false);
-  obx_initialize(&unknown);
-  EXPECT_FALSE(initialized());
-  EXPECT_TRUE(logs_.contains("OmbrixOBX cannot initialize with an unknown consent 3", LogLevel::public_));
-}
-
-// Each platform type of a C host arrives with its version and language; no platform is the native
-// one; the initializer with a delegate answers with the live configuration stored at that moment,
-// as JSON.
-TEST_F(PublicEntryPointsTest, CMultiplatformInitializerKeepsPlatform) {
+// Each platform type arrives through either multiplatform initializer with its version and
+// language, and a Flutter host gets manual screens and no replay switch of its own; the facade keeps
+// the delegate given. A C host without a platform is the native one; the C initializer with a
+// delegate answers with the live configuration stored at that moment, as JSON.
+TEST_F(PublicEntryPointsTest, MultiplatformInitializerKeepsPlatformAndDelegate) {
   struct Row {
     obx_platform_type type;
     Platform expected;
@@ -263,15 +182,33 @@ TEST_F(PublicEntryPointsTest, CMultiplatformInitializerKeepsPlatform) {
       {OBX_PLATFORM_XAMARIN, Platform{PlatformType::xamarin, "17.2", "C#"}},
       {OBX_PLATFORM_REACT_NATIVE, Platform{PlatformType::reactNative, "0.72", "JavaScript"}},
   };
-  const obx_configuration c = cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, false, false);
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.expected.language);
-    freshCore();
-    obx_platform platform{row.type, row.expected.version.c_str(), row.expected.language.c_str()};
-    obx_initialize_multiplatform(&c, &platform);
-    EXPECT_EQ(common().platform, row.expected);
-    EXPECT_EQ(common().userConsents, Consent::analytics);
+  const obx_configuration cRecording =
+      cConfiguration(OBX_CONSENT_ANALYTICS_AND_RECORDING, false, true, false, false, false);
+  for (bool throughC : {false, true}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(std::string(throughC ? "C API " : "facade ") + row.expected.language);
+      freshCore();
+      if (throughC) {
+        obx_platform platform{row.type, row.expected.version.c_str(), row.expected.language.c_str()};
+        obx_initialize_multiplatform(&cRecording, &platform);
+      } else {
+        auto delegate = std::make_shared<SilentDelegate>();
+        const LiveConfigurationMultiplatform live = OBX::initialize(
+            configuration(Consent::analyticsAndRecording, false, true, false, false, false), row.expected, delegate);
+        EXPECT_EQ(live.useLiveConfiguration, false);
+        EXPECT_EQ(Core::shared()->delegate(), delegate);
+        EXPECT_EQ(Core::shared()->configuration()->delegate(), delegate);
+      }
+      const Common started = common();
+      const bool flutter = row.type == OBX_PLATFORM_FLUTTER;
+      EXPECT_EQ(started.platform, row.expected);
+      EXPECT_EQ(started.sessionReplayEnabled, !flutter);
+      EXPECT_EQ(started.manualScreenTracking, flutter);
+      EXPECT_EQ(started.userConsents, Consent::analyticsAndRecording);
+    }
   }
+
+  const obx_configuration c = cConfiguration(OBX_CONSENT_ANALYTICS, false, false, false, false, false);
 
   freshCore();
   obx_initialize_multiplatform(&c, nullptr);
@@ -385,7 +322,10 @@ TEST_F(PublicEntryPointsTest, SettersAndSendsReachTheirConsumers) {
       {"form success", [] { OBX::formSuccess(); }, [] { obx_form_success(); },
        [=] { eventIs({EventType::formSuccess, FormSuccess{true, std::nullopt, std::nullopt}}); }},
       {"form error", [] { OBX::formError("bad"); }, [] { obx_form_error("bad"); },
-       [=] { eventIs({EventType::formSuccess, FormSuccess{false, "bad", std::nullopt}}); }},
+       [=, this] {
+         eventIs({EventType::formSuccess, FormSuccess{false, "bad", std::nullopt}});
+         EXPECT_TRUE(logs_.contains("Save\u00A0an error in the form", LogLevel::customer));
+       }},
       {"form error at a field", [=] { OBX::formError("bad", field.get()); },
        [] { obx_form_error_selector("bad", "email"); },
        [=] { eventIs({EventType::formSuccess, FormSuccess{false, "bad", "email"}}); }},

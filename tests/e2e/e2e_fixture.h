@@ -12,14 +12,15 @@
 
 #include <gtest/gtest.h>
 
+#include "../upload/upload_fixture.h"
 #include "collector/collector.h"
 #include "core/core.h"
 #include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
-#include "testing/fake_reachability.h"
 #include "testing/spool.h"
+#include "testing/test_core.h"
 
 namespace obx::e2e {
 
@@ -68,8 +69,7 @@ class EndToEndTest : public ::testing::Test {
   }
 
   void startSDK(bool mobileDataEnable = true) {
-    auto reachability = reachability_;
-    core_ = Core::make(scheduler_, [reachability](std::shared_ptr<platform::Scheduler>) { return reachability; });
+    core_ = testing::makeCore(scheduler_, reachability_);
     core_->initialize(configuration(mobileDataEnable), Platform::native());
   }
 
@@ -95,6 +95,16 @@ class EndToEndTest : public ::testing::Test {
   std::shared_ptr<DataController> previousRunStore() {
     return testing::Spool::openStore(
         std::make_shared<SDKConfiguration>(this->configuration(), Platform::native(), scheduler_), scheduler_);
+  }
+
+  // Leaves screen `screenID` of two batches in the spool, as a killed run of the application did:
+  // two goals, then one and the application's end.
+  void leaveScreen(const std::string& screenID, double minutesAgo) {
+    upload_testing::ScreenWriter writer(previousRunStore());
+    const double start = scheduler_->clock().now() - 60.0 * minutesAgo;
+    writer.write(screenID + "_20260101000000", start, 2, 0, false);
+    writer.write(screenID + "_20260101000005", start + 5.0, 1, 0, true);
+    pump(0.2);
   }
 
   std::shared_ptr<platform::RealScheduler> scheduler_ = std::make_shared<platform::RealScheduler>();

@@ -1,16 +1,12 @@
 // The collector's configuration document steers a running SDK: sampling, blocked versions, the
 // cached document of an earlier run, and the sampling records that reach the server.
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 
-#include "../upload/upload_fixture.h"
 #include "base/logger.h"
 #include "e2e_fixture.h"
 #include "platform/ui/navigation_controller.h"
 #include "platform/ui/window.h"
+#include "testing/host_server.h"
 #include "testing/log_capture.h"
 
 namespace obx::e2e {
@@ -18,19 +14,6 @@ namespace {
 
 class HomeScreen : public platform::ViewController {};
 class OtherScreen : public platform::ViewController {};
-
-// A loopback port with nobody listening on it.
-int closedPort() {
-  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  ::close(fd);
-  return ntohs(address.sin_port);
-}
 
 class LiveConfigurationEndToEndTest : public EndToEndTest {
  protected:
@@ -110,7 +93,7 @@ TEST_F(LiveConfigurationEndToEndTest, BlockedVersionInTheCacheStopsTheNextRunAtO
   endRun();
 
   logs_.clear();
-  core_ = Core::make(scheduler_, [this](std::shared_ptr<platform::Scheduler>) { return reachability_; });
+  core_ = testing::makeCore(scheduler_, reachability_);
   Configuration offline = configuration();
   offline.endpoint = Endpoint::custom("not a url", "https://portal.test/replay/");  // the fetch never answers
   core_->initialize(offline, Platform::native());
@@ -125,9 +108,10 @@ TEST_F(LiveConfigurationEndToEndTest, BlockedVersionInTheCacheStopsTheNextRunAtO
 // finished: uploads may start.
 TEST_F(LiveConfigurationEndToEndTest, NoAnswerAndNoCacheGivesTheDefaults) {
   startCollector();
-  core_ = Core::make(scheduler_, [this](std::shared_ptr<platform::Scheduler>) { return reachability_; });
+  core_ = testing::makeCore(scheduler_, reachability_);
   Configuration unreachable = configuration();
-  const std::string host = "http://127.0.0.1:" + std::to_string(closedPort());
+  const testing::ClosedPort closed;
+  const std::string host = closed.base();
   unreachable.endpoint = Endpoint::custom(host, host + "/replay/");
   core_->initialize(unreachable, Platform::native());
   ASSERT_TRUE(pumpUntil([&] { return configurationFinished(); }, 30.0));

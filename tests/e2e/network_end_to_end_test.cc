@@ -1,76 +1,22 @@
 // The application's own requests to a server on 127.0.0.1 reach the collector as "network" events of
 // the screen they ended on, through the whole SDK; the SDK's own traffic never does.
-#include <httplib.h>
-
 #include <atomic>
-#include <chrono>
-#include <thread>
 
 #include "e2e_fixture.h"
 #include "lifecycle/batch_coordinator.h"
 #include "platform/net/url_session.h"
 #include "platform/ui/view_controller.h"
 #include "platform/ui/window.h"
+#include "testing/host_server.h"
 
 namespace obx::e2e {
 namespace {
 
 class ShopScreen : public platform::ViewController {};
 
-constexpr const char* kItems = "[1,2,3]";
-constexpr const char* kMissing = "no such item";
-
-// The host application's own server: items, a missing page, orders, a download that breaks off
-// after its first bytes, and a page whose hits are counted.
-class HostServer {
- public:
-  HostServer() {
-    server_.Get("/items", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content(kItems, "application/json");
-    });
-    server_.Get("/missing", [](const httplib::Request&, httplib::Response& response) {
-      response.status = 404;
-      response.set_content(kMissing, "text/plain");
-    });
-    server_.Post("/orders", [](const httplib::Request& request, httplib::Response& response) {
-      response.status = 201;
-      response.set_content(std::to_string(request.body.size()), "text/plain");
-    });
-    server_.Get("/partial", [](const httplib::Request&, httplib::Response& response) {
-      // Promises 4096 bytes, sends 16, then closes the connection.
-      response.set_content_provider(4096, "application/octet-stream",
-                                    [](std::size_t offset, std::size_t, httplib::DataSink& sink) {
-                                      if (offset > 0) return false;
-                                      sink.write("0123456789abcdef", 16);
-                                      return true;
-                                    });
-    });
-    server_.Get("/plain", [this](const httplib::Request&, httplib::Response& response) {
-      ++plainHits;
-      response.set_content("plain", "text/plain");
-    });
-    server_.set_keep_alive_max_count(1);
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!server_.is_running() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  }
-  ~HostServer() {
-    server_.stop();
-    thread_.join();
-  }
-
-  bool running() const { return port_ > 0 && server_.is_running(); }
-  std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
-  platform::URL url(const std::string& path) const { return *platform::URL::fromString(base() + path); }
-
-  std::atomic<int> plainHits{0};
-
- private:
-  httplib::Server server_;
-  std::thread thread_;
-  int port_ = 0;
-};
+using testing::HostServer;
+constexpr const char* kItems = HostServer::kItems;
+constexpr const char* kMissing = HostServer::kMissing;
 
 // What one application handler got.
 struct Answer {
@@ -147,6 +93,8 @@ class NetworkEndToEndTest : public EndToEndTest {
     return nullptr;
   }
 
+  platform::URL url(const std::string& path) const { return *platform::URL::fromString(host_.base() + path); }
+
   HostServer host_;
   std::shared_ptr<platform::URLSession> session_ =
       platform::URLSession::make(platform::URLSessionConfiguration::defaultSessionConfiguration(), scheduler_);
@@ -163,16 +111,16 @@ TEST_F(NetworkEndToEndTest, HostRequestsArriveAsNetworkEvents) {
   const auto startSecond = static_cast<std::int64_t>(scheduler_->clock().now());
 
   Answer items, missing, order, broken;
-  session_->dataTaskWithURL(host_.url("/items?a=1&b=2"), items.dataHandler())->resume();
-  session_->dataTaskWithURL(host_.url("/missing"), missing.dataHandler())->resume();
-  platform::URLRequest post(host_.url("/orders"));
+  session_->dataTaskWithURL(url("/items?a=1&b=2"), items.dataHandler())->resume();
+  session_->dataTaskWithURL(url("/missing"), missing.dataHandler())->resume();
+  platform::URLRequest post(url("/orders"));
   post.httpMethod = "POST";
   post.httpBody = platform::Data(11, 'o');
   session_->dataTaskWithRequest(post, order.dataHandler())->resume();
-  session_->downloadTaskWithURL(host_.url("/partial"), broken.downloadHandler())->resume();
-  session_->dataTaskWithURL(host_.url("/plain"), nullptr)->resume();
+  session_->downloadTaskWithURL(url("/partial"), broken.downloadHandler())->resume();
+  session_->dataTaskWithURL(url("/plain"), nullptr)->resume();
   ASSERT_TRUE(pumpUntil([&] { return items.calls + missing.calls + order.calls + broken.calls == 4; }, 10.0));
-  ASSERT_TRUE(pumpUntil([&] { return host_.plainHits == 1; }, 10.0));
+  ASSERT_TRUE(pumpUntil([&] { return host_.plainHits() == 1; }, 10.0));
   const auto endSecond = static_cast<std::int64_t>(scheduler_->clock().now());
   ASSERT_TRUE(endAndDrain());
 
@@ -186,60 +134,28 @@ TEST_F(NetworkEndToEndTest, HostRequestsArriveAsNetworkEvents) {
 
   const auto events = networkEvents();
   EXPECT_EQ(events.size(), 4u);
-  const Json* got = withHost(events, host_.base() + "/items");
-  ASSERT_TRUE(got);
-  EXPECT_EQ(got->at("parameters"), "a=1&b=2");
-  EXPECT_EQ(got->at("method"), "GET");
-  EXPECT_EQ(got->at("code"), 200);
-  EXPECT_EQ(got->at("bytesSent"), 0);
-  EXPECT_EQ(got->at("bytesReceived"), 7);
-  EXPECT_EQ(got->at("error"), "");
-  EXPECT_EQ(got->at("private"), false);
-  EXPECT_GE(got->at("duration").get<std::int64_t>(), 0);
-  // Whole seconds since 1970, not milliseconds.
-  EXPECT_GE(got->at("dateRequest").get<std::int64_t>(), startSecond);
-  EXPECT_LE(got->at("dateRequest").get<std::int64_t>(), endSecond);
-
-  got = withHost(events, host_.base() + "/missing");
-  ASSERT_TRUE(got);
-  EXPECT_EQ(got->at("code"), 404);
-  EXPECT_EQ(got->at("bytesReceived"), std::string(kMissing).size());
-  EXPECT_EQ(got->at("parameters"), "");
-
-  got = withHost(events, host_.base() + "/orders");
-  ASSERT_TRUE(got);
-  EXPECT_EQ(got->at("method"), "POST");
-  EXPECT_EQ(got->at("code"), 201);
-  EXPECT_EQ(got->at("bytesSent"), 11);
-
-  got = withHost(events, host_.base() + "/partial");
-  ASSERT_TRUE(got);
-  EXPECT_EQ(got->at("code"), 0);
-  EXPECT_EQ(got->at("bytesReceived"), 0);
-  EXPECT_EQ(got->at("error"), broken.error->localizedDescription());
+  const std::pair<const char*, Json> expected[] = {
+      {"/items", {{"parameters", "a=1&b=2"}, {"method", "GET"}, {"code", 200}, {"bytesSent", 0},
+                  {"bytesReceived", 7}, {"error", ""}, {"private", false}}},
+      {"/missing", {{"parameters", ""}, {"code", 404}, {"bytesReceived", std::string(kMissing).size()}}},
+      {"/orders", {{"method", "POST"}, {"code", 201}, {"bytesSent", 11}}},
+      {"/partial", {{"code", 0}, {"bytesReceived", 0}, {"error", broken.error->localizedDescription()}}},
+  };
+  for (const auto& [path, fields] : expected) {
+    const Json* got = withHost(events, host_.base() + path);
+    ASSERT_TRUE(got) << path;
+    for (const auto& [key, value] : fields.items()) EXPECT_EQ(got->at(key), value) << path << " " << key;
+    EXPECT_GE(got->at("duration").get<std::int64_t>(), 0);
+    // Whole seconds since 1970, not milliseconds.
+    EXPECT_GE(got->at("dateRequest").get<std::int64_t>(), startSecond);
+    EXPECT_LE(got->at("dateRequest").get<std::int64_t>(), endSecond);
+  }
   EXPECT_FALSE(broken.error->localizedDescription().empty());
 
   EXPECT_FALSE(withHost(events, host_.base() + "/plain"));
   for (const Json& event : events) {
     EXPECT_NE(event.at("host").get<std::string>().rfind(collector_->baseURL(), 0), 0u) << event.dump();
   }
-}
-
-// With captureURLParameters false the query is left out: the host stands alone, the parameters empty.
-TEST_F(NetworkEndToEndTest, ParametersClearedWhenNotCaptured) {
-  ASSERT_TRUE(startOnScreen(true));
-  ASSERT_TRUE(pumpUntil([&] { return core_->feature(FeatureKey::kNetwork) != nullptr; }, 5.0));
-  core_->captureURLParameters(false);
-  pump(0.3);
-  Answer items;
-  session_->dataTaskWithURL(host_.url("/items?token=secret"), items.dataHandler())->resume();
-  ASSERT_TRUE(pumpUntil([&] { return items.calls == 1; }, 10.0));
-  ASSERT_TRUE(endAndDrain());
-
-  const auto events = networkEvents();
-  ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(events[0].at("host"), host_.base() + "/items");
-  EXPECT_EQ(events[0].at("parameters"), "");
 }
 
 // networkAnalytics false registers no capture: the six factory operations keep their own
@@ -256,7 +172,7 @@ TEST_F(NetworkEndToEndTest, NoCaptureWithoutNetworkAnalytics) {
         << selector;
   }
   Answer items;
-  session_->dataTaskWithURL(host_.url("/items"), items.dataHandler())->resume();
+  session_->dataTaskWithURL(url("/items"), items.dataHandler())->resume();
   ASSERT_TRUE(pumpUntil([&] { return items.calls == 1; }, 10.0));
   ASSERT_TRUE(endAndDrain());
   EXPECT_GE(collector_->screens().size(), 1u);

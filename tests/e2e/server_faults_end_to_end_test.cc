@@ -5,7 +5,6 @@
 #include <fstream>
 #include <set>
 
-#include "../upload/upload_fixture.h"
 #include "e2e_fixture.h"
 #include "platform/net/url_session_configuration.h"
 #include "testing/resetting_server.h"
@@ -13,23 +12,11 @@
 namespace obx::e2e {
 namespace {
 
-using upload_testing::ScreenWriter;
-
 class ServerFaultsEndToEndTest : public EndToEndTest {
  protected:
   void TearDown() override {
     EndToEndTest::TearDown();
     platform::URLSessionConfiguration::setDefaultSessionConfiguration(platform::URLSessionConfiguration{});
-  }
-
-  // Leaves screen `screenID` of two batches in the spool, as a killed run of the application did.
-  void leaveScreen(const std::string& screenID, double minutesAgo) {
-    auto store = previousRunStore();
-    ScreenWriter writer(store);
-    const double start = scheduler_->clock().now() - 60.0 * minutesAgo;
-    writer.write(screenID + "_20260101000000", start, 2, 0, false);
-    writer.write(screenID + "_20260101000005", start + 5.0, 1, 0, true);
-    pump(0.2);
   }
 
   // The screens stored on the collector's disk (a restarted collector's included), by asset.

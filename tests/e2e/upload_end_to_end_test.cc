@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <set>
 
-#include "../upload/upload_fixture.h"
 #include "e2e_fixture.h"
 #include "lifecycle/batch_coordinator.h"
 #include "platform/ui/navigation_controller.h"
@@ -11,23 +10,11 @@
 namespace obx::e2e {
 namespace {
 
-using upload_testing::ScreenWriter;
-
 class ListScreen : public platform::ViewController {};
 class DetailScreen : public platform::ViewController {};
 
 class UploadEndToEndTest : public EndToEndTest {
  protected:
-  // Leaves a screen of two batches in the spool, as a run of the application that was killed did.
-  void leaveSpoolOfKilledRun() {
-    auto store = previousRunStore();
-    ScreenWriter writer(store);
-    const double start = scheduler_->clock().now() - 60.0;
-    writer.write("A_20260101000000", start, 3, 0, false);
-    writer.write("A_20260101000005", start + 5.0, 1, 0, true);
-    pump(0.2);
-  }
-
   static std::vector<std::string> types(const collector::Collector::ReceivedScreen& screen) {
     std::vector<std::string> list;
     for (const auto& event : screen.body) list.push_back(event.at("t").get<std::string>());
@@ -95,7 +82,7 @@ TEST_F(UploadEndToEndTest, JourneyArrivesOnceAndTheSpoolEmpties) {
 // recorded in, enciphered with that session's key.
 TEST_F(UploadEndToEndTest, SpoolOfAKilledRunIsSentByTheNextRun) {
   startCollector();
-  leaveSpoolOfKilledRun();
+  leaveScreen("A", 1.0);
   startSDK();
   ASSERT_TRUE(pumpUntil([&] { return collector_->statistics().accepted >= 1 && spooledBatches().empty(); }, 20.0));
   const auto screens = collector_->screens();
@@ -109,19 +96,7 @@ TEST_F(UploadEndToEndTest, SpoolOfAKilledRunIsSentByTheNextRun) {
   ASSERT_FALSE(list.empty());
   EXPECT_EQ(list.back(), "aE");
   std::sort(list.begin(), list.end());
-  EXPECT_EQ(list, (std::vector<std::string>{"aE", "goal", "goal", "goal", "goal", "screen", "screen", "session",
-                                            "session"}));
-}
-
-// A 404 drops the screen: asked once, deleted from the disk, never asked again.
-TEST_F(UploadEndToEndTest, NotFoundDropsTheScreen) {
-  startCollector([](collector::Collector::Options& options) { options.forcedStatus = 404; });
-  leaveSpoolOfKilledRun();
-  startSDK();
-  ASSERT_TRUE(pumpUntil([&] { return spooledBatches().empty(); }, 20.0));
-  pump(2.5);
-  EXPECT_EQ(collector_->statistics().uploads, 1u);
-  EXPECT_EQ(collector_->statistics().accepted, 0u);
+  EXPECT_EQ(list, (std::vector<std::string>{"aE", "goal", "goal", "goal", "screen", "screen", "session", "session"}));
 }
 
 // Five 503 answers spend the tries: the worker stops and the screen stays on the disk.
@@ -130,7 +105,7 @@ TEST_F(UploadEndToEndTest, ServiceUnavailableFiveTimesStopsAndKeepsTheScreen) {
     options.failFirst = 100;
     options.failStatus = 503;
   });
-  leaveSpoolOfKilledRun();
+  leaveScreen("A", 1.0);
   startSDK();
   ASSERT_TRUE(pumpUntil([&] { return collector_->statistics().uploads >= 5; }, 30.0));
   pump(4.0);
@@ -142,7 +117,7 @@ TEST_F(UploadEndToEndTest, ServiceUnavailableFiveTimesStopsAndKeepsTheScreen) {
 TEST_F(UploadEndToEndTest, CellularWithoutMobileDataSendsNothing) {
   startCollector();
   reachability_->set(platform::Reachability::Connection::cellular);
-  leaveSpoolOfKilledRun();
+  leaveScreen("A", 1.0);
   startSDK(false);
   pump(5.0);
   EXPECT_EQ(collector_->statistics().uploads, 0u);

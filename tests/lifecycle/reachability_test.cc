@@ -42,7 +42,8 @@ class ReachabilityTest : public ::testing::Test {
   testing::LogCapture logs_;
 };
 
-// The observer publishes the monitor's connection at start and on each change: Wi-Fi, cellular, down.
+// The observer publishes the monitor's connection at start and on each change, unavailable and none
+// both read as down.
 TEST_F(ReachabilityTest, FakeSourceDrivesObserver) {
   auto fake = std::make_shared<testing::FakeReachability>();
   fake->set(Connection::wifi);
@@ -51,11 +52,13 @@ TEST_F(ReachabilityTest, FakeSourceDrivesObserver) {
   observer->start();
   EXPECT_TRUE(fake->isRunning());
   EXPECT_EQ(take(), (std::vector<std::optional<ReachabilityConnection>>{ReachabilityConnection::wifi}));
-  fake->set(Connection::cellular);
-  fake->set(Connection::unavailable);
-  fake->set(Connection::wifi);
+  for (Connection connection : {Connection::cellular, Connection::unavailable, Connection::wifi, Connection::none}) {
+    fake->set(connection);
+  }
   EXPECT_EQ(take(), (std::vector<std::optional<ReachabilityConnection>>{
-                        ReachabilityConnection::cellular, ReachabilityConnection::none, ReachabilityConnection::wifi}));
+                        ReachabilityConnection::cellular, ReachabilityConnection::none, ReachabilityConnection::wifi,
+                        ReachabilityConnection::none}));
+  fake->set(Connection::wifi);
   EXPECT_EQ(observer->connection(), ReachabilityConnection::wifi);
 }
 
@@ -68,14 +71,6 @@ TEST_F(ReachabilityTest, StartFailureIsLoggedAndSwallowed) {
   observer->start();
   EXPECT_TRUE(logs_.contains("Unable to start network notifier", LogLevel::developer));
   EXPECT_EQ(observer->connection(), ReachabilityConnection::cellular);
-}
-
-// The four monitor values map to none, none, wifi, cellular.
-TEST_F(ReachabilityTest, ConnectionMapping) {
-  EXPECT_EQ(ReachabilityObserver::map(Connection::none), ReachabilityConnection::none);
-  EXPECT_EQ(ReachabilityObserver::map(Connection::unavailable), ReachabilityConnection::none);
-  EXPECT_EQ(ReachabilityObserver::map(Connection::wifi), ReachabilityConnection::wifi);
-  EXPECT_EQ(ReachabilityObserver::map(Connection::cellular), ReachabilityConnection::cellular);
 }
 
 // A platform monitor whose flags the test sets and whose callback it fires.

@@ -126,7 +126,11 @@ TEST_F(NetworkCoreTest, EachFactoryOperationRecordsOneEvent) {
     const char* what;
     std::function<void(platform::URLSession&, HandlerCalls&)> make;
     std::function<void(testing::ScriptedSessionMethods&, std::size_t)> finish;
-    Json expected;
+    struct {
+      const char *host, *parameters, *method;
+      int code, sent, received;
+      const char* error;
+    } expected;
   };
   URLRequest post(*URL::fromString("http://api.test/orders?"));
   post.httpMethod = "POST";
@@ -139,75 +143,33 @@ TEST_F(NetworkCoreTest, EachFactoryOperationRecordsOneEvent) {
       {"data task of a URL with a query",
        [](auto& s, auto& h) { s.dataTaskWithURL(*URL::fromString("http://api.test/items?a=1&b=2"), h.dataHandler()); },
        [&](auto& m, std::size_t i) { m.finishData(i, bytes("hello"), ok, std::nullopt); },
-       {{"host", "http://api.test/items"},
-        {"parameters", "a=1&b=2"},
-        {"method", "GET"},
-        {"code", 200},
-        {"bytesSent", 0},
-        {"bytesReceived", 5},
-        {"error", ""}}},
+       {"http://api.test/items", "a=1&b=2", "GET", 200, 0, 5, ""}},
       {"data task of a request ending in \"?\"",
        [&](auto& s, auto& h) { s.dataTaskWithRequest(post, h.dataHandler()); },
        [&](auto& m, std::size_t i) { m.finishData(i, bytes("ok"), http("http://api.test/orders", 201), std::nullopt); },
-       {{"host", "http://api.test/orders"},
-        {"parameters", ""},
-        {"method", "POST"},
-        {"code", 201},
-        {"bytesSent", 7},
-        {"bytesReceived", 2},
-        {"error", ""}}},
+       {"http://api.test/orders", "", "POST", 201, 7, 2, ""}},
       {"upload of data: the uploaded bytes are not counted, the middle query piece is lost",
        [&](auto& s, auto& h) { s.uploadTaskWithRequestFromData(put, Data(100, 1), h.dataHandler()); },
        [&](auto& m, std::size_t i) { m.finishData(i, Data(), http("http://api.test/a", 500), std::nullopt); },
-       {{"host", "http://api.test/a"},
-        {"parameters", "y=2"},
-        {"method", "PUT"},
-        {"code", 500},
-        {"bytesSent", 0},
-        {"bytesReceived", 0},
-        {"error", ""}}},
+       {"http://api.test/a", "y=2", "PUT", 500, 0, 0, ""}},
       {"upload of a file: the request's own body is counted",
        [&](auto& s, auto& h) { s.uploadTaskWithRequestFromFile(putWithBody, URL::fileURL(download), h.dataHandler()); },
        [&](auto& m, std::size_t i) { m.finishData(i, bytes("done"), http("http://api.test/a", 200), std::nullopt); },
-       {{"host", "http://api.test/a"},
-        {"parameters", "y=2"},
-        {"method", "PUT"},
-        {"code", 200},
-        {"bytesSent", 3},
-        {"bytesReceived", 4},
-        {"error", ""}}},
+       {"http://api.test/a", "y=2", "PUT", 200, 3, 4, ""}},
       {"download of a URL: the file's size is received",
        [](auto& s, auto& h) { s.downloadTaskWithURL(*URL::fromString("http://api.test/file"), h.downloadHandler()); },
        [&](auto& m, std::size_t i) { m.finishDownload(i, download, http("http://api.test/file", 200), std::nullopt); },
-       {{"host", "http://api.test/file"},
-        {"parameters", ""},
-        {"method", "GET"},
-        {"code", 200},
-        {"bytesSent", 0},
-        {"bytesReceived", 1234},
-        {"error", ""}}},
+       {"http://api.test/file", "", "GET", 200, 0, 1234, ""}},
       {"failed download: no response, code 0 and the error's text",
        [&](auto& s, auto& h) { s.downloadTaskWithRequest(post, h.downloadHandler()); },
        [](auto& m, std::size_t i) {
          m.finishDownload(i, std::nullopt, nullptr, URLError::make(URLError::kNetworkConnectionLost));
        },
-       {{"host", "http://api.test/orders"},
-        {"parameters", ""},
-        {"method", "POST"},
-        {"code", 0},
-        {"bytesSent", 7},
-        {"bytesReceived", 0},
-        {"error", "The network connection was lost."}}},
+       {"http://api.test/orders", "", "POST", 0, 7, 0, "The network connection was lost."}},
       {"cancelled data task: no data, the error",
        [](auto& s, auto& h) { s.dataTaskWithURL(*URL::fromString("http://api.test/slow"), h.dataHandler()); },
        [](auto& m, std::size_t i) { m.finishData(i, std::nullopt, nullptr, URLError::make(URLError::kCancelled)); },
-       {{"host", "http://api.test/slow"},
-        {"parameters", ""},
-        {"method", "GET"},
-        {"code", 0},
-        {"bytesSent", 0},
-        {"bytesReceived", 0},
-        {"error", "cancelled"}}},
+       {"http://api.test/slow", "", "GET", 0, 0, 0, "cancelled"}},
   };
 
   std::size_t recorded = 0;
@@ -223,15 +185,11 @@ TEST_F(NetworkCoreTest, EachFactoryOperationRecordsOneEvent) {
 
     auto events = networkEvents(batch);
     ASSERT_EQ(events.size(), recorded);
-    Json values = c.expected;
-    values["dateRequest"] = static_cast<std::int64_t>(created);
-    values["duration"] = 250;
-    values["private"] = false;
-    Json expected = Json::object();  // keys in the record's order
-    for (const char* key : {"host", "parameters", "method", "code", "dateRequest", "duration", "bytesSent",
-                            "bytesReceived", "error", "private"}) {
-      expected[key] = values[key];
-    }
+    const auto& e = c.expected;
+    const Json expected = {{"host", e.host}, {"parameters", e.parameters}, {"method", e.method}, {"code", e.code},
+                           {"dateRequest", static_cast<std::int64_t>(created)}, {"duration", 250},
+                           {"bytesSent", e.sent}, {"bytesReceived", e.received}, {"error", e.error},
+                           {"private", false}};
     EXPECT_EQ(events.back()["d"], expected);
     EXPECT_EQ(events.back()["o"], static_cast<std::int64_t>((scheduler_->now() - batch.viewContext.dateScreen) * 1000));
     EXPECT_EQ(handler.count, 1);

@@ -2,40 +2,27 @@
 
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "platform/files/file_append.h"
 #include "platform/files/file_handle.h"
 #include "platform/files/file_manager.h"
+#include "store/store_test_support.h"
 
 namespace obx::platform {
 namespace {
 
 class FaultInjectingFilesTest : public ::testing::Test {
  protected:
-  FaultInjectingFilesTest() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "obx-faults-test-XXXXXX").string();
-    root_ = ::mkdtemp(pattern.data());
-  }
-  ~FaultInjectingFilesTest() override { std::filesystem::remove_all(root_); }
-
-  static std::string contents(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-
   std::optional<std::string> append(const std::filesystem::path& path, std::string_view bytes) {
     auto handle = FileHandle::forAppendingAtPath(path);
     if (!handle) return "no handle";
     return handle->writeData(bytes);
   }
 
-  std::filesystem::path root_;
+  testing::TemporarySandbox sandbox_;
+  const std::filesystem::path root_ = sandbox_.path();
 };
 
 // The next N writes fail before writing anything, whichever operation makes them; the one after works.
@@ -46,9 +33,9 @@ TEST_F(FaultInjectingFilesTest, FailNextWrites) {
   EXPECT_TRUE(writeFileAtomically(root_ / "b", "abc").has_value());
   EXPECT_FALSE(appendToFile(root_ / "c", "abc"));
   EXPECT_FALSE(std::filesystem::exists(root_ / "b"));
-  EXPECT_EQ(contents(root_ / "a"), "");
+  EXPECT_EQ(testing::readBytes(root_ / "a"), "");
   EXPECT_FALSE(createFileAtPath(root_ / "a", "abc").has_value());
-  EXPECT_EQ(contents(root_ / "a"), "abc");
+  EXPECT_EQ(testing::readBytes(root_ / "a"), "abc");
   EXPECT_EQ(faults.failedWrites(), 3);
 }
 
@@ -62,12 +49,12 @@ TEST_F(FaultInjectingFilesTest, DiskFullAfterBytes) {
   auto error = append(root_ / "in" / "f", "0123456789");
   ASSERT_TRUE(error.has_value());
   EXPECT_NE(error->find("No space left on device"), std::string::npos) << *error;
-  EXPECT_EQ(contents(root_ / "in" / "f"), "01234");
+  EXPECT_EQ(testing::readBytes(root_ / "in" / "f"), "01234");
   EXPECT_TRUE(append(root_ / "in" / "f", "x").has_value());
   EXPECT_FALSE(createFileAtPath(root_ / "outside", "still room here").has_value());
   faults.makeSpace();
   EXPECT_FALSE(append(root_ / "in" / "f", "56789").has_value());
-  EXPECT_EQ(contents(root_ / "in" / "f"), "0123456789");
+  EXPECT_EQ(testing::readBytes(root_ / "in" / "f"), "0123456789");
   EXPECT_EQ(faults.failedWrites(), 2);
   EXPECT_EQ(faults.bytesWritten(), 10u);
 }
@@ -82,9 +69,9 @@ TEST_F(FaultInjectingFilesTest, CrashDropsUnsyncedBytes) {
   ASSERT_FALSE(writeFileAtomically(root_ / "synced", "durable").has_value());
   ASSERT_FALSE(append(root_ / "synced", " but not this").has_value());
   faults.simulateCrash();
-  EXPECT_EQ(contents(root_ / "old"), "kept");
-  EXPECT_EQ(contents(root_ / "new"), "");
-  EXPECT_EQ(contents(root_ / "synced"), "durable");
+  EXPECT_EQ(testing::readBytes(root_ / "old"), "kept");
+  EXPECT_EQ(testing::readBytes(root_ / "new"), "");
+  EXPECT_EQ(testing::readBytes(root_ / "synced"), "durable");
 }
 
 }  // namespace

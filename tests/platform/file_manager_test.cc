@@ -2,25 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <string>
 
 #include "platform/files/file_handle.h"
+#include "store/store_test_support.h"
 
 namespace obx::platform {
 namespace {
 
 class FileManagerTest : public ::testing::Test {
  protected:
-  FileManagerTest() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "obx-files-test-XXXXXX").string();
-    root_ = ::mkdtemp(pattern.data());
-  }
-  ~FileManagerTest() override { std::filesystem::remove_all(root_); }
-  std::filesystem::path root_;
+  testing::TemporarySandbox sandbox_;
+  const std::filesystem::path root_ = sandbox_.path();
 };
 
 // A listing gives each direct entry once with its kind and hidden flag; a missing folder is an error.

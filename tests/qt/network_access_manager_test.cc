@@ -4,21 +4,13 @@
 #include "obx/qt_network_access_manager.h"
 
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <QCoreApplication>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 
-#include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
-#include <thread>
 
 #include "core/core.h"
 #include "lifecycle/app_life_cycle.h"
@@ -30,105 +22,14 @@
 #include "platform/ui/application.h"
 #include "store/data_controller.h"
 #include "store/store_test_support.h"
-#include "testing/fake_reachability.h"
+#include "testing/host_server.h"
+#include "testing/test_core.h"
 
 namespace obx::qt {
 namespace {
 
-constexpr const char* kItems = "[1,2,3]";
+using testing::HostServer;
 constexpr auto kWait = std::chrono::seconds(10);
-
-// An HTTP server on 127.0.0.1. "/slow" answers only once the server is destroyed (or after kWait)
-// and notes the query of each request it holds.
-class LocalServer {
- public:
-  LocalServer() {
-    server_.Get("/items", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content(kItems, "application/json");
-    });
-    server_.Get("/missing", [](const httplib::Request&, httplib::Response& response) {
-      response.status = 404;
-      response.set_content("no such item", "text/plain");
-    });
-    server_.Post("/orders", [](const httplib::Request& request, httplib::Response& response) {
-      response.status = 201;
-      response.set_content(std::to_string(request.body.size()), "text/plain");
-    });
-    server_.Put("/orders", [](const httplib::Request&, httplib::Response& response) {
-      response.status = 500;
-      response.set_content("down", "text/plain");
-    });
-    server_.Patch("/orders", [](const httplib::Request& request, httplib::Response& response) {
-      response.set_content(request.body, "text/plain");
-    });
-    server_.Delete("/orders", [](const httplib::Request&, httplib::Response& response) { response.status = 204; });
-    server_.Get("/slow", [this](const httplib::Request& request, httplib::Response& response) {
-      std::unique_lock lock(mutex_);
-      held_.push_back(request.target.substr(request.target.find('?') + 1));
-      released_.wait_for(lock, kWait, [this] { return release_; });
-      response.set_content("late", "text/plain");
-    });
-    server_.set_keep_alive_max_count(1);
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-    const auto deadline = std::chrono::steady_clock::now() + kWait;
-    while (!server_.is_running() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  }
-  ~LocalServer() {
-    {
-      std::lock_guard lock(mutex_);
-      release_ = true;
-    }
-    released_.notify_all();
-    server_.stop();
-    thread_.join();
-  }
-
-  bool running() const { return port_ > 0 && server_.is_running(); }
-  std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
-  bool holds(const std::string& query) {
-    std::lock_guard lock(mutex_);
-    return std::find(held_.begin(), held_.end(), query) != held_.end();
-  }
-
- private:
-  httplib::Server server_;
-  std::thread thread_;
-  int port_ = 0;
-  std::mutex mutex_;
-  std::condition_variable released_;
-  bool release_ = false;
-  std::vector<std::string> held_;
-};
-
-// A port on 127.0.0.1 that refuses connections: bound, never listening, held for the test's life.
-class ClosedPort {
- public:
-  ClosedPort() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
-    port_ = ntohs(address.sin_port);
-  }
-  ~ClosedPort() { ::close(socket_); }
-  std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
-
- private:
-  int socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
-  int port_ = 0;
-};
-
-class IdleFeature final : public Feature {
- public:
-  explicit IdleFeature(std::string key) : key_(std::move(key)) {}
-  std::string key() const override { return key_; }
-
- private:
-  std::string key_;
-};
 
 class NetworkAccessManagerTest : public ::testing::Test {
  protected:
@@ -145,18 +46,10 @@ class NetworkAccessManagerTest : public ::testing::Test {
     platform::setDefaultScheduler(scheduler_);
     platform::Application::resetShared(scheduler_);
     platform::BundleInfo::main().setObject("CFBundleShortVersionString", "1.0.0");
-    core_ = Core::make(scheduler_, [](std::shared_ptr<platform::Scheduler>) {
-      auto reachability = std::make_shared<testing::FakeReachability>();
-      reachability->set(platform::Reachability::Connection::wifi);
-      return reachability;
-    });
     // Only the network feature is real: the others would record and upload beside it.
-    for (const char* key : {FeatureKey::kUpload, FeatureKey::kCrashReport, FeatureKey::kRUM, FeatureKey::kSVR,
-                            FeatureKey::kBridge}) {
-      core_->setFeatureBuilder(key, [key](const CommonDependencies&, std::shared_ptr<DataController>) {
-        return std::make_shared<IdleFeature>(key);
-      });
-    }
+    core_ = testing::makeCore(scheduler_, nullptr,
+                              {FeatureKey::kUpload, FeatureKey::kCrashReport, FeatureKey::kRUM, FeatureKey::kSVR,
+                               FeatureKey::kBridge});
     core_->setFeatureBuilder(FeatureKey::kNetwork, [this](const CommonDependencies& d,
                                                           std::shared_ptr<DataController> dataController)
                                                           -> std::shared_ptr<Feature> {
@@ -217,9 +110,9 @@ class NetworkAccessManagerTest : public ::testing::Test {
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
   testing::TemporarySandbox sandbox_;
-  LocalServer host_;
-  LocalServer collector_;  // the collection endpoint the SDK itself talks to
-  ClosedPort closed_;
+  HostServer host_;
+  HostServer collector_;  // the collection endpoint the SDK itself talks to
+  testing::ClosedPort closed_;
   std::shared_ptr<Core> core_;
   std::shared_ptr<DataController> store_;
   std::optional<BatchContext> batch_;
@@ -243,7 +136,7 @@ TEST_F(NetworkAccessManagerTest, EachRequestBecomesOneEvent) {
   };
   const Case cases[] = {
       {[&] { return manager_->get(request(host + "/items?a=1&b=2")); },
-       host + "/items", "a=1&b=2", "GET", 200, 0, 7, "", kItems},
+       host + "/items", "a=1&b=2", "GET", 200, 0, 7, "", HostServer::kItems},
       {[&] { return manager_->post(request(host + "/orders?"), QByteArray("1234567")); },
        host + "/orders", "", "POST", 201, 7, 1, "", "7"},
       {[&] { return manager_->put(request(host + "/orders?x=1"), QByteArray("abc")); },
@@ -342,7 +235,7 @@ TEST_F(NetworkAccessManagerTest, UnfinishedRequestsAndNoFeature) {
   core_->unregisterFeature(FeatureKey::kNetwork);
   NetworkAccessManager manager;
   manager.setProxy(QNetworkProxy::NoProxy);
-  EXPECT_EQ(finish(manager.get(request(host + "/items"))), kItems);
+  EXPECT_EQ(finish(manager.get(request(host + "/items"))), HostServer::kItems);
   EXPECT_EQ(networkEvents().size(), 3u);
 }
 

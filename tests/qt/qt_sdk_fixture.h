@@ -18,8 +18,8 @@
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/sandbox.h"
 #include "platform/ui/application.h"
-#include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/test_core.h"
 
 namespace obx::qt {
 
@@ -34,8 +34,7 @@ class QtSDKTest : public ::testing::Test {
     platform::setDefaultScheduler(scheduler_);
     platform::Application::resetShared(scheduler_);
     reachability_->set(platform::Reachability::Connection::wifi);
-    auto reachability = reachability_;
-    core_ = Core::make(scheduler_, [reachability](std::shared_ptr<platform::Scheduler>) { return reachability; });
+    core_ = testing::makeCore(scheduler_, reachability_);
     Core::resetShared(core_);
   }
 

@@ -430,18 +430,10 @@ TEST_F(RUMCoreTest, PerformanceRecordsAndStressLetters) {
   std::vector<Json> written = events(batch);
   ASSERT_EQ(written.size(), 8u);
   for (std::size_t i = 0; i < 4; ++i) {
-    const Json& data = written[4 + i]["d"];
+    Json expected = {{"c", 0.25}, {"m", 120.5}, {"b", 0.8}, {"nC", 8}, {"mM", 16384.0}};
+    if (cases[i].second) expected["uS"] = *cases[i].second;
     EXPECT_EQ(written[4 + i]["t"], "performance");
-    EXPECT_EQ(data["c"], 0.25);
-    EXPECT_EQ(data["m"], 120.5);
-    EXPECT_EQ(data["b"], 0.8);
-    EXPECT_EQ(data["nC"], 8);
-    EXPECT_EQ(data["mM"], 16384.0);
-    if (cases[i].second) {
-      EXPECT_EQ(data["uS"], *cases[i].second);
-    } else {
-      EXPECT_FALSE(data.contains("uS"));
-    }
+    EXPECT_EQ(written[4 + i]["d"], expected);
   }
 }
 
@@ -538,9 +530,7 @@ TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
   };
   const std::vector<Case> cases = {
       {"consent none", [](SDKConfiguration& c) { c.setConsent(Consent::none); }, "0"},
-      {"retention false",
-[](SDKConfiguration& c) { c.setRetention(false); },
-       "2"},
+      {"retention false", [](SDKConfiguration& c) { c.setRetention(false); }, "2"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -551,11 +541,8 @@ TEST_F(RUMCoreTest, DestructionClosesScreenWhenOutOfSample) {
     const std::size_t delegatesBefore = CrashCoordinator::shared().delegateCount();
     c.change(*spool_.configuration());
     core_.reset();
-    std::vector<Json> written = events(batch);
-    Types list;
-    for (const Json& event : written) list.push_back(event["t"].get<std::string>());
-    ASSERT_EQ(list, (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
-    EXPECT_EQ(written[4]["d"]["experienceDataStatus"].dump(), c.experienceStatus);
+    ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+    EXPECT_EQ(events(batch)[4]["d"]["experienceDataStatus"].dump(), c.experienceStatus);
     EXPECT_EQ(batches_->observerCount(), 0u);
     EXPECT_EQ(appCycle_->observerCount(), 0u);
     EXPECT_EQ(performance_->observerCount(), 0u);

@@ -59,33 +59,6 @@ TEST(SamplingStatus, RecordFromTheThreeLevels) {
   EXPECT_EQ(sampling_status::sampling(common).analysisDataStatusPage, 2);
 }
 
-// Under the weighted method both experience and analysis statuses follow userSessionCookieFlag only.
-TEST(SamplingStatus, WeightedRecord) {
-  Common common;
-  common.experienceDataSampleMethod = M::weighted;
-  common.sessionCookieFlags = F::appOutSample;
-  common.analysisSessionFlags = F::appOutSample;
-  common.replaySessionFlags = F::collectionInSample;
-  Sampling record = sampling_status::sampling(common);
-  EXPECT_EQ(record.experienceDataStatus, 1);
-  EXPECT_EQ(record.analysisDataStatusSession, 1);
-  EXPECT_EQ(record.replayDataStatus, 1);
-
-  common.userSessionCookieFlag = false;
-  record = sampling_status::sampling(common);
-  EXPECT_EQ(record.experienceDataStatus, 2);
-  EXPECT_EQ(record.analysisDataStatusSession, 2);
-}
-
-// weightedSampling says "weighted" and collects video and data unless the experience status is 2.
-TEST(SamplingStatus, WeightedSamplingRecord) {
-  Common common;
-  common.experienceDataSampleMethod = M::weighted;
-  EXPECT_EQ(sampling_status::weightedSampling(common), (WeightedSampling{true, true, "weighted"}));
-  common.sessionCookieFlags = F::collectionOutSample;
-  EXPECT_EQ(sampling_status::weightedSampling(common), (WeightedSampling{false, false, "weighted"}));
-}
-
 // The status number and the collection predicates side by side: they differ on purpose, as the
 // number reports the flags while the predicate reads them through the method.
 TEST(SamplingStatus, StatusNumbersBesideThePredicates) {
@@ -122,7 +95,8 @@ TEST(SamplingStatus, StatusNumbersBesideThePredicates) {
     EXPECT_EQ(shouldCollectReplayData(common), c.replay) << c.name;
   }
 
-  // Under weighted with no user override both reported statuses are 1, whatever the server's flags.
+  // Under weighted both reported statuses follow the user's override alone: 1 without one, whatever
+  // the server's flags, and 2 when the user is out.
   for (F flag : {F::unexpected, F::processing, F::appOutSample, F::collectionOutSample}) {
     Common common;
     common.experienceDataSampleMethod = M::weighted;
@@ -132,6 +106,10 @@ TEST(SamplingStatus, StatusNumbersBesideThePredicates) {
     Sampling record = sampling_status::sampling(common);
     EXPECT_EQ(record.experienceDataStatus, 1) << toString(flag);
     EXPECT_EQ(record.analysisDataStatusSession, 1) << toString(flag);
+    common.userSessionCookieFlag = false;
+    record = sampling_status::sampling(common);
+    EXPECT_EQ(record.experienceDataStatus, 2) << toString(flag);
+    EXPECT_EQ(record.analysisDataStatusSession, 2) << toString(flag);
   }
 }
 

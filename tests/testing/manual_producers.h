@@ -64,6 +64,9 @@ class ManualSessions : public ManualProducer<std::optional<SessionContext>, Sess
     current_ = std::move(initial);
   }
   std::optional<SessionContext> sessionContext() const override { return current_; }
+  void open(std::string sessionID, std::string leadID) {
+    publish(SessionContext{std::move(sessionID), std::move(leadID), std::nullopt});
+  }
 };
 
 }  // namespace obx::testing

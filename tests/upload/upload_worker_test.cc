@@ -149,40 +149,6 @@ TEST_F(UploadWorkerTest, AcceptedScreenIsDeletedAndTheCurrentBatchStays) {
   EXPECT_EQ(worker().screenToSendCount(), 0);
 }
 
-// What each outcome leaves on the disk, in the worker's state and in the log.
-TEST_F(UploadWorkerTest, OutcomeTable) {
-  struct Case {
-    const char* name;
-    std::vector<Outcome> script;
-    bool kept;
-    bool online;
-    int count;
-  };
-  const std::vector<Case> cases = {
-      {"200", {Outcome::status(200)}, false, true, 0},
-      {"404 drops", {Outcome::status(404)}, false, true, 0},
-      {"401 drops", {Outcome::status(401)}, false, true, 0},
-      {"503 once, then 200", {Outcome::status(503), Outcome::status(200)}, false, true, 0},
-      {"503 five times stops",
-       {Outcome::status(503), Outcome::status(503), Outcome::status(503), Outcome::status(503),
-        Outcome::status(503)},
-       true, false, 1},
-  };
-  for (const auto& testCase : cases) {
-    SCOPED_TRACE(testCase.name);
-    core_.reset();
-    std::filesystem::remove_all(spool_.sandbox().storeRoot() / "S_1");
-    for (const auto& outcome : testCase.script) session_->enqueue(outcome);
-    writeScreens({"S_1"});
-    startCore();
-    scheduler_->advance(2.0 + 5 * 3.0);
-    EXPECT_EQ(onDisk("S_1"), testCase.kept);
-    EXPECT_EQ(worker().isServiceOnline(), testCase.online);
-    EXPECT_EQ(worker().screenToSendCount(), testCase.count);
-  }
-  EXPECT_TRUE(logs_.contains("❌ Unable to send screens: The service is currently offline"));
-}
-
 // In a pass of five screens whose third exhausts its tries, the fourth and fifth are still taken in
 // turn but go out no more, and no pass starts until the service is tried again.
 TEST_F(UploadWorkerTest, StopInTheMiddleOfAPassEndsTheWorker) {
@@ -307,6 +273,8 @@ TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
       {"accepted", script({Outcome::status(200)}), nothing, false, true, 0, 0,
        "✅ - Finish send screen, proceed to delete directory with id S2_1"},
       {"dropped", script({Outcome::status(404)}), nothing, false, true, 0, 0,
+       "❌ Error sending screen: Upload to collection server failed!"},
+      {"unauthorized status dropped", script({Outcome::status(401)}), nothing, false, true, 0, 0,
        "❌ Error sending screen: Upload to collection server failed!"},
       {"retried, then accepted", script({Outcome::status(502), Outcome::status(200)}), nothing, false, true, 0, 0,
        "✅ - Finish send screen, proceed to delete directory with id S2_1"},
