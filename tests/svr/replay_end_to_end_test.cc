@@ -22,20 +22,18 @@
 #include "platform/ui/window.h"
 #include "session/crash_coordinator.h"
 #include "session/image_placeholder_builder.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
+#include "svr/recording_fixture.h"
 #include "svr/svr_feature.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 #include "testing/steady_process_info.h"
 
 namespace obx {
 namespace {
 
 using platform::Rect;
+using testing::pixelsOff;
 
 class Screen : public platform::ViewController {};
 
@@ -66,6 +64,13 @@ struct StoredBatch {
 };
 
 std::shared_ptr<const platform::Bitmap> decode(const std::string& bytes) { return platform::decodeJPEG(bytes); }
+
+// 0, 1, ..., count - 1: the indices of a screen's images, contiguous from 0.
+std::vector<std::int64_t> zeroTo(std::size_t count) {
+  std::vector<std::int64_t> indices(count);
+  for (std::size_t i = 0; i < count; ++i) indices[i] = static_cast<std::int64_t>(i);
+  return indices;
+}
 
 class ReplayEndToEndTest : public ::testing::Test {
  protected:
@@ -135,16 +140,9 @@ class ReplayEndToEndTest : public ::testing::Test {
   // Every batch folder of the spool, read back through a store of its own, in opening order.
   std::vector<StoredBatch> spool() {
     scheduler_->runUntilIdle();
-    auto configuration = core_->configuration();
-    auto queue = platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-    Repository repository(configuration, FileStorage::make(queue, std::make_shared<Security>()), nullptr, 0.0,
-                          scheduler_);
     std::vector<StoredBatch> batches;
-    for (const auto& entry : std::filesystem::directory_iterator(sandbox_.storeRoot())) {
-      const std::string name = entry.path().filename().string();
-      if (!entry.is_directory() || name.find('_') == std::string::npos) continue;
-      StoredBatch batch{name, {}, repository.images(name), 0};
-      for (const std::string& block : repository.events(name)) batch.events.push_back(Json::parse(block));
+    for (const std::string& id : spool_.batchIDs()) {
+      StoredBatch batch{id, spool_.events(id), spool_.repository().images(id), 0};
       for (const Json& event : batch.ofType("batch")) batch.startTime = event["d"]["startTime"].get<double>();
       batches.push_back(std::move(batch));
     }
@@ -177,7 +175,7 @@ class ReplayEndToEndTest : public ::testing::Test {
   const Rect kLabelFrame = Rect::make(20, 120, 300, 40);
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_};
   testing::LogCapture logs_;
   std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
   std::shared_ptr<Core> core_;
@@ -190,13 +188,6 @@ class ReplayEndToEndTest : public ::testing::Test {
 // A still screen gives its first image at once and no other however long it stays (the opening
 // looks on the ticks repeat it and are dropped); each further batch opens with an "image" event of
 // the image on display.
-// 0, 1, ..., count - 1: the indices of a screen's images, contiguous from 0.
-std::vector<std::int64_t> zeroTo(std::size_t count) {
-  std::vector<std::int64_t> indices(count);
-  for (std::size_t i = 0; i < count; ++i) indices[i] = static_cast<std::int64_t>(i);
-  return indices;
-}
-
 TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
   start();
   show("Home");
@@ -276,10 +267,21 @@ TEST_F(ReplayEndToEndTest, PlaceholdersOfScreensThatMayNotBeRecorded) {
   EXPECT_TRUE(after[0].ofType("placeholder").empty());
 }
 
-// The mode asked of the recorder per screen: the configured one, forceHiFi and forceLoFi by name
-// (forceLoFi wins), and Lo-Fi for the screen right after a discarded one, whatever is configured.
+// Under the automatic mode a screen is a wireframe, its still opening looks sent once: the
+// screenshot recorder never runs. Then the mode asked of the recorder per screen: the configured
+// one, forceHiFi and forceLoFi by name (forceLoFi wins), and Lo-Fi for the screen right after a
+// discarded one, whatever is configured.
 TEST_F(ReplayEndToEndTest, ModeChoiceAndLoFiAfterADiscardedScreen) {
-  start(R"({"dst_forceHiFi": ["Gallery", "Both"], "dst_forceLoFi": ["Both"], "dst_screenMasking": ["Secret"]})");
+  start(R"({"dst_forceHiFi": ["Gallery", "Both"], "dst_forceLoFi": ["Both"], "dst_screenMasking": ["Secret"]})", true,
+        SessionReplayMode::automatic);
+  show("Start");
+  scheduler_->advance(3.0);
+  auto first = batchesOf("Start");
+  ASSERT_FALSE(first.empty());
+  EXPECT_EQ(first[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
+  EXPECT_TRUE(logs_.contains("Create image of screen in LoFi screenID: " + first[0].screenID()));
+  EXPECT_FALSE(logs_.contains("Create image of screen in HiFi"));
+
   core_->configuration()->editUserConfiguration([](UserConfiguration& user) { user.sessionReplayMode = SessionReplayMode::hiFi; });
   core_->configuration()->applyUserConfiguration();
   scheduler_->runUntilIdle();
@@ -299,19 +301,6 @@ TEST_F(ReplayEndToEndTest, ModeChoiceAndLoFiAfterADiscardedScreen) {
   auto cart = batchesOf("Cart");
   ASSERT_EQ(cart.size(), 1u);
   EXPECT_EQ(cart[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
-}
-
-// Under the automatic mode every screen is a wireframe, its still opening looks sent once: the
-// screenshot recorder never runs.
-TEST_F(ReplayEndToEndTest, AutomaticModeRecordsWireframes) {
-  start("{}", true, SessionReplayMode::automatic);
-  show("Home");
-  scheduler_->advance(3.0);
-  auto home = batchesOf("Home");
-  ASSERT_FALSE(home.empty());
-  EXPECT_EQ(home[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
-  EXPECT_TRUE(logs_.contains("Create image of screen in LoFi screenID: " + home[0].screenID()));
-  EXPECT_FALSE(logs_.contains("Create image of screen in HiFi"));
 }
 
 // An image that arrives after its screen was left is dropped: it is stored neither in its own
@@ -354,7 +343,7 @@ TEST_F(ReplayEndToEndTest, TickAtAScreenChangeStaysWithItsScreen) {
   scheduler_->advance(1.0);
   auto secret = std::make_shared<Screen>();
   setObxScreenName(*secret, "Secret");
-  auto card = std::make_shared<platform::Label>(Rect::make(20, 500, 300, 40), "4111 1111 1111 1111");
+  auto card = testing::secretLabel(Rect::make(20, 500, 300, 40));
   secret->view()->addSubview(card);
   core_->setMaskingForCurrentScreen({MaskAutomatic::labels});
   navigation_->pushViewController(secret, false);
@@ -362,23 +351,15 @@ TEST_F(ReplayEndToEndTest, TickAtAScreenChangeStaysWithItsScreen) {
   svr()->trackingImages()->videoFrame();
   scheduler_->advance(1.0);
 
-  platform::Point origin = card->convertPointToView(platform::Point{0, 0}, nullptr);
-  auto inkIn = [&](const platform::Bitmap& image, int red, int tolerance) {
-    int off = 0;
-    for (int y = static_cast<int>(origin.y) + 4; y < static_cast<int>(origin.y) + 36; ++y) {
-      for (int x = static_cast<int>(origin.x) + 4; x < static_cast<int>(origin.x) + 296; ++x) {
-        if (std::abs(image.pixelAt(x, y).red - red) > tolerance) ++off;
-      }
-    }
-    return off;
-  };
+  const platform::Point origin = card->convertPointToView(platform::Point{0, 0}, nullptr);
+  const Rect shown = Rect::make(origin.x, origin.y, 300, 40);
   std::size_t homeImages = 0;
   for (const auto& batch : batchesOf("Home")) {
     for (const Image& image : batch.images) {
       ++homeImages;
       auto bitmap = decode(image.data);
       ASSERT_NE(bitmap, nullptr);
-      EXPECT_EQ(inkIn(*bitmap, 255, 8), 0) << "Home's image " << image.index << " shows the next screen";
+      EXPECT_EQ(pixelsOff(*bitmap, shown, 255, 255, 255, 8, 4), 0) << "Home's image shows the next screen";
     }
   }
   EXPECT_EQ(homeImages, 1u);
@@ -389,7 +370,7 @@ TEST_F(ReplayEndToEndTest, TickAtAScreenChangeStaysWithItsScreen) {
   for (const Image& image : secretBatches[0].images) {
     auto bitmap = decode(image.data);
     ASSERT_NE(bitmap, nullptr);
-    EXPECT_EQ(inkIn(*bitmap, 128, 24), 0) << "the secret's block";
+    EXPECT_EQ(pixelsOff(*bitmap, shown, 128, 128, 128, 24, 4), 0) << "the secret's block";
   }
 }
 
@@ -471,23 +452,14 @@ TEST_F(ReplayEndToEndTest, ScreenMasksSurviveABackgroundTrip) {
   show("Next");
   scheduler_->advance(1.0);
 
-  // The label's region in the window, inset by a few pixels.
-  platform::Point origin = labels_["Next"]->convertPointToView(platform::Point{0, 0}, nullptr);
-  const int left = static_cast<int>(origin.x) + 4, top = static_cast<int>(origin.y) + 4;
-  const int right = left + static_cast<int>(kLabelFrame.size.width) - 8;
-  const int bottom = top + static_cast<int>(kLabelFrame.size.height) - 8;
+  const platform::Point origin = labels_["Next"]->convertPointToView(platform::Point{0, 0}, nullptr);
+  const Rect label = Rect::make(origin.x, origin.y, kLabelFrame.size.width, kLabelFrame.size.height);
   std::vector<std::pair<std::string, bool>> firstImages;  // screen ID, label masked
   for (const auto& batch : spool()) {
     if (batch.images.empty()) continue;
     auto bitmap = decode(batch.images.front().data);
     ASSERT_NE(bitmap, nullptr);
-    int off = 0;
-    for (int y = top; y < bottom; ++y) {
-      for (int x = left; x < right; ++x) {
-        auto pixel = bitmap->pixelAt(x, y);
-        if (std::abs(pixel.red - 128) > 24 || std::abs(pixel.green - 128) > 24 || std::abs(pixel.blue - 128) > 24) ++off;
-      }
-    }
+    const int off = pixelsOff(*bitmap, label, 128, 128, 128, 24, 4);
     // A block in the masking colour leaves a few pixels of JPEG fringe; shown text misses it everywhere.
     firstImages.emplace_back(batch.screenID(), off < 50);
   }
