@@ -42,6 +42,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -300,23 +301,15 @@ int main(int argc, char** argv) {
   const std::string kind = argv[1];
   const std::filesystem::path root = argv[2];
   const std::string url = argv[3];
-  bool beforeBatch = false, disabled = false, hostHandler = false, hostHandlerAfter = false, installedFile = false,
-       ignorePipe = false;
-  for (int index = 4; index < argc; ++index) {
-    std::string option = argv[index];
-    beforeBatch |= option == "--before-batch";
-    disabled |= option == "--disabled";
-    hostHandler |= option == "--host-handler";
-    hostHandlerAfter |= option == "--host-handler-after";
-    installedFile |= option == "--installed-file";
-    ignorePipe |= option == "--ignore-sigpipe";
-    gHostMends |= option == "--host-mends";
-  }
+  const std::set<std::string> options(argv + 4, argv + argc);
+  auto given = [&options](const char* option) { return options.count(option) > 0; };
+  const bool beforeBatch = given("--before-batch"), disabled = given("--disabled");
+  gHostMends = given("--host-mends");
   gHostMarker = (root / "host-handler").string();
   gCrashingMarker = (root / "crashing").string();
-  if (hostHandler) installHostHandlers(false);
+  if (given("--host-handler")) installHostHandlers(false);
   // As a user starts it, SIGPIPE has its default action, whatever the parent had ignored.
-  ::signal(SIGPIPE, ignorePipe ? SIG_IGN : SIG_DFL);
+  ::signal(SIGPIPE, given("--ignore-sigpipe") ? SIG_IGN : SIG_DFL);
   gGuardedPage = static_cast<char*>(::mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
   if (url == "hooks") return crashUnderHooksOnly(kind, root);
 
@@ -370,8 +363,8 @@ int main(int argc, char** argv) {
   } else {
     scheduler->runMainLoop([] { return false; }, 0.5);
   }
-  if (hostHandlerAfter) installHostHandlers(true);
-  if (installedFile) std::ofstream(root / "installed") << (signalHandlerInstalled() ? "1" : "0");
+  if (given("--host-handler-after")) installHostHandlers(true);
+  if (given("--installed-file")) std::ofstream(root / "installed") << (signalHandlerInstalled() ? "1" : "0");
 
   std::fflush(nullptr);
   if (kind == "lock-other" || kind == "lock-self") {

@@ -188,7 +188,7 @@ class ReplayEndToEndTest : public ::testing::Test {
 // A still screen gives its first image at once and no other however long it stays (the opening
 // looks on the ticks repeat it and are dropped); each further batch opens with an "image" event of
 // the image on display.
-TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
+TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNoneUntilOutOfSample) {
   start();
   show("Home");
   scheduler_->advance(12.0);
@@ -214,6 +214,18 @@ TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
     EXPECT_EQ(batches[i].imageEventIndexes(), (std::vector<std::int64_t>{0}));
     EXPECT_EQ(batches[i].ofType("image").front()["d"]["timestamp"], batches[0].ofType("image").back()["d"]["timestamp"]);
   }
+
+  // Taken out of replay's sample, the feature goes and takes the images of the screen on display
+  // with it; the events stay for analytics.
+  serverSends(R"({"replaySessFlags": 2})");
+  EXPECT_EQ(svr(), nullptr);
+  auto after = batchesOf("Home");
+  ASSERT_EQ(after.size(), 3u);
+  for (const auto& batch : after) {
+    EXPECT_TRUE(batch.images.empty());
+    EXPECT_FALSE(batch.events.empty());
+  }
+  EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
 }
 
 // Screens left out or masked by the live configuration, or discarded by the application: which
@@ -374,31 +386,6 @@ TEST_F(ReplayEndToEndTest, TickAtAScreenChangeStaysWithItsScreen) {
   }
 }
 
-// In the background the capture stops: layout changes take no image and nothing is written into
-// the screen's batch, which the background closed; the screen that comes back records again.
-TEST_F(ReplayEndToEndTest, NothingIsCapturedInTheBackground) {
-  start();
-  show("Home");
-  scheduler_->advance(1.0);
-  application_->moveToBackground();
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(svr()->trackingImages()->runningFramesPerSecond(), 0);
-  for (int i = 0; i < 4; ++i) {
-    labels_["Home"]->setFrame(Rect::make(20, 200 + 40 * i, 300, 40));
-    scheduler_->advance(1.0);
-  }
-  std::size_t images = 0;
-  for (const auto& batch : batchesOf("Home")) images += batch.images.size();
-  EXPECT_EQ(images, 1u);
-
-  application_->returnToForeground();
-  scheduler_->advance(1.0);
-  auto back = batchesOf("Home");
-  ASSERT_FALSE(back.empty());
-  ASSERT_FALSE(back.back().images.empty());
-  EXPECT_EQ(back.back().imageFileIndexes(), zeroTo(back.back().images.size()));
-}
-
 // A device under stress: the screen gets one placeholder for the whole period instead of images,
 // the same placeholder once more as the stress ends, then its images resume.
 TEST_F(ReplayEndToEndTest, StressGivesOnePlaceholderThenResumes) {
@@ -435,20 +422,35 @@ TEST_F(ReplayEndToEndTest, StressGivesOnePlaceholderThenResumes) {
   EXPECT_EQ(wireframes, 1u) << "the screen's image, once the stress is over";
 }
 
-// Masks the application set for one screen hold for it and, after a trip to the background, for
-// its restart; the screen after falls back to the configured masks: the label region shows the
-// masking colour, then the label's ink.
-TEST_F(ReplayEndToEndTest, ScreenMasksSurviveABackgroundTrip) {
+// In the background the capture stops: layout changes take no image and nothing is written into
+// the screen's batch, which the background closed; the screen that comes back records again. Masks
+// the application set for the screen hold for it and, after the trip, for its restart; the screen
+// after falls back to the configured masks: the label region shows the masking colour, then ink.
+TEST_F(ReplayEndToEndTest, BackgroundTripStopsTheCaptureAndKeepsTheScreensMasks) {
   start();
   core_->setMaskingForCurrentScreen({MaskAutomatic::labels});
   show("Account");
   scheduler_->advance(1.0);
+  auto imagesOfAccount = [&] {
+    std::size_t images = 0;
+    for (const auto& batch : batchesOf("Account")) images += batch.images.size();
+    return images;
+  };
+  const std::size_t shown = imagesOfAccount();
   application_->moveToBackground();
   scheduler_->runUntilIdle();
-  scheduler_->advance(3.0);
+  EXPECT_EQ(svr()->trackingImages()->runningFramesPerSecond(), 0);
+  for (int i = 0; i < 4; ++i) {
+    labels_["Account"]->setFrame(i < 3 ? Rect::make(20, 200 + 40 * i, 300, 40) : kLabelFrame);
+    scheduler_->advance(1.0);
+  }
+  EXPECT_EQ(imagesOfAccount(), shown);
   application_->returnToForeground();
   scheduler_->runUntilIdle();
   scheduler_->advance(1.0);
+  auto back = batchesOf("Account");
+  ASSERT_FALSE(back.back().images.empty());
+  EXPECT_EQ(back.back().imageFileIndexes(), zeroTo(back.back().images.size()));
   show("Next");
   scheduler_->advance(1.0);
 
@@ -468,27 +470,6 @@ TEST_F(ReplayEndToEndTest, ScreenMasksSurviveABackgroundTrip) {
   EXPECT_TRUE(firstImages[1].second) << "the same masks after the return";
   EXPECT_FALSE(firstImages[2].second) << "the configured masks leave labels visible";
   EXPECT_NE(firstImages[0].first, firstImages[1].first) << "the return starts a new screen";
-}
-
-// When the session is taken out of replay's sample, the feature goes and takes the images of the
-// screen on display with it; the events stay for analytics.
-TEST_F(ReplayEndToEndTest, OutOfReplaySampleDeletesTheScreensImages) {
-  start();
-  show("Home");
-  scheduler_->advance(6.0);
-  auto before = batchesOf("Home");
-  ASSERT_EQ(before.size(), 2u);
-  ASSERT_EQ(before[0].images.size(), 1u);
-
-  serverSends(R"({"replaySessFlags": 2})");
-  EXPECT_EQ(svr(), nullptr);
-  auto after = batchesOf("Home");
-  ASSERT_EQ(after.size(), 2u);
-  for (const auto& batch : after) {
-    EXPECT_TRUE(batch.images.empty());
-    EXPECT_FALSE(batch.events.empty());
-  }
-  EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
 }
 
 // On a crash the screen on display gets the placeholder it would get at its end: a masked screen
