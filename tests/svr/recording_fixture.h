@@ -125,6 +125,14 @@ class RecordingFixture : public ::testing::Test {
     return publisher_->images.size() == before ? nullptr : decoded(publisher_->images.back().data);
   }
 
+  // One tick of the clock after `seconds` (0: now) on `recorder`, the wireframe one unless given: no
+  // change was seen.
+  void tick(double seconds, ScreenRecordingMode* recorder = nullptr) {
+    if (seconds > 0) scheduler_->advance(seconds);
+    (recorder ? recorder : recorder_.get())->recordScreen(kWidth, kHeight, {});
+    scheduler_->runUntilIdle();
+  }
+
   const BatchContext kBatch = Spool::batch("screen-1_20240101120000", 0, "Checkout");
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
   std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);

@@ -290,13 +290,7 @@ TEST_F(HiFiModeTest, LargeScreenIsDrawnWholeAtHalfScale) {
 // gives one more.
 TEST_F(HiFiModeTest, StillScreenGivesOneOpeningImageMore) {
   window_->addSubview(coloured(kSpot, Color{1, 0, 0, 1}));
-  hiFi_->recordScreen(kWidth, kHeight, {});
-  scheduler_->runUntilIdle();
-  for (int i = 0; i < 10; ++i) {
-    scheduler_->advance(0.5);
-    hiFi_->recordScreen(kWidth, kHeight, {});
-    scheduler_->runUntilIdle();
-  }
+  for (int i = 0; i <= 10; ++i) tick(i ? 0.5 : 0, hiFi_.get());
   EXPECT_EQ(publisher_->images.size(), 4u);
   EXPECT_NE(recordHiFi(), nullptr);
   EXPECT_EQ(publisher_->images.back().index, 0);

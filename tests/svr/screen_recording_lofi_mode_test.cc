@@ -15,15 +15,7 @@ namespace {
 using platform::Rect;
 using testing::pixelsOff;
 
-class LoFiModeTest : public testing::RecordingFixture {
- protected:
-  // One tick of the clock after `seconds`: no change was seen.
-  void tick(double seconds) {
-    scheduler_->advance(seconds);
-    recorder_->recordScreen(kWidth, kHeight, {});
-    scheduler_->runUntilIdle();
-  }
-};
+class LoFiModeTest : public testing::RecordingFixture {};
 
 // The hash is SHA-256 of the descriptions joined depth first, in lower-case hex.
 TEST(NodeTest, HashOfJoinedDescriptions) {
@@ -44,8 +36,7 @@ TEST(NodeTest, HashOfJoinedDescriptions) {
 TEST_F(LoFiModeTest, StillScreenYieldsItsFirstImageOnly) {
   auto label = std::make_shared<platform::Label>(Rect::make(20, 40, 200, 30), "Total");
   window_->addSubview(label);
-  recorder_->recordScreen(kWidth, kHeight, {});
-  scheduler_->runUntilIdle();
+  tick(0);
   for (int i = 0; i < 10; ++i) tick(0.5);
   EXPECT_EQ(publisher_->images.size(), 1u);
   EXPECT_EQ(recorder_->imagesTaken(), 3);
@@ -71,8 +62,7 @@ TEST_F(LoFiModeTest, TicksWithinAFrameTakeNothing) {
   common.videoQualityType = VideoQualityType::poor;  // 2 frames per second
   common.imageTakenWhenScreenStart = 10;
   configuration_->setCommon(common);
-  recorder_->recordScreen(kWidth, kHeight, {});
-  scheduler_->runUntilIdle();
+  tick(0);
   tick(0.4);
   tick(0.1);  // exactly 0.5 s since the last image: not greater than one frame
   EXPECT_EQ(recorder_->imagesTaken(), 1);
