@@ -17,13 +17,9 @@
 #include "platform/crash/raw_crash_record.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "session/crash_snapshot.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
 #include "testing/log_capture.h"
 #include "testing/manual_producers.h"
+#include "testing/spool.h"
 
 namespace obx {
 namespace {
@@ -64,38 +60,18 @@ std::optional<CrashSnapshot::Decoded> slotContent(CrashSnapshot::Part part) {
 
 class CRCoreTest : public ::testing::Test {
  protected:
-  CRCoreTest() {
-    configuration_ = std::make_shared<SDKConfiguration>(
-        Configuration("account", "property", Consent::analyticsAndRecording, true, true, false, false, false),
-        Platform::native(), scheduler_);
-    repository_ = std::make_shared<Repository>(
-        configuration_, FileStorage::make(readWrite_, std::make_shared<Security>()), nullptr, 16384.0, scheduler_);
-    dataController_ = std::make_shared<DataController>(repository_);
-  }
-
-  BatchContext batch(const std::string& screen, int number) {
-    return BatchContext{screen + "_" + std::to_string(number),
-                        ViewContext{screen, scheduler_->clock().now(), screen, {390, 844}, false, false}};
+  BatchContext batch(const std::string& screen) {
+    return testing::Spool::batch(screen + "_1", scheduler_->clock().now(), screen);
   }
 
   // A crash record file as a dead process left it.
   void leave(const std::string& name, const std::string& bytes) {
-    std::filesystem::create_directories(CRCore::recordsFolder());
-    std::ofstream(CRCore::recordsFolder() / name, std::ios::binary) << bytes;
+    testing::writeBytes(CRCore::recordsFolder() / name, bytes);
   }
 
-  // The types and crashes of a batch as stored, read without running any queue.
-  std::vector<std::string> storedTypes(const BatchContext& batch) {
-    std::vector<std::string> types;
-    for (const std::string& block : repository_->events(batch.id)) types.push_back(Json::parse(block)["t"]);
-    return types;
-  }
   std::vector<Crash> storedCrashes(const BatchContext& batch) {
     std::vector<Crash> crashes;
-    for (const std::string& block : repository_->events(batch.id)) {
-      Json event = Json::parse(block);
-      if (event["t"] == "crash") crashes.push_back(event["d"].get<Crash>());
-    }
+    for (const Json& crash : spool_.payloads(batch, "crash")) crashes.push_back(crash.get<Crash>());
     return crashes;
   }
 
@@ -108,13 +84,8 @@ class CRCoreTest : public ::testing::Test {
   }
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_};
   testing::LogCapture logs_;
-  std::shared_ptr<platform::DispatchQueue> readWrite_ =
-      platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-  std::shared_ptr<SDKConfiguration> configuration_;
-  std::shared_ptr<Repository> repository_;
-  std::shared_ptr<DataController> dataController_;
   std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_);
 };
 
@@ -122,8 +93,8 @@ class CRCoreTest : public ::testing::Test {
 // the one there at construction, each one after, none after the last ended. Teardown puts the
 // host's handlers back, clears the snapshot and removes the unused record file.
 TEST_F(CRCoreTest, SnapshotFollowsTheBatchUntilTeardown) {
-  const BatchContext first = batch("A", 1);
-  const BatchContext second = batch("B", 1);
+  const BatchContext first = batch("A");
+  const BatchContext second = batch("B");
   batches_->publish(first);
   scheduler_->runUntilIdle();
   auto feature = CRFeature::make(CRDependencies{nullptr, batches_}, scheduler_);
@@ -158,8 +129,8 @@ TEST_F(CRCoreTest, SnapshotFollowsTheBatchUntilTeardown) {
 // torn record is dropped with a log line and blocks nothing else; a crash before any batch, and a
 // file a running process still holds, write nothing.
 TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
-  const BatchContext crashed = batch("S", 1);
-  const BatchContext thrown = batch("T", 1);
+  const BatchContext crashed = batch("S");
+  const BatchContext thrown = batch("T");
   const double time = scheduler_->clock().now() + 2.5;
   const std::vector<CrashSnapshot::EndEvent> end = {{EventType::samplingStatus, Json{{"replayDataStatus", 1}}},
                                                     {EventType::applicationEnd, Json("")},
@@ -183,7 +154,7 @@ TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
   std::ofstream(running->path(), std::ios::binary) << recordBytes(RawCrashRecord::Kind::signal, SIGFPE, time,
                                                                   {{CrashSnapshot::Part::crash, snapshotOf(crashed)}});
 
-  EXPECT_EQ(CRPendingReports(dataController_).writeLeftBehind(CRCore::recordsFolder()), 3);
+  EXPECT_EQ(CRPendingReports(spool_.dataController()).writeLeftBehind(CRCore::recordsFolder()), 3);
 
   const auto crashes = storedCrashes(crashed);
   ASSERT_EQ(crashes.size(), 1u);
@@ -191,16 +162,16 @@ TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
   EXPECT_EQ(crashes[0].signal, SIGSEGV);
   EXPECT_EQ(crashes[0].time, static_cast<std::int64_t>(time));
   EXPECT_EQ(crashes[0].symbols.size(), 1u);
-  EXPECT_EQ(storedTypes(crashed), (std::vector<std::string>{"crash", "samplingStatus", "aE", "bE"}));
+  EXPECT_EQ(spool_.types(crashed), (std::vector<std::string>{"crash", "samplingStatus", "aE", "bE"}));
   // Offsets count from the screen's start to the crash.
-  for (const std::string& block : repository_->events(crashed.id)) EXPECT_EQ(Json::parse(block)["o"], 2500);
+  for (const Json& event : spool_.events(crashed)) EXPECT_EQ(event["o"], 2500);
 
   const auto exception = storedCrashes(thrown);
   ASSERT_EQ(exception.size(), 2u);
   EXPECT_EQ(exception[0].desc, "bad thing");
   EXPECT_EQ(exception[0].signal, 0);
   EXPECT_EQ(exception[1].desc, "SIGABRT");
-  EXPECT_EQ(storedTypes(thrown), (std::vector<std::string>{"crash", "crash", "samplingStatus", "aE", "bE"}));
+  EXPECT_EQ(spool_.types(thrown), (std::vector<std::string>{"crash", "crash", "samplingStatus", "aE", "bE"}));
 
   EXPECT_TRUE(logs_.contains("Crash record torn in 3-torn.crash: 1 dropped")) << ::testing::PrintToString(logs_.messages());
   std::vector<std::string> left;
@@ -212,18 +183,18 @@ TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
 
 // A crash that can't be written says what failed: the batch's folder, or the event itself.
 TEST_F(CRCoreTest, FailedWriteLogsWhatFailed) {
-  const BatchContext blocked = batch("C", 1);
+  const BatchContext blocked = batch("C");
   // A file where the batch's folder would go.
-  testing::writeBytes(sandbox_.storeRoot() / blocked.id, "not a folder");
-  BatchContext unreachable = batch("D", 1);
+  testing::writeBytes(spool_.sandbox().storeRoot() / blocked.id, "not a folder");
+  BatchContext unreachable = batch("D");
   // A screen that started so long before the crash that the offset can't be written.
   unreachable.viewContext.dateScreen = -1e300;
   leave("1.crash", recordBytes(RawCrashRecord::Kind::signal, SIGSEGV, scheduler_->clock().now(),
                                {{CrashSnapshot::Part::crash, snapshotOf(blocked)}}));
   leave("2.crash", recordBytes(RawCrashRecord::Kind::signal, SIGSEGV, scheduler_->clock().now(),
                                {{CrashSnapshot::Part::crash, snapshotOf(unreachable)}}));
-  EXPECT_EQ(CRPendingReports(dataController_).writeLeftBehind(CRCore::recordsFolder()), 0);
-  const std::string folder = (sandbox_.storeRoot() / blocked.id).string();
+  EXPECT_EQ(CRPendingReports(spool_.dataController()).writeLeftBehind(CRCore::recordsFolder()), 0);
+  const std::string folder = (spool_.sandbox().storeRoot() / blocked.id).string();
   EXPECT_TRUE(logs_.contains("Error creating directory: " + folder + ".", LogLevel::developer))
       << ::testing::PrintToString(logs_.messages());
   EXPECT_TRUE(logs_.contains("Error writing crash event: Invalid offset for event crash in screenID: D_1.",

@@ -4,18 +4,25 @@
 //
 //   obx-crash-child <kind> <sandbox> <collector URL> [options]
 //     kinds: exception segv abort bus fpe ill trap sys overflow thread two-threads lock-other
-//     lock-self pipe (a broken pipe, which a host that ignores SIGPIPE survives: exit 0)
+//     lock-self guarded (a write to a page of no access) pipe (a broken pipe, which a host that
+//     ignores SIGPIPE survives: exit 0)
+//   obx-crash-child <kind> <folder> hooks [options]: no SDK, only the platform's crash hooks, writing
+//     <folder>/record.crash with snapshot slot 1 "snapshot of the test"; <folder>/functions names the
+//     address of each faulting function below, one "<name> <address>" a line, for a reader that
+//     checks where a stack begins
 //   obx-crash-child upload <sandbox> <collector URL>: the next run, which sends the spool and exits 0
 //     (1 when something is left after 30 seconds)
 //     --before-batch    crash once the crash feature is registered, before any screen
 //     --disabled        crashReporterEnabled false
 //     --host-handler    install the host's own handlers first; they write <sandbox>/host-handler
 //     --host-handler-after  the same handlers, installed after the SDK, chaining to the SDK's
+//     --host-mends      the host's handler makes the guarded page writable, so the process lives on
 //     --ignore-sigpipe  the host ignores SIGPIPE before the SDK starts
 //     --installed-file  write <sandbox>/installed: "1" when a signal handler is in place at the crash
 //
 // Just before it crashes it writes <sandbox>/crashing: the monotonic clock in nanoseconds.
-// Exit 3 when the SDK never got ready; otherwise the process ends by the crash.
+// Exit 3 when the SDK never got ready, 4 when the process outlives its fault; otherwise it ends by
+// the crash.
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -28,12 +35,14 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -41,6 +50,9 @@
 #include "core/core.h"
 #include "lifecycle/batch_coordinator.h"
 #include "platform/bundle/bundle_info.h"
+#include "platform/crash/alternate_signal_stack.h"
+#include "platform/crash/crash_handlers.h"
+#include "platform/crash/crash_snapshot_slots.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/files/file_faults.h"
 #include "platform/files/sandbox.h"
@@ -57,6 +69,8 @@ class CrashingScreen : public obx::platform::ViewController {};
 std::string gHostMarker;
 std::string gCrashingMarker;
 struct sigaction gSDKAction {};
+bool gHostMends = false;
+char* gGuardedPage = nullptr;
 
 // Writes with write(2) only: it runs inside a signal handler.
 void writeMarker(const std::string& path, const char* text, int flags = O_APPEND) {
@@ -71,6 +85,7 @@ void hostSignalHandler(int signal, siginfo_t* info, void* context) {
   char line[64];
   std::snprintf(line, sizeof(line), "signal %d %d\n", signal, info ? info->si_signo : -1);
   writeMarker(gHostMarker, line);
+  if (gHostMends && gGuardedPage) ::mprotect(gGuardedPage, 4096, PROT_READ | PROT_WRITE);
   // Installed after the SDK, the host chains to the handler it found, as a careful host does.
   if (gSDKAction.sa_flags & SA_SIGINFO && gSDKAction.sa_sigaction) gSDKAction.sa_sigaction(signal, info, context);
 }
@@ -125,6 +140,10 @@ extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildSe
 extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildAbort() {
   gAbort();
   std::puts("still alive after abort");
+}
+
+extern "C" __attribute__((noinline, visibility("default"))) void obxCrashChildGuarded() {
+  gGuardedPage[0] = 1;
 }
 
 // A real SIGBUS: a shared mapping past the end of an empty file.
@@ -228,6 +247,52 @@ class StallingFiles final : public obx::platform::FileFaults {
   std::atomic<bool> entered_{false};
 };
 
+// Dies the way `kind` says; 4 when the process lives on.
+int crash(const std::string& kind, const std::filesystem::path& root) {
+  if (kind == "pipe") return brokenPipe();
+  if (kind == "sys" && !refuseCallWithSigsys()) return 8;
+  if (kind == "exception") obxCrashChildThrow();
+  if (kind == "segv") obxCrashChildSegv();
+  if (kind == "guarded") obxCrashChildGuarded();
+  if (kind == "abort") obxCrashChildAbort();
+  if (kind == "bus") obxCrashChildBus((root / "bus-file").c_str());
+  if (kind == "fpe") obxCrashChildFpe();
+  if (kind == "ill") obxCrashChildIll();
+  if (kind == "trap") obxCrashChildTrap();
+  if (kind == "sys") obxCrashChildSys();
+  if (kind == "overflow") gSink = obxCrashChildRecurse(0);
+  if (kind == "thread") std::thread([] { obxCrashChildSegv(); }).join();
+  if (kind == "two-threads") {
+    std::atomic<int> ready{0};
+    auto both = [&ready] {
+      ready.fetch_add(1);
+      while (ready.load() < 2) {
+      }
+      obxCrashChildSegv();
+    };
+    std::thread first(both), second(both);
+    first.join();
+    second.join();
+  }
+  return 4;
+}
+
+// The platform's hooks alone, as the SDK installs them, then the death.
+int crashUnderHooksOnly(const std::string& kind, const std::filesystem::path& folder) {
+  std::ofstream functions(folder / "functions");
+  const std::pair<const char*, const void*> named[] = {
+      {"obxCrashChildThrow", reinterpret_cast<const void*>(&obxCrashChildThrow)},
+      {"obxCrashChildSegv", reinterpret_cast<const void*>(&obxCrashChildSegv)},
+      {"obxCrashChildGuarded", reinterpret_cast<const void*>(&obxCrashChildGuarded)},
+      {"obxCrashChildRecurse", reinterpret_cast<const void*>(&obxCrashChildRecurse)}};
+  for (const auto& [name, address] : named) functions << name << ' ' << reinterpret_cast<std::uintptr_t>(address) << '\n';
+  functions.close();
+  obx::platform::AlternateSignalStack::ensureForCurrentThread();
+  obx::platform::CrashHandlers::install(::open((folder / "record.crash").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600));
+  obx::platform::CrashSnapshotSlots::publish(1, "snapshot of the test");
+  return crash(kind, folder);
+}
+
 int main(int argc, char** argv) {
   if (argc < 4) {
     std::fprintf(stderr, "usage: %s <kind> <sandbox> <collector URL> [options]\n", argv[0]);
@@ -236,21 +301,17 @@ int main(int argc, char** argv) {
   const std::string kind = argv[1];
   const std::filesystem::path root = argv[2];
   const std::string url = argv[3];
-  bool beforeBatch = false, disabled = false, hostHandler = false, hostHandlerAfter = false, installedFile = false,
-       ignorePipe = false;
-  for (int index = 4; index < argc; ++index) {
-    std::string option = argv[index];
-    beforeBatch |= option == "--before-batch";
-    disabled |= option == "--disabled";
-    hostHandler |= option == "--host-handler";
-    hostHandlerAfter |= option == "--host-handler-after";
-    installedFile |= option == "--installed-file";
-    ignorePipe |= option == "--ignore-sigpipe";
-  }
+  const std::set<std::string> options(argv + 4, argv + argc);
+  auto given = [&options](const char* option) { return options.count(option) > 0; };
+  const bool beforeBatch = given("--before-batch"), disabled = given("--disabled");
+  gHostMends = given("--host-mends");
   gHostMarker = (root / "host-handler").string();
   gCrashingMarker = (root / "crashing").string();
-  if (hostHandler) installHostHandlers(false);
-  if (ignorePipe) ::signal(SIGPIPE, SIG_IGN);
+  if (given("--host-handler")) installHostHandlers(false);
+  // As a user starts it, SIGPIPE has its default action, whatever the parent had ignored.
+  ::signal(SIGPIPE, given("--ignore-sigpipe") ? SIG_IGN : SIG_DFL);
+  gGuardedPage = static_cast<char*>(::mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  if (url == "hooks") return crashUnderHooksOnly(kind, root);
 
   using namespace obx;
   auto scheduler = std::make_shared<platform::RealScheduler>();
@@ -302,12 +363,10 @@ int main(int argc, char** argv) {
   } else {
     scheduler->runMainLoop([] { return false; }, 0.5);
   }
-  if (hostHandlerAfter) installHostHandlers(true);
-  if (installedFile) std::ofstream(root / "installed") << (signalHandlerInstalled() ? "1" : "0");
+  if (given("--host-handler-after")) installHostHandlers(true);
+  if (given("--installed-file")) std::ofstream(root / "installed") << (signalHandlerInstalled() ? "1" : "0");
 
   std::fflush(nullptr);
-  if (kind == "pipe") return brokenPipe();
-  if (kind == "sys" && !refuseCallWithSigsys()) return 8;
   if (kind == "lock-other" || kind == "lock-self") {
     static StallingFiles stalling(kind == "lock-self");
     platform::installFileFaults(&stalling);
@@ -320,27 +379,5 @@ int main(int argc, char** argv) {
     if (!pumpUntil([&] { return stalling.entered(); }, 10.0)) return 9;
   }
   noteCrashing();
-  if (kind == "exception") obxCrashChildThrow();
-  if (kind == "segv" || kind == "lock-other") obxCrashChildSegv();
-  if (kind == "abort") obxCrashChildAbort();
-  if (kind == "bus") obxCrashChildBus((root / "bus-file").c_str());
-  if (kind == "fpe") obxCrashChildFpe();
-  if (kind == "ill") obxCrashChildIll();
-  if (kind == "trap") obxCrashChildTrap();
-  if (kind == "sys") obxCrashChildSys();
-  if (kind == "overflow") gSink = obxCrashChildRecurse(0);
-  if (kind == "thread") std::thread([] { obxCrashChildSegv(); }).join();
-  if (kind == "two-threads") {
-    std::atomic<int> ready{0};
-    auto both = [&ready] {
-      ready.fetch_add(1);
-      while (ready.load() < 2) {
-      }
-      obxCrashChildSegv();
-    };
-    std::thread first(both), second(both);
-    first.join();
-    second.join();
-  }
-  return 4;
+  return crash(kind == "lock-other" ? "segv" : kind, root);
 }

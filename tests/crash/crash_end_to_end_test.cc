@@ -2,16 +2,15 @@
 // the same sandbox, the same program as a user would start it again, turns the crash record into
 // events and uploads them to the collector on 127.0.0.1.
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "../e2e/e2e_fixture.h"
 #include "platform/crash/crash_handlers.h"
+#include "store/store_test_support.h"
+#include "testing/run_command.h"
 
 namespace obx::e2e {
 namespace {
@@ -21,13 +20,6 @@ struct ChildExit {
   int signal = 0;
   int code = 0;
 };
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 class CrashEndToEndTest : public EndToEndTest {
  protected:
@@ -42,25 +34,11 @@ class CrashEndToEndTest : public EndToEndTest {
 
   // Runs obx-crash-child on this test's sandbox and waits for its end.
   ChildExit runChild(const std::string& kind, const std::vector<std::string>& options = {}) {
-    std::vector<std::string> arguments = {OBX_CRASH_CHILD, kind, root_.string(), collector_->baseURL()};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    std::vector<char*> argv;
-    for (auto& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    pid_t child = ::fork();
-    if (child == 0) {
-      // As a user starts it: the test process's ignored SIGPIPE would be inherited.
-      ::signal(SIGPIPE, SIG_DFL);
-      ::execv(argv[0], argv.data());
-      ::_exit(127);
-    }
-    ChildExit result;
-    int status = 0;
-    if (child < 0 || ::waitpid(child, &status, 0) != child) return result;
-    result.signaled = WIFSIGNALED(status);
-    result.signal = result.signaled ? WTERMSIG(status) : 0;
-    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
+    std::string command = std::string(OBX_CRASH_CHILD) + " " + kind + " " + root_.string() + " " + collector_->baseURL();
+    for (const std::string& option : options) command += " " + option;
+    // The shell gives 128 + the signal for a child that a signal ended.
+    const int status = std::stoi("0" + testing::runCommand(command + " >/dev/null; echo $?"));
+    return ChildExit{status > 128, status > 128 ? status - 128 : 0, status > 128 ? -1 : status};
   }
 
   // The next start of the same program sends the spool and ends cleanly.
@@ -139,7 +117,7 @@ TEST_P(CrashKindTest, ReportArrivesWithTheNextStart) {
   const ChildExit exit = runChild(kind.kind, {"--installed-file"});
   ASSERT_TRUE(exit.signaled) << "exit code " << exit.code;
   EXPECT_EQ(exit.signal, kind.signal) << strsignal(exit.signal);
-  EXPECT_EQ(readFile(root_ / "installed"), "1");
+  EXPECT_EQ(testing::readBytes(root_ / "installed"), "1");
   ASSERT_EQ(spooledBatches().size(), 1u);
 
   uploadWithNextRun();
@@ -205,7 +183,7 @@ TEST_F(CrashEndToEndTest, HostsHandlersAreStillCalled) {
     const ChildExit exit = runChild(c.kind, {c.option});
     EXPECT_TRUE(exit.signaled);
     EXPECT_EQ(exit.signal, c.signal);
-    EXPECT_EQ(readFile(root_ / "host-handler"), c.marker);
+    EXPECT_EQ(testing::readBytes(root_ / "host-handler"), c.marker);
   }
   uploadWithNextRun();
   ASSERT_TRUE(pumpUntil([&] { return collector_->screens().size() >= 4; }, 20.0));
@@ -238,7 +216,7 @@ TEST_F(CrashEndToEndTest, NoBatchOrNoFeatureWritesNoCrash) {
   EXPECT_TRUE(spooledBatches().empty());
   const ChildExit disabled = runChild("segv", {"--disabled", "--installed-file"});
   EXPECT_EQ(disabled.signal, SIGSEGV);
-  EXPECT_EQ(readFile(root_ / "installed"), "0");
+  EXPECT_EQ(testing::readBytes(root_ / "installed"), "0");
   uploadWithNextRun();
   EXPECT_TRUE(receivedCrashes().empty());
   for (const auto& screen : collector_->screens()) {

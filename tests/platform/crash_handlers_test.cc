@@ -1,63 +1,36 @@
-// The crash hooks in forked children that really die: what the raw record holds, how the process
-// ends, and what becomes of the host's own handlers. A forked child has the parent's addresses, so
-// the parent checks the first frame against the faulting function itself.
+// The crash hooks in a child that really dies: what the raw record holds, how the process ends,
+// and what becomes of the host's own handlers. The child is obx-crash-child with the platform's hooks
+// alone; it names the addresses of its faulting functions, so that the first frame is checked
+// against the function itself.
 #include "platform/crash/crash_handlers.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <functional>
+#include <iterator>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
+#include <typeinfo>
 
-#include "platform/crash/alternate_signal_stack.h"
-#include "platform/crash/crash_snapshot_slots.h"
 #include "platform/crash/raw_crash_record.h"
+#include "testing/run_command.h"
 
 namespace obx::platform {
 namespace {
 
-int* volatile gNowhere = nullptr;
-volatile int gSink = 0;
-char* gPage = nullptr;
-int gHostCalls = -1;
+void hostReturns(int) {}
 
-__attribute__((noinline)) void writeThroughNull() { *gNowhere = 1; }
-__attribute__((noinline)) void writeToPage() { gPage[0] = 1; }
-__attribute__((noinline)) int recurse(int depth) {
-  volatile char pad[512];
-  pad[depth % 512] = static_cast<char>(depth);
-  if (depth == gSink - 1) return 0;
-  return recurse(depth + 1) + pad[(depth + 1) % 512];
-}
-__attribute__((noinline)) void throwUncaught() { throw std::runtime_error("thrown for the test"); }
-
-void countHostCall() {
-  char byte = 1;
-  ssize_t ignored = ::write(gHostCalls, &byte, 1);
-  (void)ignored;
-}
-void hostReturns(int) { countHostCall(); }
-void hostMendsThePage(int) {
-  countHostCall();
-  ::mprotect(gPage, 4096, PROT_READ | PROT_WRITE);
-}
-void installHost(void (*handler)(int)) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  sigemptyset(&action.sa_mask);
-  ::sigaction(SIGSEGV, &action, nullptr);
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 struct ChildEnd {
@@ -65,6 +38,7 @@ struct ChildEnd {
   int code = -1;
   RawCrashFile file;
   std::size_t hostCalls = 0;
+  std::map<std::string, std::uint64_t> functions;  // where each faulting function of the child starts
 };
 
 class CrashHandlersTest : public ::testing::Test {
@@ -74,67 +48,48 @@ class CrashHandlersTest : public ::testing::Test {
     GTEST_SKIP() << "a sanitizer owns the signals of a faulting child";
 #endif
   }
-  void TearDown() override { std::filesystem::remove(path_); }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
 
-  // Forks; the child runs `setUp`, installs the hooks writing to this test's file, publishes a
-  // snapshot and runs `die`, then exits 0 if it still lives.
-  ChildEnd run(const std::function<void()>& setUp, const std::function<void()>& die) {
-    std::filesystem::remove(path_);
-    int calls[2];
-    if (::pipe(calls) != 0) return {};
-    const pid_t child = ::fork();
-    if (child == 0) {
-      ::close(calls[0]);
-      gHostCalls = calls[1];
-      setUp();
-      int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-      CrashHandlers::install(file);
-      CrashSnapshotSlots::publish(1, "snapshot of the test");
-      die();
-      ::_exit(0);
-    }
-    ::close(calls[1]);
+  // Runs obx-crash-child dying of `kind` under the hooks alone, with `options`, and reads what it left.
+  ChildEnd run(const std::string& kind, const std::string& options = "") {
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directories(folder_);
+    // The shell gives 128 + the signal for a child that a signal ended.
+    const int status = std::stoi("0" + testing::runCommand(std::string(OBX_CRASH_CHILD) + " " + kind + " " +
+                                                           folder_.string() + " hooks " + options +
+                                                           " >/dev/null; echo $?"));
     ChildEnd end;
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    end.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    end.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    char byte;
-    while (::read(calls[0], &byte, 1) == 1) ++end.hostCalls;
-    ::close(calls[0]);
-    std::ifstream in(path_, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    end.file = readRawCrashRecords(bytes.str());
+    end.signal = status > 128 ? status - 128 : 0;
+    end.code = status > 128 ? -1 : status;
+    end.file = readRawCrashRecords(readFile(folder_ / "record.crash"));
+    const std::string host = readFile(folder_ / "host-handler");
+    end.hostCalls = static_cast<std::size_t>(std::count(host.begin(), host.end(), '\n'));
+    std::istringstream functions(readFile(folder_ / "functions"));
+    std::string name;
+    for (std::uint64_t address; functions >> name >> address;) end.functions[name] = address;
     return end;
   }
 
-  // The first frame lies in `function`, a few bytes into it.
-  static void expectFirstFrameIn(const RawCrashRecord& record, const void* function) {
+  // The first frame lies in the child's `function`, a few bytes into it.
+  static void expectFirstFrameIn(const ChildEnd& end, const RawCrashRecord& record, const std::string& function) {
     ASSERT_FALSE(record.frames.empty());
-    const auto start = reinterpret_cast<std::uint64_t>(function);
-    EXPECT_GE(record.frames[0], start);
-    EXPECT_LT(record.frames[0], start + 64);
+    ASSERT_TRUE(end.functions.count(function)) << function;
+    EXPECT_GE(record.frames[0], end.functions.at(function));
+    EXPECT_LT(record.frames[0], end.functions.at(function) + 64);
   }
 
-  const std::filesystem::path path_ =
-      std::filesystem::temp_directory_path() / ("obx-crash-handlers-" + std::to_string(::getpid()) + ".crash");
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("obx-crash-handlers-" + std::to_string(::getpid()));
 };
 
 // A null write is reported once, from the faulting function on, with its code, address and the
 // snapshot, and the process ends by SIGSEGV; so does a stack overflow, on the alternate stack.
 TEST_F(CrashHandlersTest, FaultIsRecordedAndTheProcessEndsByItsSignal) {
-  const struct {
-    const char* name;
-    std::function<void()> die;
-    const void* function;
-  } cases[] = {
-      {"null write", [] { writeThroughNull(); }, reinterpret_cast<const void*>(&writeThroughNull)},
-      {"stack overflow", [] { gSink = recurse(0); }, reinterpret_cast<const void*>(&recurse)},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const ChildEnd end = run([] { AlternateSignalStack::ensureForCurrentThread(); }, c.die);
+  const std::pair<const char*, const char*> cases[] = {{"segv", "obxCrashChildSegv"},
+                                                       {"overflow", "obxCrashChildRecurse"}};
+  for (const auto& [kind, function] : cases) {
+    SCOPED_TRACE(kind);
+    const ChildEnd end = run(kind);
     EXPECT_EQ(end.signal, SIGSEGV);
     EXPECT_EQ(end.file.tornRecords, 0);
     ASSERT_EQ(end.file.records.size(), 1u);
@@ -144,76 +99,32 @@ TEST_F(CrashHandlersTest, FaultIsRecordedAndTheProcessEndsByItsSignal) {
     EXPECT_EQ(record.code, SEGV_MAPERR);
     EXPECT_EQ(record.snapshots.at(1), "snapshot of the test");
     EXPECT_NE(record.maps.find("r-xp"), std::string::npos);
-    expectFirstFrameIn(record, c.function);
-    if (std::string(c.name) == "null write") {
+    expectFirstFrameIn(end, record, function);
+    if (std::string(kind) == "segv") {
       EXPECT_EQ(record.address, 0u);
     }
   }
 }
 
-// The host's handler runs after the report. One that mends the fault keeps its process alive and
-// the report is taken back; one that only returns sees the fault once, and the process ends by it.
-TEST_F(CrashHandlersTest, HostHandlerThatRecoversKeepsTheProcess) {
-  auto pageOfNoAccess = [] {
-    gPage = static_cast<char*>(::mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-  };
-  const ChildEnd mended = run([&] { pageOfNoAccess(), installHost(hostMendsThePage); }, [] { writeToPage(); });
+// The host's handler runs after the report; one that mends the fault keeps its process alive and
+// the report is taken back. An uncaught exception leaves its type, its text and the stack from the
+// thrower, then the SIGABRT that ends the process.
+TEST_F(CrashHandlersTest, MendedFaultIsTakenBackAndExceptionIsRecordedBeforeTheAbort) {
+  const ChildEnd mended = run("guarded", "--host-handler --host-mends");
   EXPECT_EQ(mended.signal, 0);
-  EXPECT_EQ(mended.code, 0);
+  EXPECT_EQ(mended.code, 4) << "the child lives on after its fault";
   EXPECT_EQ(mended.hostCalls, 1u);
   EXPECT_TRUE(mended.file.records.empty());
 
-  const ChildEnd returned = run([&] { pageOfNoAccess(), installHost(hostReturns); }, [] { writeToPage(); });
-  EXPECT_EQ(returned.signal, SIGSEGV);
-  EXPECT_EQ(returned.hostCalls, 1u);
-  ASSERT_EQ(returned.file.records.size(), 1u);
-  expectFirstFrameIn(returned.file.records[0], reinterpret_cast<const void*>(&writeToPage));
-}
-
-// Two threads that fault together leave one report, and the process ends by SIGSEGV.
-TEST_F(CrashHandlersTest, TwoThreadsCrashingAtOnceReportOnce) {
-  const ChildEnd end = run([] {}, [] {
-    std::atomic<int> ready{0};
-    auto both = [&ready] {
-      ready.fetch_add(1);
-      while (ready.load() < 2) {
-      }
-      writeThroughNull();
-    };
-    std::thread first(both), second(both);
-    first.join();
-    second.join();
-  });
-  EXPECT_EQ(end.signal, SIGSEGV);
-  EXPECT_EQ(end.file.records.size(), 1u);
-}
-
-// An uncaught exception leaves its type, its text and the stack from the thrower, then the SIGABRT
-// that ends the process.
-TEST_F(CrashHandlersTest, UncaughtExceptionThenAbort) {
-  // On a thread of its own: the test framework would catch it on this one.
-  const ChildEnd end = run([] {}, [] { std::thread(throwUncaught).join(); });
+  const ChildEnd end = run("exception");
   EXPECT_EQ(end.signal, SIGABRT);
   ASSERT_EQ(end.file.records.size(), 2u);
   const RawCrashRecord& exception = end.file.records[0];
   EXPECT_EQ(exception.kind, RawCrashRecord::Kind::exception);
   EXPECT_EQ(exception.exceptionType, typeid(std::runtime_error).name());
-  EXPECT_EQ(exception.exceptionWhat, "thrown for the test");
-  expectFirstFrameIn(exception, reinterpret_cast<const void*>(&throwUncaught));
+  EXPECT_EQ(exception.exceptionWhat, "obx-crash-child: uncaught exception");
+  expectFirstFrameIn(end, exception, "obxCrashChildThrow");
   EXPECT_EQ(end.file.records[1].signal, SIGABRT);
-}
-
-// A broken pipe in a host that ignores SIGPIPE is no crash: the handler is not installed over it.
-TEST_F(CrashHandlersTest, IgnoredSignalStaysIgnored) {
-  const ChildEnd end = run([] { ::signal(SIGPIPE, SIG_IGN); }, [] {
-    int ends[2];
-    if (::pipe(ends) != 0) ::_exit(3);
-    ::close(ends[0]);
-    if (::write(ends[1], "x", 1) >= 0 || errno != EPIPE) ::_exit(4);
-  });
-  EXPECT_EQ(end.signal, 0);
-  EXPECT_EQ(end.code, 0);
-  EXPECT_TRUE(end.file.records.empty());
 }
 
 // Uninstalling puts back what the host had (a handler, an ignored signal, the default) and leaves a

@@ -3,14 +3,9 @@
 #include <functional>
 
 #include "obx/view_properties.h"
-#include "platform/runtime/runtime.h"
 #include "platform/ui/image_view.h"
-#include "platform/ui/label.h"
 #include "platform/ui/map_view.h"
 #include "platform/ui/scroll_view.h"
-#include "platform/ui/text_field.h"
-#include "platform/ui/text_view.h"
-#include "platform/ui/web_view.h"
 #include "svr/recording_fixture.h"
 
 namespace obx {
@@ -18,39 +13,9 @@ namespace {
 
 using platform::Rect;
 using platform::View;
+using namespace ::obx::testing;
 
 class MaskingTest : public testing::RecordingFixture {};
-
-constexpr const char* kSecret = "4111 1111 1111 1111";
-const Rect kSpot = Rect::make(20, 100, 300, 40);
-
-// A plain view that shows what its own drawing has: a video player's class name.
-class PlayerView : public View {
- public:
-  OBX_RUNTIME_CLASS(PlayerView, "PlayerView", View)
-  explicit PlayerView(Rect frame) : View(frame) { setDeclaredClass(runtimeClass()); }
-};
-
-std::shared_ptr<View> secretLabel(Rect frame = kSpot) { return std::make_shared<platform::Label>(frame, kSecret); }
-
-std::shared_ptr<View> secretField(Rect frame = kSpot) {
-  auto field = std::make_shared<platform::TextField>(frame);
-  field->setText(kSecret);
-  return field;
-}
-
-std::shared_ptr<View> secretTextView(Rect frame = kSpot) {
-  auto view = std::make_shared<platform::TextView>(frame);
-  view->setText(kSecret);
-  return view;
-}
-
-std::shared_ptr<View> secretWebPage(Rect frame = kSpot) {
-  auto web = std::make_shared<platform::WebView>(frame);
-  web->setTitle(kSecret);
-  web->loadURL("https://example.test/account");
-  return web;
-}
 
 // Under each configuration, the region of a secret text holds the masking colour, or it shows ink
 // when the rules let the content through.
@@ -136,7 +101,7 @@ TEST_F(MaskingTest, HiddenAndTransparentViewsLeaveNoTrace) {
   window_->addSubview(std::make_shared<platform::Label>(Rect::make(20, 40, 200, 30), "Title"));
   for (bool hidden : {true, false}) {
     SCOPED_TRACE(hidden ? "hidden" : "alpha 0");
-    auto ghost = std::make_shared<platform::Label>(kSpot, kSecret);
+    auto ghost = secretLabel(kSpot);
     ghost->setBackgroundColor(platform::Color{1, 0, 0, 1});
     if (hidden) {
       ghost->setHidden(true);

@@ -22,20 +22,18 @@
 #include "platform/ui/window.h"
 #include "session/crash_coordinator.h"
 #include "session/image_placeholder_builder.h"
-#include "store/data_controller.h"
-#include "store/file_storage.h"
-#include "store/files/security.h"
-#include "store/repository.h"
-#include "store/store_test_support.h"
+#include "svr/recording_fixture.h"
 #include "svr/svr_feature.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
+#include "testing/spool.h"
 #include "testing/steady_process_info.h"
 
 namespace obx {
 namespace {
 
 using platform::Rect;
+using testing::pixelsOff;
 
 class Screen : public platform::ViewController {};
 
@@ -66,6 +64,13 @@ struct StoredBatch {
 };
 
 std::shared_ptr<const platform::Bitmap> decode(const std::string& bytes) { return platform::decodeJPEG(bytes); }
+
+// 0, 1, ..., count - 1: the indices of a screen's images, contiguous from 0.
+std::vector<std::int64_t> zeroTo(std::size_t count) {
+  std::vector<std::int64_t> indices(count);
+  for (std::size_t i = 0; i < count; ++i) indices[i] = static_cast<std::int64_t>(i);
+  return indices;
+}
 
 class ReplayEndToEndTest : public ::testing::Test {
  protected:
@@ -135,16 +140,9 @@ class ReplayEndToEndTest : public ::testing::Test {
   // Every batch folder of the spool, read back through a store of its own, in opening order.
   std::vector<StoredBatch> spool() {
     scheduler_->runUntilIdle();
-    auto configuration = core_->configuration();
-    auto queue = platform::DispatchQueue::makeSerial(scheduler_, "obx.ombrix.read-write");
-    Repository repository(configuration, FileStorage::make(queue, std::make_shared<Security>()), nullptr, 0.0,
-                          scheduler_);
     std::vector<StoredBatch> batches;
-    for (const auto& entry : std::filesystem::directory_iterator(sandbox_.storeRoot())) {
-      const std::string name = entry.path().filename().string();
-      if (!entry.is_directory() || name.find('_') == std::string::npos) continue;
-      StoredBatch batch{name, {}, repository.images(name), 0};
-      for (const std::string& block : repository.events(name)) batch.events.push_back(Json::parse(block));
+    for (const std::string& id : spool_.batchIDs()) {
+      StoredBatch batch{id, spool_.events(id), spool_.repository().images(id), 0};
       for (const Json& event : batch.ofType("batch")) batch.startTime = event["d"]["startTime"].get<double>();
       batches.push_back(std::move(batch));
     }
@@ -177,7 +175,7 @@ class ReplayEndToEndTest : public ::testing::Test {
   const Rect kLabelFrame = Rect::make(20, 120, 300, 40);
 
   std::shared_ptr<platform::ManualScheduler> scheduler_ = platform::ManualScheduler::make();
-  testing::TemporarySandbox sandbox_;
+  testing::Spool spool_{scheduler_};
   testing::LogCapture logs_;
   std::shared_ptr<platform::Application> application_ = platform::Application::resetShared(scheduler_);
   std::shared_ptr<Core> core_;
@@ -190,14 +188,7 @@ class ReplayEndToEndTest : public ::testing::Test {
 // A still screen gives its first image at once and no other however long it stays (the opening
 // looks on the ticks repeat it and are dropped); each further batch opens with an "image" event of
 // the image on display.
-// 0, 1, ..., count - 1: the indices of a screen's images, contiguous from 0.
-std::vector<std::int64_t> zeroTo(std::size_t count) {
-  std::vector<std::int64_t> indices(count);
-  for (std::size_t i = 0; i < count; ++i) indices[i] = static_cast<std::int64_t>(i);
-  return indices;
-}
-
-TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
+TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNoneUntilOutOfSample) {
   start();
   show("Home");
   scheduler_->advance(12.0);
@@ -223,6 +214,18 @@ TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNone) {
     EXPECT_EQ(batches[i].imageEventIndexes(), (std::vector<std::int64_t>{0}));
     EXPECT_EQ(batches[i].ofType("image").front()["d"]["timestamp"], batches[0].ofType("image").back()["d"]["timestamp"]);
   }
+
+  // Taken out of replay's sample, the feature goes and takes the images of the screen on display
+  // with it; the events stay for analytics.
+  serverSends(R"({"replaySessFlags": 2})");
+  EXPECT_EQ(svr(), nullptr);
+  auto after = batchesOf("Home");
+  ASSERT_EQ(after.size(), 3u);
+  for (const auto& batch : after) {
+    EXPECT_TRUE(batch.images.empty());
+    EXPECT_FALSE(batch.events.empty());
+  }
+  EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
 }
 
 // Screens left out or masked by the live configuration, or discarded by the application: which
@@ -276,10 +279,21 @@ TEST_F(ReplayEndToEndTest, PlaceholdersOfScreensThatMayNotBeRecorded) {
   EXPECT_TRUE(after[0].ofType("placeholder").empty());
 }
 
-// The mode asked of the recorder per screen: the configured one, forceHiFi and forceLoFi by name
-// (forceLoFi wins), and Lo-Fi for the screen right after a discarded one, whatever is configured.
+// Under the automatic mode a screen is a wireframe, its still opening looks sent once: the
+// screenshot recorder never runs. Then the mode asked of the recorder per screen: the configured
+// one, forceHiFi and forceLoFi by name (forceLoFi wins), and Lo-Fi for the screen right after a
+// discarded one, whatever is configured.
 TEST_F(ReplayEndToEndTest, ModeChoiceAndLoFiAfterADiscardedScreen) {
-  start(R"({"dst_forceHiFi": ["Gallery", "Both"], "dst_forceLoFi": ["Both"], "dst_screenMasking": ["Secret"]})");
+  start(R"({"dst_forceHiFi": ["Gallery", "Both"], "dst_forceLoFi": ["Both"], "dst_screenMasking": ["Secret"]})", true,
+        SessionReplayMode::automatic);
+  show("Start");
+  scheduler_->advance(3.0);
+  auto first = batchesOf("Start");
+  ASSERT_FALSE(first.empty());
+  EXPECT_EQ(first[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
+  EXPECT_TRUE(logs_.contains("Create image of screen in LoFi screenID: " + first[0].screenID()));
+  EXPECT_FALSE(logs_.contains("Create image of screen in HiFi"));
+
   core_->configuration()->editUserConfiguration([](UserConfiguration& user) { user.sessionReplayMode = SessionReplayMode::hiFi; });
   core_->configuration()->applyUserConfiguration();
   scheduler_->runUntilIdle();
@@ -301,121 +315,59 @@ TEST_F(ReplayEndToEndTest, ModeChoiceAndLoFiAfterADiscardedScreen) {
   EXPECT_EQ(cart[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
 }
 
-// Under the automatic mode every screen is a wireframe, its still opening looks sent once: the
-// screenshot recorder never runs.
-TEST_F(ReplayEndToEndTest, AutomaticModeRecordsWireframes) {
-  start("{}", true, SessionReplayMode::automatic);
-  show("Home");
-  scheduler_->advance(3.0);
-  auto home = batchesOf("Home");
-  ASSERT_FALSE(home.empty());
-  EXPECT_EQ(home[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
-  EXPECT_TRUE(logs_.contains("Create image of screen in LoFi screenID: " + home[0].screenID()));
-  EXPECT_FALSE(logs_.contains("Create image of screen in HiFi"));
-}
-
-// An image that arrives after its screen was left is dropped: it is stored neither in its own
-// closed batch nor in the present screen's, whose images still start at 0 and follow in order.
-TEST_F(ReplayEndToEndTest, ImageOfAScreenAlreadyLeftIsDropped) {
+// Images stay with their screen across a change. A tick that falls right after a push, before the
+// new screen is detected, does not photograph the new screen for the old one: the old screen's batch
+// holds no pixel of the new screen's secret, which the new screen's masks block in its own images.
+// An image that arrives after its screen was left is dropped: it is stored neither in its own closed
+// batch nor in the present screen's, whose images still start at 0 and follow in order.
+TEST_F(ReplayEndToEndTest, ImagesStayWithTheirScreenAcrossAChange) {
+  window_->setBackgroundColor(platform::Color{1, 1, 1, 1});
   start();
   show("Home");
   scheduler_->advance(1.0);
   auto home = core_->commonDependencies()->batchCoordinator->batchContext();
   ASSERT_TRUE(home.has_value());
-  show("Detail");
-  auto late = svr()->trackingImages()->recorder().currentImage();
-  ASSERT_TRUE(late.has_value());
-  ImageToParse leftBehind = *late;
-  leftBehind.batchContext = *home;
-  leftBehind.index = 7;
-  svr()->publishImage(leftBehind);
-  scheduler_->advance(1.0);
-
-  auto homeBatches = batchesOf("Home");
-  ASSERT_EQ(homeBatches.size(), 1u);
-  EXPECT_EQ(homeBatches[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
-  EXPECT_EQ(homeBatches[0].imageEventIndexes(), (std::vector<std::int64_t>{0}));
-  auto detail = batchesOf("Detail");
-  ASSERT_EQ(detail.size(), 1u);
-  EXPECT_EQ(detail[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
-  scheduler_->advance(5.0);
-  detail = batchesOf("Detail");
-  ASSERT_EQ(detail.size(), 2u);
-  EXPECT_EQ(detail[1].imageEventIndexes(), (std::vector<std::int64_t>{0}));
-}
-
-// A tick that falls right after a push, before the new screen is detected, does not photograph the
-// new screen for the old one: the old screen's batch holds no pixel of the new screen's secret,
-// which the new screen's masks block in its own images.
-TEST_F(ReplayEndToEndTest, TickAtAScreenChangeStaysWithItsScreen) {
-  window_->setBackgroundColor(platform::Color{1, 1, 1, 1});
-  start();
-  show("Home");
-  scheduler_->advance(1.0);
   auto secret = std::make_shared<Screen>();
   setObxScreenName(*secret, "Secret");
-  auto card = std::make_shared<platform::Label>(Rect::make(20, 500, 300, 40), "4111 1111 1111 1111");
+  auto card = testing::secretLabel(Rect::make(20, 500, 300, 40));
   secret->view()->addSubview(card);
   core_->setMaskingForCurrentScreen({MaskAutomatic::labels});
   navigation_->pushViewController(secret, false);
   svr()->trackingImages()->recorder().setNeedNewImage(true);
   svr()->trackingImages()->videoFrame();
   scheduler_->advance(1.0);
+  auto late = svr()->trackingImages()->recorder().currentImage();
+  ASSERT_TRUE(late.has_value());
+  ImageToParse leftBehind = *late;
+  leftBehind.batchContext = *home;
+  leftBehind.index = 7;
+  svr()->publishImage(leftBehind);
+  scheduler_->runUntilIdle();
 
-  platform::Point origin = card->convertPointToView(platform::Point{0, 0}, nullptr);
-  auto inkIn = [&](const platform::Bitmap& image, int red, int tolerance) {
-    int off = 0;
-    for (int y = static_cast<int>(origin.y) + 4; y < static_cast<int>(origin.y) + 36; ++y) {
-      for (int x = static_cast<int>(origin.x) + 4; x < static_cast<int>(origin.x) + 296; ++x) {
-        if (std::abs(image.pixelAt(x, y).red - red) > tolerance) ++off;
-      }
-    }
-    return off;
-  };
-  std::size_t homeImages = 0;
-  for (const auto& batch : batchesOf("Home")) {
-    for (const Image& image : batch.images) {
-      ++homeImages;
-      auto bitmap = decode(image.data);
-      ASSERT_NE(bitmap, nullptr);
-      EXPECT_EQ(inkIn(*bitmap, 255, 8), 0) << "Home's image " << image.index << " shows the next screen";
-    }
-  }
-  EXPECT_EQ(homeImages, 1u);
+  const platform::Point origin = card->convertPointToView(platform::Point{0, 0}, nullptr);
+  const Rect shown = Rect::make(origin.x, origin.y, 300, 40);
+  auto homeBatches = batchesOf("Home");
+  ASSERT_EQ(homeBatches.size(), 1u);
+  EXPECT_EQ(homeBatches[0].imageFileIndexes(), (std::vector<std::int64_t>{0}));
+  EXPECT_EQ(homeBatches[0].imageEventIndexes(), (std::vector<std::int64_t>{0}));
+  auto bitmap = decode(homeBatches[0].images[0].data);
+  ASSERT_NE(bitmap, nullptr);
+  EXPECT_EQ(pixelsOff(*bitmap, shown, 255, 255, 255, 8, 4), 0) << "Home's image shows the next screen";
   auto secretBatches = batchesOf("Secret");
   ASSERT_EQ(secretBatches.size(), 1u);
   ASSERT_FALSE(secretBatches[0].images.empty());
   EXPECT_EQ(secretBatches[0].imageFileIndexes(), zeroTo(secretBatches[0].images.size()));
   for (const Image& image : secretBatches[0].images) {
-    auto bitmap = decode(image.data);
+    bitmap = decode(image.data);
     ASSERT_NE(bitmap, nullptr);
-    EXPECT_EQ(inkIn(*bitmap, 128, 24), 0) << "the secret's block";
+    EXPECT_EQ(pixelsOff(*bitmap, shown, 128, 128, 128, 24, 4), 0) << "the secret's block";
   }
-}
-
-// In the background the capture stops: layout changes take no image and nothing is written into
-// the screen's batch, which the background closed; the screen that comes back records again.
-TEST_F(ReplayEndToEndTest, NothingIsCapturedInTheBackground) {
-  start();
-  show("Home");
-  scheduler_->advance(1.0);
-  application_->moveToBackground();
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(svr()->trackingImages()->runningFramesPerSecond(), 0);
-  for (int i = 0; i < 4; ++i) {
-    labels_["Home"]->setFrame(Rect::make(20, 200 + 40 * i, 300, 40));
-    scheduler_->advance(1.0);
-  }
-  std::size_t images = 0;
-  for (const auto& batch : batchesOf("Home")) images += batch.images.size();
-  EXPECT_EQ(images, 1u);
-
-  application_->returnToForeground();
-  scheduler_->advance(1.0);
-  auto back = batchesOf("Home");
-  ASSERT_FALSE(back.empty());
-  ASSERT_FALSE(back.back().images.empty());
-  EXPECT_EQ(back.back().imageFileIndexes(), zeroTo(back.back().images.size()));
+  // The next batch opens with the image on display, the screen's last, not the late one.
+  const std::int64_t last = secretBatches[0].images.back().index;
+  scheduler_->advance(5.0);
+  secretBatches = batchesOf("Secret");
+  ASSERT_EQ(secretBatches.size(), 2u);
+  EXPECT_EQ(secretBatches[1].imageEventIndexes(), (std::vector<std::int64_t>{last}));
 }
 
 // A device under stress: the screen gets one placeholder for the whole period instead of images,
@@ -454,40 +406,46 @@ TEST_F(ReplayEndToEndTest, StressGivesOnePlaceholderThenResumes) {
   EXPECT_EQ(wireframes, 1u) << "the screen's image, once the stress is over";
 }
 
-// Masks the application set for one screen hold for it and, after a trip to the background, for
-// its restart; the screen after falls back to the configured masks: the label region shows the
-// masking colour, then the label's ink.
-TEST_F(ReplayEndToEndTest, ScreenMasksSurviveABackgroundTrip) {
+// In the background the capture stops: layout changes take no image and nothing is written into
+// the screen's batch, which the background closed; the screen that comes back records again. Masks
+// the application set for the screen hold for it and, after the trip, for its restart; the screen
+// after falls back to the configured masks: the label region shows the masking colour, then ink.
+TEST_F(ReplayEndToEndTest, BackgroundTripStopsTheCaptureAndKeepsTheScreensMasks) {
   start();
   core_->setMaskingForCurrentScreen({MaskAutomatic::labels});
   show("Account");
   scheduler_->advance(1.0);
+  auto imagesOfAccount = [&] {
+    std::size_t images = 0;
+    for (const auto& batch : batchesOf("Account")) images += batch.images.size();
+    return images;
+  };
+  const std::size_t shown = imagesOfAccount();
   application_->moveToBackground();
   scheduler_->runUntilIdle();
-  scheduler_->advance(3.0);
+  EXPECT_EQ(svr()->trackingImages()->runningFramesPerSecond(), 0);
+  for (int i = 0; i < 4; ++i) {
+    labels_["Account"]->setFrame(i < 3 ? Rect::make(20, 200 + 40 * i, 300, 40) : kLabelFrame);
+    scheduler_->advance(1.0);
+  }
+  EXPECT_EQ(imagesOfAccount(), shown);
   application_->returnToForeground();
   scheduler_->runUntilIdle();
   scheduler_->advance(1.0);
+  auto back = batchesOf("Account");
+  ASSERT_FALSE(back.back().images.empty());
+  EXPECT_EQ(back.back().imageFileIndexes(), zeroTo(back.back().images.size()));
   show("Next");
   scheduler_->advance(1.0);
 
-  // The label's region in the window, inset by a few pixels.
-  platform::Point origin = labels_["Next"]->convertPointToView(platform::Point{0, 0}, nullptr);
-  const int left = static_cast<int>(origin.x) + 4, top = static_cast<int>(origin.y) + 4;
-  const int right = left + static_cast<int>(kLabelFrame.size.width) - 8;
-  const int bottom = top + static_cast<int>(kLabelFrame.size.height) - 8;
+  const platform::Point origin = labels_["Next"]->convertPointToView(platform::Point{0, 0}, nullptr);
+  const Rect label = Rect::make(origin.x, origin.y, kLabelFrame.size.width, kLabelFrame.size.height);
   std::vector<std::pair<std::string, bool>> firstImages;  // screen ID, label masked
   for (const auto& batch : spool()) {
     if (batch.images.empty()) continue;
     auto bitmap = decode(batch.images.front().data);
     ASSERT_NE(bitmap, nullptr);
-    int off = 0;
-    for (int y = top; y < bottom; ++y) {
-      for (int x = left; x < right; ++x) {
-        auto pixel = bitmap->pixelAt(x, y);
-        if (std::abs(pixel.red - 128) > 24 || std::abs(pixel.green - 128) > 24 || std::abs(pixel.blue - 128) > 24) ++off;
-      }
-    }
+    const int off = pixelsOff(*bitmap, label, 128, 128, 128, 24, 4);
     // A block in the masking colour leaves a few pixels of JPEG fringe; shown text misses it everywhere.
     firstImages.emplace_back(batch.screenID(), off < 50);
   }
@@ -496,27 +454,6 @@ TEST_F(ReplayEndToEndTest, ScreenMasksSurviveABackgroundTrip) {
   EXPECT_TRUE(firstImages[1].second) << "the same masks after the return";
   EXPECT_FALSE(firstImages[2].second) << "the configured masks leave labels visible";
   EXPECT_NE(firstImages[0].first, firstImages[1].first) << "the return starts a new screen";
-}
-
-// When the session is taken out of replay's sample, the feature goes and takes the images of the
-// screen on display with it; the events stay for analytics.
-TEST_F(ReplayEndToEndTest, OutOfReplaySampleDeletesTheScreensImages) {
-  start();
-  show("Home");
-  scheduler_->advance(6.0);
-  auto before = batchesOf("Home");
-  ASSERT_EQ(before.size(), 2u);
-  ASSERT_EQ(before[0].images.size(), 1u);
-
-  serverSends(R"({"replaySessFlags": 2})");
-  EXPECT_EQ(svr(), nullptr);
-  auto after = batchesOf("Home");
-  ASSERT_EQ(after.size(), 2u);
-  for (const auto& batch : after) {
-    EXPECT_TRUE(batch.images.empty());
-    EXPECT_FALSE(batch.events.empty());
-  }
-  EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
 }
 
 // On a crash the screen on display gets the placeholder it would get at its end: a masked screen

@@ -5,13 +5,9 @@
 #include <functional>
 
 #include "lifecycle/view_properties.h"
-#include "platform/runtime/runtime.h"
 #include "platform/ui/image_view.h"
-#include "platform/ui/label.h"
 #include "platform/ui/map_view.h"
-#include "platform/ui/text_field.h"
-#include "platform/ui/text_view.h"
-#include "platform/ui/web_view.h"
+#include "svr/recording/replay_rates.h"
 #include "svr/recording_fixture.h"
 #include "testing/log_capture.h"
 
@@ -21,16 +17,7 @@ namespace {
 using platform::Color;
 using platform::Rect;
 using platform::View;
-
-constexpr const char* kSecret = "4111 1111 1111 1111";
-const Rect kSpot = Rect::make(20, 100, 300, 40);
-
-// A video player's view: its class name carries the marker.
-class PlayerView : public View {
- public:
-  OBX_RUNTIME_CLASS(PlayerView, "HiFiPlayerView", View)
-  explicit PlayerView(Rect frame) : View(frame) { setDeclaredClass(runtimeClass()); }
-};
+using namespace ::obx::testing;
 
 // A view whose every drawing moves `target` down one point, as an animation does that the render
 // server advances while the window is drawn. It draws anew at each use of its layer.
@@ -56,33 +43,18 @@ class HiFiModeTest : public testing::RecordingFixture {
  protected:
   HiFiModeTest() {
     hiFi_->setImagePublisher(publisher_);
-    ViewContext screen{"screen-1", 0, "Checkout", {kWidth, kHeight}};
-    hiFi_->setBatchContext(BatchContext{"screen-1_20240101120000", screen});
+    hiFi_->setBatchContext(kBatch);
     hiFi_->setCurrentSessionReplayMode(SessionReplayMode::hiFi);
   }
 
-  // Asks for an image now and runs the pass and the coding; null when nothing was published.
+  // Asks the screenshot recorder for an image now; null when nothing was published.
   std::shared_ptr<const platform::Bitmap> recordHiFi() {
-    std::size_t before = publisher_->images.size();
-    hiFi_->setNeedNewImage(true);
-    hiFi_->recordScreen(kWidth, kHeight, [this](bool change, bool isLoFi) {
-      completions.emplace_back(change, isLoFi);
-    });
-    scheduler_->runUntilIdle();
-    if (publisher_->images.size() == before) return nullptr;
-    const auto& data = publisher_->images.back().data;
-    return platform::decodeJPEG(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
+    return recordNow(hiFi_.get(), [this](bool change, bool isLoFi) { completions.emplace_back(change, isLoFi); });
   }
 
   std::shared_ptr<ScreenRecordingHIFIMode> hiFi_ = ScreenRecordingHIFIMode::make(configuration_, scheduler_);
   std::vector<std::pair<bool, bool>> completions;
 };
-
-std::shared_ptr<View> coloured(Rect frame, Color color) {
-  auto view = std::make_shared<View>(frame);
-  view->setBackgroundColor(color);
-  return view;
-}
 
 // With hiFi asked and every category masked, each masked view, nested or marked by the application,
 // and each rectangle the application blocked is painted over; unmasked content is the screenshot.
@@ -90,18 +62,14 @@ TEST_F(HiFiModeTest, HiFiAskedPaintsOverEveryMaskedView) {
   setMasks({});
   hiFi_->setConfigurationMask({MaskAutomatic::labels, MaskAutomatic::inputs, MaskAutomatic::images, MaskAutomatic::webViews});
   auto card = coloured(Rect::make(0, 300, 390, 200), Color{1, 0, 0, 1});
-  card->addSubview(std::make_shared<platform::Label>(Rect::make(20, 20, 300, 40), kSecret));  // nested: 20,320
+  card->addSubview(secretLabel(Rect::make(20, 20, 300, 40)));  // nested: 20,320
   auto userMasked = coloured(Rect::make(20, 520, 150, 60), Color{0, 1, 0, 1});
   setObxMasking(*userMasked, MaskView::mask);
-  auto field = std::make_shared<platform::TextField>(Rect::make(20, 40, 300, 40));
-  field->setText(kSecret);
-  auto web = std::make_shared<platform::WebView>(Rect::make(20, 600, 300, 80));
-  web->setTitle(kSecret);
-  window_->addSubview(field);
+  window_->addSubview(secretField(Rect::make(20, 40, 300, 40)));
   window_->addSubview(card);
   window_->addSubview(userMasked);
   window_->addSubview(std::make_shared<platform::ImageView>(Rect::make(20, 100, 100, 100), platform::Image::make("card", {100, 100})));
-  window_->addSubview(web);
+  window_->addSubview(secretWebPage(Rect::make(20, 600, 300, 80)));
   hiFi_->setUserMaskedRects({Rect::make(200, 700, 100, 60)});
 
   auto image = recordHiFi();
@@ -133,7 +101,7 @@ TEST_F(HiFiModeTest, MaskedViewsAskForTheChangeByMode) {
     bool change;
   } cases[] = {
       {"automatic, masked label", SessionReplayMode::automatic, SessionReplayMode::automatic, {MaskAutomatic::labels},
-       [] { return std::make_shared<platform::Label>(kSpot, kSecret); }, true},
+       [] { return secretLabel(); }, true},
       {"automatic, nothing masked on screen", SessionReplayMode::automatic, SessionReplayMode::automatic,
        {MaskAutomatic::inputs}, [] { return coloured(kSpot, Color{1, 0, 0, 1}); }, false},
       {"automatic, no masks", SessionReplayMode::automatic, SessionReplayMode::automatic, {},
@@ -154,9 +122,9 @@ TEST_F(HiFiModeTest, MaskedViewsAskForTheChangeByMode) {
        },
        false},
       {"loFi mode, masked field", SessionReplayMode::loFi, SessionReplayMode::automatic, {MaskAutomatic::inputs},
-       [] { return std::make_shared<platform::TextField>(kSpot); }, true},
+       [] { return secretField(); }, true},
       {"hiFi, masked field", SessionReplayMode::hiFi, SessionReplayMode::automatic, {MaskAutomatic::inputs},
-       [] { return std::make_shared<platform::TextField>(kSpot); }, false},
+       [] { return secretField(); }, false},
       {"hiFi, player without masks", SessionReplayMode::hiFi, SessionReplayMode::automatic, {},
        [] { return std::make_shared<PlayerView>(kSpot); }, true},
       {"configured loFi, nothing masked", SessionReplayMode::hiFi, SessionReplayMode::loFi, {},
@@ -187,7 +155,7 @@ TEST_F(HiFiModeTest, MaskedViewsAskForTheChangeByMode) {
 TEST_F(HiFiModeTest, ViewMovingDuringTheDrawDropsTheFrame) {
   ::obx::testing::LogCapture logs;
   hiFi_->setConfigurationMask({MaskAutomatic::labels});
-  auto label = std::make_shared<platform::Label>(Rect::make(20, 400, 300, 40), kSecret);
+  auto label = secretLabel(Rect::make(20, 400, 300, 40));
   window_->addSubview(label);
   ASSERT_NE(recordHiFi(), nullptr);
 
@@ -210,12 +178,6 @@ TEST_F(HiFiModeTest, ViewMovingDuringTheDrawDropsTheFrame) {
 // The secret texts of the privacy screens never reach a screenshot: under each configuration that
 // masks them, their region is the masking colour alone.
 TEST_F(HiFiModeTest, SecretTextsNeverReachAHiFiFrame) {
-  auto field = [](bool secure) {
-    auto view = std::make_shared<platform::TextField>(kSpot);
-    view->setText(kSecret);
-    view->setSecureTextEntry(secure);
-    return std::shared_ptr<View>(view);
-  };
   const std::vector<MaskAutomatic> defaults = {MaskAutomatic::webViews, MaskAutomatic::inputs};
   struct Case {
     const char* name;
@@ -223,24 +185,12 @@ TEST_F(HiFiModeTest, SecretTextsNeverReachAHiFiFrame) {
     std::function<std::shared_ptr<View>()> make;
     MaskView own;
   } cases[] = {
-      {"label marked mask, no masks", {}, [] { return std::make_shared<platform::Label>(kSpot, kSecret); }, MaskView::mask},
-      {"text field, default masks", defaults, [&] { return field(false); }, MaskView::automatic},
-      {"secure field, default masks", defaults, [&] { return field(true); }, MaskView::automatic},
-      {"text field, only labels masked", {MaskAutomatic::labels}, [&] { return field(false); }, MaskView::automatic},
-      {"text view, default masks", defaults,
-       [] {
-         auto view = std::make_shared<platform::TextView>(kSpot);
-         view->setText(kSecret);
-         return view;
-       },
-       MaskView::automatic},
-      {"web page marked mask", {},
-       [] {
-         auto web = std::make_shared<platform::WebView>(kSpot);
-         web->setTitle(kSecret);
-         return web;
-       },
-       MaskView::mask},
+      {"label marked mask, no masks", {}, [] { return secretLabel(); }, MaskView::mask},
+      {"text field, default masks", defaults, [] { return secretField(); }, MaskView::automatic},
+      {"secure field, default masks", defaults, [] { return secretField(kSpot, true); }, MaskView::automatic},
+      {"text field, only labels masked", {MaskAutomatic::labels}, [] { return secretField(); }, MaskView::automatic},
+      {"text view, default masks", defaults, [] { return secretTextView(); }, MaskView::automatic},
+      {"web page marked mask", {}, [] { return secretWebPage(); }, MaskView::mask},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -270,10 +220,10 @@ TEST_F(HiFiModeTest, MapsAndPlayersAreMaskedWhateverTheCategories) {
     auto map = std::make_shared<platform::MapView>(Rect::make(20, 100, 300, 150));
     auto player = std::make_shared<PlayerView>(Rect::make(20, 300, 300, 150));
     player->setBackgroundColor(Color{0, 0, 1, 1});
-    auto caption = std::make_shared<platform::Label>(Rect::make(10, 10, 280, 40), kSecret);
+    auto caption = secretLabel(Rect::make(10, 10, 280, 40));
     setObxMasking(*caption, MaskView::unmask);
     player->addSubview(caption);
-    auto marked = std::make_shared<platform::Label>(Rect::make(20, 500, 300, 40), kSecret);
+    auto marked = secretLabel(Rect::make(20, 500, 300, 40));
     setObxMasking(*marked, MaskView::mask);
     window_->addSubview(map);
     window_->addSubview(marked);
@@ -281,7 +231,9 @@ TEST_F(HiFiModeTest, MapsAndPlayersAreMaskedWhateverTheCategories) {
     auto image = recordHiFi();
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(pixelsOff(*image, Rect::make(20, 100, 300, 150), 128, 128, 128), 0) << "the map";
-    if (withPlayer) EXPECT_EQ(pixelsOff(*image, Rect::make(20, 300, 300, 150), 128, 128, 128), 0) << "the player";
+    if (withPlayer) {
+      EXPECT_EQ(pixelsOff(*image, Rect::make(20, 300, 300, 150), 128, 128, 128), 0) << "the player";
+    }
 
     std::weak_ptr<View> gone = marked;
     map->removeFromSuperview();
@@ -297,7 +249,7 @@ TEST_F(HiFiModeTest, MapsAndPlayersAreMaskedWhateverTheCategories) {
 TEST_F(HiFiModeTest, MovingContainerIsMaskedWhereItIsDrawn) {
   hiFi_->setConfigurationMask({MaskAutomatic::labels});
   auto container = coloured(Rect::make(0, 500, 390, 200), Color{1, 0.9, 0.9, 1});
-  container->addSubview(std::make_shared<platform::Label>(Rect::make(20, 20, 300, 40), kSecret));
+  container->addSubview(secretLabel(Rect::make(20, 20, 300, 40)));
   window_->addSubview(container);
   container->setPresentationFrame(Rect::make(0, 200, 390, 200));  // sliding up to y 500
   auto image = recordHiFi();
@@ -306,25 +258,26 @@ TEST_F(HiFiModeTest, MovingContainerIsMaskedWhereItIsDrawn) {
   EXPECT_EQ(pixelsOff(*image, Rect::make(20, 520, 300, 40), 255, 255, 255), 0) << "nothing where it will be";
 }
 
-// On a screen wider than 1200 points both recorders draw the whole screen at half scale, into an
-// image of the halved size, with the blocks where the views are.
+// The image size rule: a side over 1200 points halves both. On such a screen both recorders draw
+// the whole screen at half scale, into an image of the halved size, with the blocks in place.
 TEST_F(HiFiModeTest, LargeScreenIsDrawnWholeAtHalfScale) {
+  const std::pair<Rect, platform::Size> sizes[] = {{Rect::make(0, 0, 1200, 800), {1200, 800}},
+                                                   {Rect::make(0, 0, 1201, 800), {600.5, 400}}};
+  for (const auto& [bounds, size] : sizes) {
+    application_->mainScreen()->setBounds(bounds);
+    EXPECT_EQ(mainScreenImageSize(), size) << bounds.size.width;
+  }
   application_->mainScreen()->setBounds(Rect::make(0, 0, 2400, 1600));
+  EXPECT_EQ(mainScreenDrawingScale(), 0.5);
   window_->setFrame(Rect::make(0, 0, 2400, 1600));
   window_->addSubview(coloured(Rect::make(2000, 1300, 300, 200), Color{1, 0, 0, 1}));
-  auto secret = std::make_shared<platform::Label>(Rect::make(1800, 100, 500, 80), kSecret);
+  auto secret = secretLabel(Rect::make(1800, 100, 500, 80));
   setObxMasking(*secret, MaskView::mask);
   window_->addSubview(secret);
-  for (bool screenshot : {true, false}) {
-    SCOPED_TRACE(screenshot ? "screenshot" : "wireframe");
-    std::size_t before = publisher_->images.size();
-    ScreenRecordingMode& recorder = screenshot ? static_cast<ScreenRecordingMode&>(*hiFi_) : *recorder_;
-    recorder.setNeedNewImage(true);
-    recorder.recordScreen(1200, 800, {});
-    scheduler_->runUntilIdle();
-    ASSERT_EQ(publisher_->images.size(), before + 1);
-    const auto& data = publisher_->images.back().data;
-    auto image = platform::decodeJPEG(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
+  for (ScreenRecordingMode* recorder : {static_cast<ScreenRecordingMode*>(hiFi_.get()),
+                                        static_cast<ScreenRecordingMode*>(recorder_.get())}) {
+    SCOPED_TRACE(recorder == hiFi_.get() ? "screenshot" : "wireframe");
+    auto image = recordNow(recorder, {}, {1200, 800});
     ASSERT_NE(image, nullptr);
     ASSERT_EQ(image->width(), 1200);
     ASSERT_EQ(image->height(), 800);
@@ -337,25 +290,27 @@ TEST_F(HiFiModeTest, LargeScreenIsDrawnWholeAtHalfScale) {
 // gives one more.
 TEST_F(HiFiModeTest, StillScreenGivesOneOpeningImageMore) {
   window_->addSubview(coloured(kSpot, Color{1, 0, 0, 1}));
-  hiFi_->recordScreen(kWidth, kHeight, {});
-  scheduler_->runUntilIdle();
-  for (int i = 0; i < 10; ++i) {
-    scheduler_->advance(0.5);
-    hiFi_->recordScreen(kWidth, kHeight, {});
-    scheduler_->runUntilIdle();
-  }
+  for (int i = 0; i <= 10; ++i) tick(i ? 0.5 : 0, hiFi_.get());
   EXPECT_EQ(publisher_->images.size(), 4u);
   EXPECT_NE(recordHiFi(), nullptr);
   EXPECT_EQ(publisher_->images.back().index, 0);
   EXPECT_EQ(publisher_->images.back().batchContext.id, "screen-1_20240101120000");
 }
 
-// Without a key window nothing is taken and nothing is counted.
-TEST_F(HiFiModeTest, NoKeyWindowTakesNothing) {
+// Without a key window, or with recording disabled, neither recorder takes or counts anything.
+TEST_F(HiFiModeTest, NoKeyWindowOrDisabledTakesNothing) {
+  for (ScreenRecordingMode* recorder : {static_cast<ScreenRecordingMode*>(hiFi_.get()),
+                                        static_cast<ScreenRecordingMode*>(recorder_.get())}) {
+    recorder->setEnabledSessionRecording(false);
+    EXPECT_EQ(recordNow(recorder), nullptr);
+    recorder->setEnabledSessionRecording(true);
+  }
   auto application = platform::Application::resetShared(scheduler_);
   EXPECT_EQ(recordHiFi(), nullptr);
+  EXPECT_EQ(recordNow(), nullptr);
   EXPECT_TRUE(completions.empty());
   EXPECT_EQ(hiFi_->imagesTaken(), 0);
+  EXPECT_EQ(recorder_->imagesTaken(), 0);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "testing/spool.h"
 
+#include <filesystem>
+
 #include "store/file_storage.h"
 #include "store/files/security.h"
 
@@ -34,6 +36,16 @@ std::shared_ptr<DataController> Spool::openStore(std::shared_ptr<SDKConfiguratio
 BatchContext Spool::batch(const std::string& id, platform::Date dateScreen, const std::string& name,
                           bool discardTracking) {
   return BatchContext{id, ViewContext{id.substr(0, id.find('_')), dateScreen, name, {390, 844}, false, discardTracking}};
+}
+
+std::vector<std::string> Spool::batchIDs() const {
+  std::vector<std::string> ids;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(sandbox_.storeRoot(), error)) {
+    const std::string name = entry.path().filename().string();
+    if (entry.is_directory() && name.find('_') != std::string::npos) ids.push_back(name);
+  }
+  return ids;
 }
 
 std::vector<Json> Spool::events(const std::string& batchID) const {

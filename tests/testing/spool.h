@@ -59,6 +59,8 @@ class Spool {
   static BatchContext batch(const std::string& id, platform::Date dateScreen, const std::string& name = "Screen",
                             bool discardTracking = false);
 
+  // The batch folders in the spool, by name, in no particular order.
+  std::vector<std::string> batchIDs() const;
   std::vector<Json> events(const std::string& batchID) const;
   std::vector<Json> events(const BatchContext& batch) const { return events(batch.id); }
   // The payloads of the events of `type`, and the types of all, in file order.
