@@ -1,9 +1,9 @@
 // Replay imaging on a 300-view screen of 390x844 points: the main-thread pass of the wireframe
-// recorder (walk, layer copies, descriptions), the off-main render and JPEG, the bytes of one frame, and the
-// cost of a tick on a still screen (the due test alone) and on a layout change that moved nothing
-// (walk and hash, the drawing dropped). The screenshot recorder on the same screen: its main-thread
-// part (scan, draw of the window, blocks over the masked inputs) and its JPEG and bytes, beside the
-// wireframe's.
+// recorder (walk, layer copies, descriptions), the off-main render and JPEG, the bytes of one
+// frame, and the cost of a tick on a still screen (the due test alone) and on a layout change that
+// moved nothing (walk and hash, the drawing dropped). The screenshot recorder on the same screen:
+// its main-thread part (scan, draw of the window, blocks over the masked inputs) and its JPEG and
+// bytes, beside the wireframe's.
 #include <benchmark/benchmark.h>
 
 #include <memory>

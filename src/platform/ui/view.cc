@@ -8,6 +8,21 @@
 
 namespace obx::platform {
 
+namespace {
+// `describeRect` appended in place.
+void appendRect(std::string& text, const Rect& rect) {
+  text += '(';
+  appendCoordinate(text, rect.origin.x);
+  text += ' ';
+  appendCoordinate(text, rect.origin.y);
+  text += "; ";
+  appendCoordinate(text, rect.size.width);
+  text += ' ';
+  appendCoordinate(text, rect.size.height);
+  text += ')';
+}
+}  // namespace
+
 Class* View::runtimeClass() {
   static Class* const cls = [] {
     Class* c = registerClass("View", Object::runtimeClass(), typeid(View));
@@ -229,15 +244,8 @@ std::string View::description() const {
   text += cls ? cls->name() : "nil";
   text += ": ";
   text += addressText();
-  text += "; frame = (";
-  appendCoordinate(text, frame_.origin.x);
-  text += ' ';
-  appendCoordinate(text, frame_.origin.y);
-  text += "; ";
-  appendCoordinate(text, frame_.size.width);
-  text += ' ';
-  appendCoordinate(text, frame_.size.height);
-  text += ')';
+  text += "; frame = ";
+  appendRect(text, frame_);
   if (hidden_) text += "; hidden = YES";
   if (alpha_ != 1.0) {
     text += "; alpha = ";
@@ -256,15 +264,8 @@ std::string View::description() const {
 std::string View::debugDescription() const {
   std::string text = description();
   text.pop_back();
-  text += "; bounds = (";
-  appendCoordinate(text, boundsOrigin_.x);
-  text += ' ';
-  appendCoordinate(text, boundsOrigin_.y);
-  text += "; ";
-  appendCoordinate(text, frame_.size.width);
-  text += ' ';
-  appendCoordinate(text, frame_.size.height);
-  text += ')';
+  text += "; bounds = ";
+  appendRect(text, bounds());
   if (backgroundColor_) {
     text += "; backgroundColor = ";
     text += describeColor(*backgroundColor_);
