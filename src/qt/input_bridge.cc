@@ -197,13 +197,34 @@ void InputBridge::editing(QWidget& widget, QEvent::Type type) {
   if (!view) return;
   const char* name = nullptr;
   if (type == QEvent::FocusIn) {
+    textChanged(widget, field);
     name = field ? platform::kTextFieldTextDidBeginEditingNotification : platform::kTextViewTextDidBeginEditingNotification;
   } else if (type == QEvent::FocusOut) {
+    seenTexts_.erase(&widget);
     name = field ? platform::kTextFieldTextDidEndEditingNotification : platform::kTextViewTextDidEndEditingNotification;
   } else {
+    if (!textChanged(widget, field)) return;
     name = field ? platform::kTextFieldTextDidChangeNotification : platform::kTextViewTextDidChangeNotification;
   }
   application_->notificationCenter()->post(name, view);
+}
+
+bool InputBridge::textChanged(QWidget& widget, bool field) {
+  QString text;
+  if (field) {
+    text = static_cast<QLineEdit&>(widget).text();
+  } else if (auto* edit = qobject_cast<QTextEdit*>(&widget)) {
+    text = edit->toPlainText();
+  } else {
+    text = static_cast<QPlainTextEdit&>(widget).toPlainText();
+  }
+  const std::size_t digest = qHash(text) ^ (static_cast<std::size_t>(text.size()) << 1);
+  auto [entry, added] = seenTexts_.try_emplace(&widget);
+  // A widget at the address of one that is gone, or one focused before the bridge knew it, counts
+  // as changed: a change is never missed.
+  const bool changed = added || entry->second.widget.isNull() || entry->second.digest != digest;
+  entry->second = SeenText{&widget, digest};
+  return changed;
 }
 
 void InputBridge::scrolled(QWidget& area) {

@@ -6,7 +6,8 @@
 //   scroll views around it, so that touches carry scroll identifiers.
 // - A scroll area moved by the wheel or a drag is dragging, for scroll focus time, until it has been
 //   still for a moment.
-// - Focus and edits of line edits and text edits post the platform's editing notifications, and
+// - Focus and edits of line edits and text edits post the platform's editing notifications (a key
+//   released without changing the text, an arrow key say, posts no change), and
 //   clicks of buttons, check boxes, radio buttons, combo boxes and sliders send their controls'
 //   actions: the form analytics hear them as they hear the platform's own fields. A button with the
 //   "obxFormSubmit" property submits the form.
@@ -43,6 +44,8 @@ class InputBridge : public QObject {
   void connectControl(QWidget& widget);
   void controlActivated(QWidget* widget, std::uint32_t events);
   void editing(QWidget& widget, QEvent::Type type);
+  // Whether the text of an edited widget differs from when it was last seen, and remembers it.
+  bool textChanged(QWidget& widget, bool field);
   void scrolled(QWidget& widget);
   void settleScrolls();
 
@@ -60,6 +63,12 @@ class InputBridge : public QObject {
   quint64 lastTimestamp_ = 0;
   QPointF lastGlobal_;
   std::unordered_set<const QWidget*> connected_;
+  // The text of each focused field as last seen, kept as a digest so that no secret is held.
+  struct SeenText {
+    QPointer<QWidget> widget;
+    std::size_t digest = 0;
+  };
+  std::unordered_map<const QWidget*, SeenText> seenTexts_;
   std::vector<QPointer<QWidget>> scrolling_;
   QTimer settle_;
 };

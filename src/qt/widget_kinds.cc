@@ -16,6 +16,7 @@
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QScrollBar>
+#include <QStyle>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
 
@@ -67,6 +68,15 @@ std::string labelText(const QLabel& label) {
     return toString(text);
   }
   return toString(QTextDocumentFragment::fromHtml(text).toPlainText());
+}
+
+// The label's horizontal alignment as it shows on screen: leading and trailing follow the layout
+// direction; justified text is drawn from the left.
+platform::TextAlignment textAlignment(const QLabel& label) {
+  const Qt::Alignment shown = QStyle::visualAlignment(label.layoutDirection(), label.alignment());
+  if (shown & Qt::AlignHCenter) return platform::TextAlignment::center;
+  if (shown & Qt::AlignRight) return platform::TextAlignment::right;
+  return platform::TextAlignment::left;
 }
 
 std::shared_ptr<const platform::Image> pixmapImage(const QPixmap& pixmap) {
@@ -144,6 +154,7 @@ void updateView(platform::View& view, WidgetKind kind, const QWidget& widget) {
       // Every setter below redraws and so asks replay for a new image: each only on a change.
       const int lines = qlabel.wordWrap() ? 0 : 1;
       if (label.numberOfLines() != lines) label.setNumberOfLines(lines);
+      label.setTextAlignment(textAlignment(qlabel));
       break;
     }
     case WidgetKind::image: {

@@ -41,8 +41,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
 RUMScrollHandle::RUMScrollHandle(std::shared_ptr<RRUMUIScrollContentOffsetSwizzlerObserving> contentOffsetObserving,
                                  std::shared_ptr<platform::Scheduler> scheduler)
     : contentOffsetObserving_(std::move(contentOffsetObserving)),
-      scheduler_(std::move(scheduler)),
-      screenFrame_(platform::Application::shared()->mainScreen()->bounds()) {}
+      scheduler_(std::move(scheduler)) {}
 
 RUMScrollHandle::~RUMScrollHandle() { stop(); }
 
@@ -72,6 +71,9 @@ void RUMScrollHandle::start() {
   }
   auto window = platform::Application::shared()->keyWindow();
   if (!window) return;
+  // Read at each screen, not once: a toolkit adapter makes the screen its key window's size after
+  // the SDK started.
+  const platform::Rect screenFrame = platform::Application::shared()->mainScreen()->bounds();
 
   std::shared_ptr<platform::ScrollView> found;
   std::deque<std::shared_ptr<platform::View>> queue{window};
@@ -80,7 +82,7 @@ void RUMScrollHandle::start() {
     queue.pop_front();
     if (view->isKindOfClass(platform::ScrollView::runtimeClass())) {
       const platform::Size size = view->frame().size;
-      if (size.width > 0.8 * screenFrame_.size.width && size.height > 0.5 * screenFrame_.size.height) {
+      if (size.width > 0.8 * screenFrame.size.width && size.height > 0.5 * screenFrame.size.height) {
         found = std::static_pointer_cast<platform::ScrollView>(view);
         break;
       }

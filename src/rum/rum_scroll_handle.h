@@ -34,7 +34,7 @@ class RUMScrollHandle final : public RUMScrollHandling, public std::enable_share
  public:
   static constexpr double kDragEndCheck = 0.1;
 
-  // `screenFrame` is the main screen's bounds now; dates come from `scheduler`'s clock.
+  // Dates come from `scheduler`'s clock; the main screen's bounds are read at each `start`.
   RUMScrollHandle(std::shared_ptr<RRUMUIScrollContentOffsetSwizzlerObserving> contentOffsetObserving,
                   std::shared_ptr<platform::Scheduler> scheduler);
   ~RUMScrollHandle() override;
@@ -61,7 +61,6 @@ class RUMScrollHandle final : public RUMScrollHandling, public std::enable_share
 
   std::shared_ptr<RRUMUIScrollContentOffsetSwizzlerObserving> contentOffsetObserving_;
   std::shared_ptr<platform::Scheduler> scheduler_;
-  const platform::Rect screenFrame_;
   ReadWriteLock<std::map<std::string, std::int64_t>> scrollsDictionary_;
   ReadWriteLock<std::vector<Scroll>> scrollCollection_;
   mutable std::mutex mutex_;  // guards the four below

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedWidget>
@@ -19,6 +20,7 @@
 #include "platform/ui/application.h"
 #include "platform/ui/event.h"
 #include "platform/ui/label.h"
+#include "platform/ui/notification_names.h"
 #include "platform/ui/scroll_view.h"
 #include "platform/ui/tab_bar_controller.h"
 #include "platform/ui/text_field.h"
@@ -297,6 +299,85 @@ TEST_F(WidgetSourceTest, TouchesAndCells) {
   const QPoint inList = list->viewport()->mapTo(&window, QPoint(20, 20));
   EXPECT_EQ(recorder.seen[0].location, (platform::Point{static_cast<double>(inList.x()), static_cast<double>(inList.y())}));
   EXPECT_EQ(recorder.seen[0].scrollRecognizers, 1u);
+}
+
+
+// A label's alignment goes across, leading and trailing by the layout direction, and its drawing
+// puts the text there: all ink in the left half, across the middle, or in the right half.
+TEST_F(WidgetSourceTest, LabelAlignmentGoesAcross) {
+  struct Case {
+    Qt::Alignment alignment;
+    Qt::LayoutDirection direction;
+    platform::TextAlignment expected;
+  } cases[] = {
+      {Qt::AlignLeft | Qt::AlignVCenter, Qt::LeftToRight, platform::TextAlignment::left},
+      {Qt::AlignHCenter, Qt::LeftToRight, platform::TextAlignment::center},
+      {Qt::AlignCenter, Qt::LeftToRight, platform::TextAlignment::center},
+      {Qt::AlignRight | Qt::AlignTop, Qt::LeftToRight, platform::TextAlignment::right},
+      {Qt::AlignTrailing, Qt::LeftToRight, platform::TextAlignment::right},
+      {Qt::AlignLeading, Qt::RightToLeft, platform::TextAlignment::right},
+      {Qt::AlignTrailing, Qt::RightToLeft, platform::TextAlignment::left},
+  };
+  QWidget window;
+  window.resize(400, 100);
+  auto* label = new QLabel("Total", &window);
+  label->setGeometry(0, 0, 400, 40);
+  window.show();
+  settle();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(static_cast<int>(c.alignment) * 10 + static_cast<int>(c.direction));
+    label->setLayoutDirection(c.direction);
+    label->setAlignment(c.alignment);
+    settle();
+    auto view = std::static_pointer_cast<platform::Label>(source_->viewOf(label));
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->textAlignment(), c.expected);
+    auto contents = view->layer()->contents();
+    ASSERT_TRUE(contents);
+    int first = contents->width(), last = -1;
+    for (int y = 0; y < contents->height(); ++y) {
+      for (int x = 0; x < contents->width(); ++x) {
+        if (contents->pixelAt(x, y).alpha > 64) first = std::min(first, x), last = std::max(last, x);
+      }
+    }
+    ASSERT_GE(last, 0) << "no text drawn";
+    const int half = contents->width() / 2;
+    EXPECT_EQ(first < half && last < half, c.expected == platform::TextAlignment::left);
+    EXPECT_EQ(first < half && last > half, c.expected == platform::TextAlignment::center);
+    EXPECT_EQ(first > half && last > half, c.expected == platform::TextAlignment::right);
+  }
+}
+
+// Typing in a line edit or a text edit posts a change for each key that changed the text; arrows,
+// Home and a Backspace with nothing before the cursor post none.
+TEST_F(WidgetSourceTest, OnlyKeysThatChangeTheTextPostAChange) {
+  InputBridge input(application_, *source_);
+  QWidget window;
+  window.resize(400, 300);
+  auto* line = new QLineEdit(&window);
+  line->setGeometry(0, 0, 300, 30);
+  auto* text = new QPlainTextEdit(&window);
+  text->setGeometry(0, 50, 300, 200);
+  window.show();
+  settle();
+  struct Case {
+    QWidget* widget;
+    const char* notification;
+  } cases[] = {{line, platform::kTextFieldTextDidChangeNotification}, {text, platform::kTextViewTextDidChangeNotification}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.notification);
+    int changes = 0;
+    auto token = application_->notificationCenter()->addObserver(c.notification, nullptr, [&](const auto&) { ++changes; });
+    c.widget->setFocus();
+    settle();
+    for (Qt::Key key : {Qt::Key_A, Qt::Key_Left, Qt::Key_B, Qt::Key_Home, Qt::Key_Backspace, Qt::Key_Right, Qt::Key_Up,
+                        Qt::Key_End, Qt::Key_Backspace}) {
+      QTest::keyClick(c.widget, key);
+    }
+    settle();
+    application_->notificationCenter()->removeObserver(token);
+    EXPECT_EQ(changes, 3) << "a, b and the last Backspace";
+  }
 }
 
 }  // namespace

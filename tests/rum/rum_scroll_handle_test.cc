@@ -91,7 +91,7 @@ TEST_F(RUMScrollTest, ReturningToAPositionAddsToItsEntry) {
 }
 
 // The main scroll view is the first one breadth first that is wider than 0.8 and taller than 0.5 of
-// the screen; a screen without one writes no "scroll" record.
+// the screen as it is when the screen starts; a screen without one writes no "scroll" record.
 TEST_F(RUMScrollTest, MainScrollViewSearch) {
   makeCore();
   struct Case {
@@ -115,6 +115,12 @@ TEST_F(RUMScrollTest, MainScrollViewSearch) {
          root.addSubview(scroll(Rect::make(0, 0, 313, 423)));
        },
        {{0.0, 423, 1000}}},
+      {"on a screen resized since the start, as a toolkit's window sets it",
+       [&](platform::View& root) {
+         platform::Application::shared()->mainScreen()->setBounds(Rect::make(0, 0, 800, 600));
+         root.addSubview(scroll(Rect::make(0, 0, 700, 400)));
+       },
+       {{0.0, 400, 1000}}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

@@ -2,7 +2,8 @@
 
 #include <cxxabi.h>
 
-#include <cstdio>
+#include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <deque>
 #include <mutex>
@@ -107,9 +108,11 @@ bool Object::isKindOfClass(const Class* cls) const {
 }
 
 std::string Object::addressText() const {
-  char buffer[32];
-  std::snprintf(buffer, sizeof buffer, "%p", static_cast<const void*>(this));
-  return buffer;
+  // What "%p" prints for an object, which is never null, without printf: views' descriptions are
+  // made at every frame.
+  char buffer[2 + 2 * sizeof(std::uintptr_t)] = {'0', 'x'};
+  auto result = std::to_chars(buffer + 2, buffer + sizeof buffer, reinterpret_cast<std::uintptr_t>(this), 16);
+  return std::string(buffer, result.ptr);
 }
 
 std::string Object::description() const { return "<" + stringFromClass(getClass()) + ": " + addressText() + ">"; }

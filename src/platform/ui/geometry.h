@@ -31,8 +31,10 @@ struct Rect {
   bool operator==(const Rect&) const = default;
 };
 
-// A number as the platform prints coordinates: "375", "20.5", "0.333333".
+// A number as the platform prints coordinates: "375", "20.5", "0.333333" (printf's "%g").
 std::string formatCoordinate(double value);
+// Appends `formatCoordinate(value)` to `text` without a string of its own.
+void appendCoordinate(std::string& text, double value);
 // "(20 100; 335 21)", the way a view's description shows its frame.
 std::string describeRect(const Rect& rect);
 // "{375, 812}".

@@ -39,6 +39,13 @@ class Label : public View {
     numberOfLines_ = lines;
     visualStateChanged();
   }
+  // Where the text sits across the label's width; left by default.
+  TextAlignment textAlignment() const { return textAlignment_; }
+  void setTextAlignment(TextAlignment alignment) {
+    if (alignment == textAlignment_) return;
+    textAlignment_ = alignment;
+    visualStateChanged();
+  }
   const std::string& fontFamily() const { return fontFamily_; }
   void setFontFamily(std::string family) {
     fontFamily_ = std::move(family);
@@ -48,6 +55,9 @@ class Label : public View {
  protected:
   void describeState(std::vector<std::string>& parts) const override {
     parts.push_back("text = " + quoteForDescription(text_));
+    // Only when moved from the default, so that the description still changes with it.
+    if (textAlignment_ == TextAlignment::center) parts.push_back("textAlignment = center");
+    if (textAlignment_ == TextAlignment::right) parts.push_back("textAlignment = right");
   }
   bool hasContents() const override { return !text_.empty(); }
   void drawRect(BitmapContext& context, Rect bounds) const override {
@@ -56,6 +66,7 @@ class Label : public View {
     style.fontSize = fontSize_;
     style.color = textColor_.value_or(Color{0, 0, 0, 1});
     style.numberOfLines = numberOfLines_;
+    style.alignment = textAlignment_;
     drawText(context, text_, bounds, style);
   }
 
@@ -64,6 +75,7 @@ class Label : public View {
   double fontSize_ = 17.0;
   std::optional<Color> textColor_;
   int numberOfLines_ = 1;
+  TextAlignment textAlignment_ = TextAlignment::left;
   std::string fontFamily_ = kDefaultFontFamily;
 };
 

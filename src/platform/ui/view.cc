@@ -8,6 +8,21 @@
 
 namespace obx::platform {
 
+namespace {
+// `describeRect` appended in place.
+void appendRect(std::string& text, const Rect& rect) {
+  text += '(';
+  appendCoordinate(text, rect.origin.x);
+  text += ' ';
+  appendCoordinate(text, rect.origin.y);
+  text += "; ";
+  appendCoordinate(text, rect.size.width);
+  text += ' ';
+  appendCoordinate(text, rect.size.height);
+  text += ')';
+}
+}  // namespace
+
 Class* View::runtimeClass() {
   static Class* const cls = [] {
     Class* c = registerClass("View", Object::runtimeClass(), typeid(View));
@@ -219,25 +234,46 @@ std::shared_ptr<View> View::hitTest(Point point) {
 }
 
 std::string View::description() const {
+  // Built in one string: the wireframe recorder reads every view's description at each frame.
   std::vector<std::string> parts;
-  parts.push_back("frame = " + describeRect(frame_));
-  if (hidden_) parts.push_back("hidden = YES");
-  if (alpha_ != 1.0) parts.push_back("alpha = " + formatCoordinate(alpha_));
-  if (!userInteractionEnabled_) parts.push_back("userInteractionEnabled = NO");
-  if (tag_ != 0) parts.push_back("tag = " + std::to_string(tag_));
   describeState(parts);
-  std::string text = "<" + stringFromClass(getClass()) + ": " + addressText();
-  for (const auto& part : parts) text += "; " + part;
-  return text + ">";
+  std::string text;
+  text.reserve(128);
+  text += '<';
+  const Class* cls = getClass();
+  text += cls ? cls->name() : "nil";
+  text += ": ";
+  text += addressText();
+  text += "; frame = ";
+  appendRect(text, frame_);
+  if (hidden_) text += "; hidden = YES";
+  if (alpha_ != 1.0) {
+    text += "; alpha = ";
+    appendCoordinate(text, alpha_);
+  }
+  if (!userInteractionEnabled_) text += "; userInteractionEnabled = NO";
+  if (tag_ != 0) text += "; tag = " + std::to_string(tag_);
+  for (const auto& part : parts) {
+    text += "; ";
+    text += part;
+  }
+  text += '>';
+  return text;
 }
 
 std::string View::debugDescription() const {
   std::string text = description();
   text.pop_back();
-  text += "; bounds = " + describeRect(bounds());
-  if (backgroundColor_) text += "; backgroundColor = " + describeColor(*backgroundColor_);
+  text += "; bounds = ";
+  appendRect(text, bounds());
+  if (backgroundColor_) {
+    text += "; backgroundColor = ";
+    text += describeColor(*backgroundColor_);
+  }
   if (clipsToBounds_) text += "; clipsToBounds = YES";
-  text += "; subviews = " + std::to_string(subviews_.size()) + ">";
+  text += "; subviews = ";
+  text += std::to_string(subviews_.size());
+  text += '>';
   return text;
 }
 
@@ -304,8 +340,12 @@ void View::drawTree(BitmapContext& context) const {
 std::string quoteForDescription(const std::string& text) { return "'" + text + "'"; }
 
 std::string describeColor(const Color& color) {
-  return formatCoordinate(color.red) + " " + formatCoordinate(color.green) + " " + formatCoordinate(color.blue) +
-         " " + formatCoordinate(color.alpha);
+  std::string text;
+  for (double channel : {color.red, color.green, color.blue, color.alpha}) {
+    if (!text.empty()) text += ' ';
+    appendCoordinate(text, channel);
+  }
+  return text;
 }
 
 }  // namespace obx::platform

@@ -20,6 +20,23 @@ using platform::View;
 
 bool MaskRule::has(MaskAutomatic mask) const { return std::find(masks_.begin(), masks_.end(), mask) != masks_.end(); }
 
+ViewKinds ViewKinds::of(const View& view) {
+  ViewKinds kinds;
+  const platform::Class* cls = view.getClass();
+  if (cls == nullptr) return kinds;
+  kinds.input = cls->isSubclassOfClass(platform::TextField::runtimeClass()) ||
+                cls->isSubclassOfClass(platform::TextView::runtimeClass());
+  kinds.web = cls->isSubclassOfClass(platform::WebView::runtimeClass());
+  kinds.visualEffect = cls->isSubclassOfClass(platform::VisualEffectView::runtimeClass());
+  kinds.scroll = cls->isSubclassOfClass(platform::ScrollView::runtimeClass());
+  kinds.image = cls->isSubclassOfClass(platform::ImageView::runtimeClass());
+  kinds.label = cls->isSubclassOfClass(platform::Label::runtimeClass());
+  kinds.map = cls->isSubclassOfClass(platform::MapView::runtimeClass());
+  // The class name is the part of the description the marker is looked for in.
+  kinds.player = cls->name().find(kPlayerViewMarker) != std::string::npos;
+  return kinds;
+}
+
 bool MaskRule::isInput(const View& view) {
   return view.isKindOfClass(platform::TextField::runtimeClass()) || view.isKindOfClass(platform::TextView::runtimeClass());
 }
@@ -30,9 +47,11 @@ MaskDecision MaskRule::decide(const View& view, MaskView state) const {
   MaskDecision decision;
   if (view.isHidden() || !(view.alpha() > 0)) return decision;
 
+  const ViewKinds kinds = ViewKinds::of(view);
+  decision.kinds = kinds;
   const MaskView own = obxMasking(view);
-  const bool input = isInput(view);
-  const bool web = isWeb(view);
+  const bool input = kinds.input;
+  const bool web = kinds.web;
   const bool inputBlocked = input && (own == MaskView::mask || has(MaskAutomatic::inputs));
   const bool webBlocked = web && (own == MaskView::mask || has(MaskAutomatic::webViews));
   const MaskView parent = state;
@@ -40,24 +59,20 @@ MaskDecision MaskRule::decide(const View& view, MaskView state) const {
   if (state == MaskView::mask || (input && own != MaskView::unmask && (has(MaskAutomatic::inputs) || own == MaskView::mask))) {
     decision.outcome = MaskOutcome::inputBlock;
     decision.setMaskOnView = force_;
-  } else if (!input && (view.isKindOfClass(platform::VisualEffectView::runtimeClass()) ||
-                        view.isKindOfClass(platform::ScrollView::runtimeClass()))) {
+  } else if (!input && (kinds.visualEffect || kinds.scroll)) {
     // A text view is a scroll view that draws its own text, so it is judged as the input it is.
-    decision.outcome = view.isKindOfClass(platform::VisualEffectView::runtimeClass()) ? MaskOutcome::visualEffect
-                                                                                      : MaskOutcome::scroll;
+    decision.outcome = kinds.visualEffect ? MaskOutcome::visualEffect : MaskOutcome::scroll;
   } else if (web) {
     if (has(MaskAutomatic::webViews) || own == MaskView::mask) state = MaskView::mask;
     decision.outcome = MaskOutcome::content;
-  } else if (platform::stringFromClass(view.getClass()).find(kPlayerViewMarker) != std::string::npos) {
-    // The class name is the part of the description the marker is looked for in.
+  } else if (kinds.player) {
     decision.outcome = MaskOutcome::player;
     state = MaskView::mask;
     decision.setMaskOnView = force_;
   } else {
-    if (view.isKindOfClass(platform::ImageView::runtimeClass()) && has(MaskAutomatic::images)) {
+    if (kinds.image && has(MaskAutomatic::images)) {
       state = MaskView::mask;
-    } else if (view.isKindOfClass(platform::Label::runtimeClass()) && has(MaskAutomatic::labels) &&
-               state != MaskView::unmask) {
+    } else if (kinds.label && has(MaskAutomatic::labels) && state != MaskView::unmask) {
       state = MaskView::mask;
     }
     if (input && (!inputBlocked || own == MaskView::unmask)) state = MaskView::unmask;
@@ -65,7 +80,7 @@ MaskDecision MaskRule::decide(const View& view, MaskView state) const {
   }
 
   if (decision.outcome == MaskOutcome::content) {
-    decision.kind = contentKind(view, own, parent);
+    decision.kind = contentKind(view, kinds, own, parent);
     decision.showContent = showsContent(decision.kind, own, parent);
     if (!decision.showContent && force_) decision.setMaskOnView = true;
   }
@@ -81,24 +96,21 @@ MaskDecision MaskRule::decide(const View& view, MaskView state) const {
   return decision;
 }
 
-ContentKind MaskRule::contentKind(const View& view, MaskView own, MaskView parent) const {
+ContentKind MaskRule::contentKind(const View& view, const ViewKinds& kinds, MaskView own, MaskView parent) const {
   auto layer = view.layer();
   // The class name and the contents' kind are what the layer's description and the contents' debug
   // description show, read without formatting either.
-  if (view.isKindOfClass(platform::ImageView::runtimeClass()) ||
-      std::string_view(layer->className()).find("ImageLayer") != std::string_view::npos) {
+  if (kinds.image || std::string_view(layer->className()).find("ImageLayer") != std::string_view::npos) {
     return ContentKind::image;
   }
-  if (view.isKindOfClass(platform::Label::runtimeClass())) return ContentKind::text;
+  if (kinds.label) return ContentKind::text;
   if (const auto& contents = layer->contents()) {
     if (contents->kind() == platform::BitmapKind::backingStore || contents->kind() == platform::BitmapKind::tintedImage) {
       return ContentKind::text;
     }
   }
-  if (view.isKindOfClass(platform::MapView::runtimeClass()) || own == MaskView::mask || parent == MaskView::mask) {
-    return ContentKind::map;
-  }
-  if (isWeb(view)) return ContentKind::web;
+  if (kinds.map || own == MaskView::mask || parent == MaskView::mask) return ContentKind::map;
+  if (kinds.web) return ContentKind::web;
   return ContentKind::other;
 }
 

@@ -26,6 +26,20 @@ enum class MaskOutcome {
 // The kinds of the content decision, first match wins.
 enum class ContentKind { image, text, map, web, other };
 
+// What a view is, read once from its run-time class: the walk asks each of these of every view.
+struct ViewKinds {
+  bool input = false;  // a text field or text view
+  bool web = false;
+  bool visualEffect = false;
+  bool scroll = false;
+  bool image = false;  // an image view
+  bool label = false;
+  bool map = false;
+  bool player = false;  // its class name holds the player marker
+
+  static ViewKinds of(const platform::View& view);
+};
+
 struct MaskDecision {
   MaskOutcome outcome = MaskOutcome::skip;
   ContentKind kind = ContentKind::other;
@@ -35,6 +49,8 @@ struct MaskDecision {
   // The state its subviews inherit, and whether they are walked at all.
   MaskView state = MaskView::automatic;
   bool descend = false;
+  // Filled for every view that is not skipped.
+  ViewKinds kinds;
 };
 
 class MaskRule {
@@ -49,7 +65,7 @@ class MaskRule {
   static bool isWeb(const platform::View& view);
 
  private:
-  ContentKind contentKind(const platform::View& view, MaskView own, MaskView parent) const;
+  ContentKind contentKind(const platform::View& view, const ViewKinds& kinds, MaskView own, MaskView parent) const;
   bool showsContent(ContentKind kind, MaskView own, MaskView parent) const;
 
   std::vector<MaskAutomatic> masks_;

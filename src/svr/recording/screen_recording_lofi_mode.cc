@@ -65,13 +65,13 @@ void ScreenRecordingLOFIMode::mainQueuePass(const Capture& capture, double width
   Wireframe wireframe = buildWireframe(*window, capture.screen);
   needChangeScreenRecorderType_ = false;
   if (completion) completion(false, true);
-  std::string hash = wireframe.node.hash();
-  std::vector<platform::Rect> rects = wireframe.opaqueBlocks;
+  std::vector<platform::Rect> rects = std::move(wireframe.opaqueBlocks);
   rects.insert(rects.end(), dataMasked().begin(), dataMasked().end());
+  // The hash is taken on the record queue, where it is compared: the main thread only walks.
   std::weak_ptr<ScreenRecordingLOFIMode> weak = weak_from_this();
-  obxQueue_->async([weak, capture, hash = std::move(hash), root = std::move(wireframe.root), rects = std::move(rects),
-                    width, height] {
-    if (auto self = weak.lock()) self->draw(capture, hash, root, rects, width, height);
+  obxQueue_->async([weak, capture, node = std::move(wireframe.node), root = std::move(wireframe.root),
+                    rects = std::move(rects), width, height] {
+    if (auto self = weak.lock()) self->draw(capture, node.hash(), root, rects, width, height);
   });
 }
 
@@ -88,10 +88,12 @@ Wireframe ScreenRecordingLOFIMode::buildWireframe(const View& window, const Reco
 
 void ScreenRecordingLOFIMode::walkLevel(const View& view, Layer& parentLayer, MaskView state, Node& node, Walk& walk,
                                         double opacity, bool inRenderedContent) {
+  const auto& subviews = view.subviews();
+  node.subNodes().reserve(subviews.size());
   // The last layer made at this level; a player's subviews attach to it, or to a detached layer
-  // when the player comes first.
-  auto current = std::make_shared<Layer>();
-  for (const auto& subview : view.subviews()) {
+  // when the player comes first (made only then).
+  std::shared_ptr<Layer> current;
+  for (const auto& subview : subviews) {
     MaskDecision decision = walk.rule.decide(*subview, state);
     if (decision.outcome == MaskOutcome::skip) continue;
     if (decision.setMaskOnView) setObxMasking(*subview, MaskView::mask);
@@ -101,22 +103,19 @@ void ScreenRecordingLOFIMode::walkLevel(const View& view, Layer& parentLayer, Ma
     if (block && (shown < 1.0 || inRenderedContent)) {
       walk.opaqueBlocks.push_back(view.convertRectToView(subview->frame(), nullptr));
     }
-    Layer* parentOfChildren = current.get();
     if (decision.outcome != MaskOutcome::player) {
       current = layerFor(*subview, decision, walk);
       parentLayer.addSublayer(current);
-      parentOfChildren = current.get();
+    } else if (!current) {
+      current = std::make_shared<Layer>();
     }
     if (!decision.descend) continue;
     // An image view and a web view show a render of their whole subtree: what lies below them is
     // in their pixels already.
     const bool rendersSubtree = decision.outcome == MaskOutcome::content && decision.showContent &&
-                                ((decision.kind == ContentKind::image &&
-                                  subview->isKindOfClass(platform::ImageView::runtimeClass())) ||
-                                 MaskRule::isWeb(*subview));
-    Node child(subview->debugDescription());
-    walkLevel(*subview, *parentOfChildren, decision.state, child, walk, shown, inRenderedContent || rendersSubtree);
-    node.subNodes().push_back(std::move(child));
+                                ((decision.kind == ContentKind::image && decision.kinds.image) || decision.kinds.web);
+    Node& child = node.subNodes().emplace_back(subview->debugDescription());
+    walkLevel(*subview, *current, decision.state, child, walk, shown, inRenderedContent || rendersSubtree);
   }
 }
 
@@ -163,9 +162,9 @@ std::shared_ptr<Layer> ScreenRecordingLOFIMode::layerFor(const View& view, const
     }
     return layer;
   }
-  if (decision.kind == ContentKind::image && view.isKindOfClass(platform::ImageView::runtimeClass())) {
+  if (decision.kind == ContentKind::image && decision.kinds.image) {
     layer->setContents(renderOfView(view, true));
-  } else if (decision.kind != ContentKind::image && decision.kind != ContentKind::text && MaskRule::isWeb(view)) {
+  } else if (decision.kind != ContentKind::image && decision.kind != ContentKind::text && decision.kinds.web) {
     layer->setContents(renderOfView(view, false));
   } else {
     layer->setContents(view.layer()->contents());
