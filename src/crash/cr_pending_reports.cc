@@ -113,7 +113,7 @@ void CRPendingReports::writeOwedPlaceholder(const CrashSnapshot::Decoded& replay
   if (!jpeg) jpeg = ImagePlaceholderBuilder::fallbackPlaceholder();
   if (!jpeg) return;
   // Owed only while the screen had no image: it is the screen's image 0.
-  storeReplayImage(*dataController_, replay.batch, ReplayImage{*jpeg, owed->image, 0, true}, time);
+  storeReplayImage(*dataController_, replay.batch, ReplayImage{*jpeg, owed->image, 0, true}, time, ImageWrite::now);
 }
 
 }  // namespace obx

@@ -14,7 +14,7 @@ bool representable(double side) { return std::isfinite(side) && side > -9.2e18 &
 }  // namespace
 
 std::optional<ImageEvent> storeReplayImage(DataController& dataController, const BatchContext& batch,
-                                           const ReplayImage& image, platform::Date now) {
+                                           const ReplayImage& image, platform::Date now, ImageWrite write) {
   const std::string& screenID = batch.viewContext.screenID;
   if (!representable(image.size.width) || !representable(image.size.height)) {
     Logger::log("Image of screen " + screenID + " refused: its size is not a number", LogLevel::qa);
@@ -23,11 +23,25 @@ std::optional<ImageEvent> storeReplayImage(DataController& dataController, const
   const auto timestamp = static_cast<std::int64_t>(now * 1000.0);
   Logger::log("Save image for screen: " + screenID + " with index: " + std::to_string(image.index),
               LogLevel::developer);
-  dataController.saveImage(Image{image.index, std::string(image.jpeg), timestamp}, batch);
+  Image file{image.index, std::string(image.jpeg), timestamp};
   ImageEvent event{image.index, std::to_string(image.index), static_cast<std::int64_t>(image.size.width),
                    static_cast<std::int64_t>(image.size.height), timestamp};
-  dataController.saveEvent(EventType::image, static_cast<double>(timestamp) / 1000.0, event, batch);
-  if (image.isPlaceholder) dataController.saveEvent(EventType::imagePlaceholder, now, true, batch);
+  const double eventDate = static_cast<double>(timestamp) / 1000.0;
+  if (write == ImageWrite::queued) {
+    dataController.saveImage(file, batch);
+    dataController.saveEvent(EventType::image, eventDate, event, batch);
+    if (image.isPlaceholder) dataController.saveEvent(EventType::imagePlaceholder, now, true, batch);
+    return event;
+  }
+  std::optional<FileError> error = dataController.saveImageNow(file, batch);
+  if (!error) error = dataController.saveEventNow(EventType::image, eventDate, event, batch);
+  if (!error && image.isPlaceholder) error = dataController.saveEventNow(EventType::imagePlaceholder, now, true, batch);
+  if (error) {
+    Logger::log("Image " + std::to_string(image.index) + " of screen " + screenID + " not written: " +
+                    error->description,
+                LogLevel::qa);
+    return std::nullopt;
+  }
   return event;
 }
 

@@ -1,6 +1,8 @@
 // storeReplayImage: how a replay image reaches the spool, for the replay feature while it runs and for
 // the next start after a crash: the image file, then its "image" event, then "imagePlaceholder" when
-// the image stands in for the screen, all under the image's batch, in the read-write queue's order.
+// the image stands in for the screen, all under the image's batch: queued in the read-write queue's
+// order, or written on the caller's thread before it returns (the next start, among the crash's own
+// events, which are written the same way).
 #pragma once
 
 #include <cstdint>
@@ -22,9 +24,12 @@ struct ReplayImage {
   bool isPlaceholder = false;
 };
 
+enum class ImageWrite { queued, now };
+
 // The image's event, or nothing (with a log line) when a side of its size isn't a whole number of
-// points that the event can carry.
+// points that the event can carry, or when a write made `now` failed.
 std::optional<ImageEvent> storeReplayImage(DataController& dataController, const BatchContext& batch,
-                                           const ReplayImage& image, platform::Date now);
+                                           const ReplayImage& image, platform::Date now,
+                                           ImageWrite write = ImageWrite::queued);
 
 }  // namespace obx

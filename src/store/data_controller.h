@@ -43,6 +43,10 @@ class DataController {
   }
   // Queues the image's block file into `batch`'s image folder.
   void saveImage(const Image& image, const BatchContext& batch);
+  // The same, written on the caller's thread before it returns. Returns the error, or nothing.
+  std::optional<FileError> saveImageNow(const Image& image, const BatchContext& batch) {
+    return repository_->saveImageNow(image, batch.id);
+  }
 
   std::vector<Repository::DirectoryDate> readyBatches(const std::optional<BatchContext>& current);
   std::vector<ScreenBatches> screenBatches(const std::vector<Repository::DirectoryDate>& batches);

@@ -185,6 +185,25 @@ void Repository::saveImage(const Image& image, const std::string& batchID) {
                             });
 }
 
+std::optional<FileError> Repository::saveImageNow(const Image& image, const std::string& batchID) {
+  auto directory = batchDirectory(batchID);
+  if (!directory) return FileError{"Error creating directory: " + root_.url.string() + "/" + batchID};
+  Directory images;
+  try {
+    images = root_.appending(imagesDirectoryName(batchID), true);
+  } catch (const FileError& error) {
+    return FileError{"Error creating directory: " + error.description};
+  }
+  auto error = storage_->writer().appendNow(WriteValue::encodable(image), images, std::to_string(image.index));
+  if (error) {
+    writeFailures_->failed("Error save image: " + error->description);
+  } else {
+    writeFailures_->succeeded();
+  }
+  writeDateIfNeeded(*directory, *scheduler_, writeFailures_.get());
+  return error;
+}
+
 std::vector<std::string> Repository::events(const std::string& batchID) {
   Directory directory = root_.appending(batchID, false);
   return storage_->reader().read(directory, batchID).value_or(std::vector<std::string>{});

@@ -68,6 +68,8 @@ class Repository {
   std::optional<FileError> saveNow(const WriteValue& value, const std::string& batchID);
   // Writes `image` as the block file `<batchID>/cache/<index>`, queued.
   void saveImage(const Image& image, const std::string& batchID);
+  // The same on the caller's thread, done before it returns. Returns the error, or nothing.
+  std::optional<FileError> saveImageNow(const Image& image, const std::string& batchID);
 
   // The plain blocks of a batch's event file, or an empty list.
   std::vector<std::string> events(const std::string& batchID);

@@ -17,6 +17,7 @@
 #include "platform/crash/raw_crash_record.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "session/crash_snapshot.h"
+#include "testing/crash_slots.h"
 #include "testing/log_capture.h"
 #include "testing/manual_producers.h"
 #include "testing/spool.h"
@@ -50,14 +51,6 @@ std::string recordBytes(RawCrashRecord::Kind kind, int signal, double time,
   return bytes + item(RawCrashRecord::kEnd, "");
 }
 
-// What the crash snapshot slot of `part` holds now, as a handler would copy it.
-std::optional<CrashSnapshot::Decoded> slotContent(CrashSnapshot::Part part) {
-  static char copy[platform::CrashSnapshotSlots::kCapacity];
-  std::size_t size = platform::CrashSnapshotSlots::copy(static_cast<std::size_t>(part), copy);
-  if (size == 0) return std::nullopt;
-  return CrashSnapshot::decode(std::string_view(copy, size));
-}
-
 class CRCoreTest : public ::testing::Test {
  protected:
   BatchContext batch(const std::string& screen) {
@@ -75,11 +68,13 @@ class CRCoreTest : public ::testing::Test {
     return crashes;
   }
 
-  std::string snapshotOf(const BatchContext& batch, const std::vector<CrashSnapshot::EndEvent>& events = {}) {
-    CrashSnapshot::publish(CrashSnapshot::Part::analytics, batch, events);
+  // The bytes `part` would leave in a crash record for `batch` and `events`.
+  std::string snapshotOf(const BatchContext& batch, const std::vector<CrashSnapshot::EndEvent>& events = {},
+                         CrashSnapshot::Part part = CrashSnapshot::Part::analytics) {
+    CrashSnapshot::publish(part, batch, events);
     static char copy[platform::CrashSnapshotSlots::kCapacity];
-    std::string bytes(copy, platform::CrashSnapshotSlots::copy(1, copy));
-    CrashSnapshot::publish(CrashSnapshot::Part::analytics, std::nullopt);
+    std::string bytes(copy, platform::CrashSnapshotSlots::copy(static_cast<std::size_t>(part), copy));
+    CrashSnapshot::publish(part, std::nullopt);
     return bytes;
   }
 
@@ -109,7 +104,7 @@ TEST_F(CRCoreTest, SnapshotFollowsTheBatchUntilTeardown) {
     if (!firstStep) batches_->publish(step);
     firstStep = false;
     scheduler_->runUntilIdle();
-    auto snapshot = slotContent(CrashSnapshot::Part::crash);
+    auto snapshot = testing::crashSlot(CrashSnapshot::Part::crash);
     ASSERT_EQ(snapshot.has_value(), step.has_value());
     if (step) {
       EXPECT_EQ(snapshot->batch, *step);
@@ -119,7 +114,7 @@ TEST_F(CRCoreTest, SnapshotFollowsTheBatchUntilTeardown) {
   feature.reset();
   scheduler_->runUntilIdle();
   EXPECT_FALSE(platform::CrashHandlers::installed());
-  EXPECT_FALSE(slotContent(CrashSnapshot::Part::crash));
+  EXPECT_FALSE(testing::crashSlot(CrashSnapshot::Part::crash));
   EXPECT_EQ(batches_->observerCount(), 0u);
   EXPECT_TRUE(std::filesystem::is_empty(CRCore::recordsFolder()));
 }
@@ -135,9 +130,12 @@ TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
   const std::vector<CrashSnapshot::EndEvent> end = {{EventType::samplingStatus, Json{{"replayDataStatus", 1}}},
                                                     {EventType::applicationEnd, Json("")},
                                                     {EventType::batchEnd, Json("")}};
+  // The crashed screen had no image yet: it is owed its placeholder.
+  const auto owed = CrashSnapshot::owedPlaceholder(PlaceholderReason::noVideo, Size{390, 844}, Size{195, 422});
   leave("1-segv.crash", recordBytes(RawCrashRecord::Kind::signal, SIGSEGV, time,
                                     {{CrashSnapshot::Part::crash, snapshotOf(crashed)},
-                                     {CrashSnapshot::Part::analytics, snapshotOf(crashed, end)}}));
+                                     {CrashSnapshot::Part::analytics, snapshotOf(crashed, end)},
+                                     {CrashSnapshot::Part::replay, snapshotOf(crashed, {owed}, CrashSnapshot::Part::replay)}}));
   const std::string exceptionRecord =
       recordBytes(RawCrashRecord::Kind::exception, 0, time, {{CrashSnapshot::Part::crash, snapshotOf(thrown)}},
                   "bad thing") +
@@ -162,7 +160,17 @@ TEST_F(CRCoreTest, NextStartWritesTheCrashesIntoTheirBatches) {
   EXPECT_EQ(crashes[0].signal, SIGSEGV);
   EXPECT_EQ(crashes[0].time, static_cast<std::int64_t>(time));
   EXPECT_EQ(crashes[0].symbols.size(), 1u);
-  EXPECT_EQ(spool_.types(crashed), (std::vector<std::string>{"crash", "samplingStatus", "aE", "bE"}));
+  EXPECT_EQ(spool_.types(crashed),
+            (std::vector<std::string>{"crash", "image", "placeholder", "samplingStatus", "aE", "bE"}));
+  const Json image = spool_.payloads(crashed, "image").at(0);
+  EXPECT_EQ(image["name"], "0");
+  EXPECT_EQ(image["width"], 195);
+  EXPECT_EQ(image["height"], 422);
+  const auto images = spool_.repository().images(crashed.id);
+  ASSERT_EQ(images.size(), 1u);
+  EXPECT_EQ(images[0].index, 0);
+  EXPECT_EQ(images[0].data.substr(0, 2), "\xFF\xD8") << "the placeholder is a JPEG";
+  EXPECT_TRUE(logs_.contains("Create placeholder 'No video could be recorded for this screen' -> ID: S", LogLevel::qa));
   // Offsets count from the screen's start to the crash.
   for (const Json& event : spool_.events(crashed)) EXPECT_EQ(event["o"], 2500);
 

@@ -21,9 +21,11 @@
 #include "platform/ui/text_field.h"
 #include "platform/ui/window.h"
 #include "session/crash_coordinator.h"
+#include "session/crash_snapshot.h"
 #include "session/image_placeholder_builder.h"
 #include "svr/recording_fixture.h"
 #include "svr/svr_feature.h"
+#include "testing/crash_slots.h"
 #include "testing/fake_reachability.h"
 #include "testing/log_capture.h"
 #include "testing/spool.h"
@@ -115,7 +117,8 @@ class ReplayEndToEndTest : public ::testing::Test {
   }
 
   // A screen named `name` with a label, shown at the root or pushed on the navigation stack.
-  std::shared_ptr<Screen> show(const std::string& name, bool disableRecording = false) {
+  // `settle` runs every queue after; without it the test steps through them itself.
+  std::shared_ptr<Screen> show(const std::string& name, bool disableRecording = false, bool settle = true) {
     auto screen = std::make_shared<Screen>();
     setObxScreenName(*screen, name);
     if (disableRecording) setObxDisableRecordingOnThisScreen(*screen, true);
@@ -128,7 +131,7 @@ class ReplayEndToEndTest : public ::testing::Test {
     } else {
       navigation_->pushViewController(screen, false);
     }
-    scheduler_->runUntilIdle();
+    if (settle) scheduler_->runUntilIdle();
     return screen;
   }
 
@@ -226,6 +229,34 @@ TEST_F(ReplayEndToEndTest, StillScreenGivesOpeningImagesThenNoneUntilOutOfSample
     EXPECT_FALSE(batch.events.empty());
   }
   EXPECT_TRUE(logs_.contains("Delete images for screen: " + after[0].screenID(), LogLevel::developer));
+}
+
+// While a screen has no image yet, a crash would leave it owed a placeholder: at every step of a
+// screen change the crash snapshot names the new screen only while it has no image 0, and is empty
+// once the screen has its first image or its placeholder.
+TEST_F(ReplayEndToEndTest, CrashSnapshotOwesAPlaceholderOnlyUntilTheFirstImage) {
+  start(R"({"dst_screenMasking": ["Secret"]})");
+  show("Home");
+  scheduler_->advance(1.0);
+  for (const std::string name : {"Account", "Secret"}) {
+    SCOPED_TRACE(name);
+    show(name, false, false);
+    bool owed = false;
+    do {
+      auto slot = testing::crashSlot(CrashSnapshot::Part::replay);
+      if (!slot) continue;
+      owed = true;
+      auto placeholder = CrashSnapshot::owedPlaceholderOf(*slot);
+      ASSERT_TRUE(placeholder);
+      EXPECT_EQ(placeholder->reason, name == "Secret" ? PlaceholderReason::videoMasked : PlaceholderReason::noVideo);
+      EXPECT_EQ(placeholder->screen.width, 390);
+      EXPECT_EQ(slot->batch.viewContext.name, name);
+      EXPECT_TRUE(spool_.repository().images(slot->batch.id).empty()) << "still owed after its image 0";
+    } while (scheduler_->runOne());
+    scheduler_->advance(1.0);
+    EXPECT_TRUE(owed);
+    EXPECT_FALSE(testing::crashSlot(CrashSnapshot::Part::replay));
+  }
 }
 
 // Screens left out or masked by the live configuration, or discarded by the application: which

@@ -34,9 +34,10 @@ class ManualScheduler final : public Scheduler {
   void advance(double seconds);
   Date now() const { return clock_.now(); }
   std::size_t pendingTimers() const;
+  // Runs the next ready block (or due timer), if any: a test steps with it to look between blocks.
+  bool runOne();
 
  private:
-  bool runOne();
 
   ManualClock clock_;
   mutable std::mutex mutex_;
