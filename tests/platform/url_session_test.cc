@@ -245,23 +245,21 @@ TEST_F(URLSessionTest, DownloadToAFile) {
   EXPECT_EQ(task->state(), URLSessionTask::State::completed);
 }
 
-// A request that outlives its timeout fails with the timed-out error and no data or response.
-TEST_F(URLSessionTest, TimeoutGivesAnError) {
-  URLRequest request(url("/slow"));
-  request.timeoutInterval = 0.3;
-  auto outcome = runData([&](DataTaskCompletion done) { return session_->dataTaskWithRequest(request, done); });
-  ASSERT_TRUE(outcome.error);
-  EXPECT_EQ(outcome.error->domain, kURLErrorDomain);
-  EXPECT_EQ(outcome.error->code, URLError::kTimedOut);
-  EXPECT_EQ(outcome.error->localizedDescription(), "The request timed out.");
-  EXPECT_FALSE(outcome.data);
-  EXPECT_EQ(outcome.response, nullptr);
-  EXPECT_TRUE(outcome.onSessionQueue);
-}
-
-// Cancelling a running task completes it once with the cancelled error; a refused connection gives
+// A request that outlives its timeout fails with the timed-out error and no data or response;
+// cancelling a running task completes it once with the cancelled error; a refused connection gives
 // its own error.
-TEST_F(URLSessionTest, CancelAndRefusedConnection) {
+TEST_F(URLSessionTest, TimeoutCancelAndRefusedConnection) {
+  URLRequest slow(url("/slow"));
+  slow.timeoutInterval = 0.3;
+  auto timedOut = runData([&](DataTaskCompletion done) { return session_->dataTaskWithRequest(slow, done); });
+  ASSERT_TRUE(timedOut.error);
+  EXPECT_EQ(timedOut.error->domain, kURLErrorDomain);
+  EXPECT_EQ(timedOut.error->code, URLError::kTimedOut);
+  EXPECT_EQ(timedOut.error->localizedDescription(), "The request timed out.");
+  EXPECT_FALSE(timedOut.data);
+  EXPECT_EQ(timedOut.response, nullptr);
+  EXPECT_TRUE(timedOut.onSessionQueue);
+
   std::promise<DataOutcome> done;
   int calls = 0;
   auto task = session_->dataTaskWithURL(
