@@ -293,12 +293,6 @@ TEST_F(URLSessionTest, TimeoutCancelAndRefusedConnection) {
 TEST_F(URLSessionTest, FactoryOperationIsReplaceableAndRestorable) {
   Class* cls = classFromString("NSURLSession");
   ASSERT_EQ(cls, URLSession::runtimeClass());
-  for (const char* selector : {URLSession::kDataTaskWithRequest, URLSession::kDataTaskWithURL,
-                               URLSession::kUploadTaskWithRequestFromData, URLSession::kUploadTaskWithRequestFromFile,
-                               URLSession::kDownloadTaskWithRequest, URLSession::kDownloadTaskWithURL}) {
-    EXPECT_NE(cls->instanceMethod(selector), nullptr) << selector;
-  }
-
   Method* method = cls->instanceMethod(URLSession::kDataTaskWithRequest);
   std::atomic<int> seenCalls{0};
   std::atomic<int> wrappedCompletions{0};
