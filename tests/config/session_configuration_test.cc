@@ -73,7 +73,10 @@ TEST(SessionConfigurationTest, LiveUpdateFillsCommonAndTheCacheRoundTrips) {
   {
     testing::LogCapture logs;
     SDKConfiguration configuration(app, Platform{}, scheduler, cache);
-    configuration.updateLiveConfiguration(*SessionConfiguration::decode(kEveryKey));
+    std::string error;
+    auto decoded = SessionConfiguration::decode(kEveryKey, &error);
+    ASSERT_TRUE(decoded) << error;
+    configuration.updateLiveConfiguration(*decoded);
     const Common common = configuration.common();
     EXPECT_TRUE(common.isLiveConfigFinished);
     EXPECT_EQ(common.ipHandling, 2);
