@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "platform/dispatch/real_scheduler.h"
+#include "store/store_test_support.h"
 
 namespace obx::platform {
 namespace {
@@ -194,10 +195,7 @@ TEST_F(URLSessionTest, UploadsDeliverTheirBytes) {
 
   const auto path = std::filesystem::temp_directory_path() / ("obx-upload-" + std::to_string(port_) + ".bin");
   const Data fileBytes = patternBytes(300 * 1024 + 1, 9);
-  {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(fileBytes.data()), static_cast<std::streamsize>(fileBytes.size()));
-  }
+  testing::writeBytes(path, asString(fileBytes));
   auto fromFile = runData([&](DataTaskCompletion done) {
     return session_->uploadTaskWithRequestFromFile(request, URL::fileURL(path.string()), done);
   });
