@@ -24,7 +24,8 @@ class NotifierTest : public ::testing::Test {
 };
 
 // observe then notify delivers; notify then observe does not; nothing runs on the producer's thread;
-// observing twice delivers once.
+// observing twice delivers once. Removing an observer stops deliveries; removing one that never
+// subscribed changes nothing.
 TEST_F(NotifierTest, OrderOfObserveAndNotifyDecides) {
   notifier_.notify(1);
   notifier_.observe(observer_);
@@ -39,18 +40,14 @@ TEST_F(NotifierTest, OrderOfObserveAndNotifyDecides) {
   scheduler_->runUntilIdle();
   EXPECT_EQ(seen_, (std::vector<std::pair<int, int>>{{2, 1}, {2, 2}, {3, 2}}));
   EXPECT_EQ(notifier_.value(), 3);
-}
 
-// Removing an observer stops deliveries; removing one that never subscribed changes nothing.
-TEST_F(NotifierTest, RemoveStopsDeliveries) {
-  auto stranger = ObserverValue<int>::make(queue_, [](const int&, const int&) {});
-  notifier_.observe(observer_);
-  notifier_.remove(stranger);
-  notifier_.notify(1);
+  notifier_.remove(ObserverValue<int>::make(queue_, [](const int&, const int&) {}));
+  notifier_.notify(4);
   notifier_.remove(observer_);
-  notifier_.notify(2);
+  notifier_.notify(5);
   scheduler_->runUntilIdle();
-  EXPECT_EQ(seen_, (std::vector<std::pair<int, int>>{{1, 0}}));
+  EXPECT_EQ(seen_.back(), (std::pair<int, int>{4, 3}));
+  EXPECT_EQ(seen_.size(), 4u);
   EXPECT_EQ(notifier_.observerCount(), 0u);
 }
 
@@ -87,13 +84,18 @@ struct Silent {
   virtual ~Silent() = default;
 };
 
-// invoke reaches live delegates that implement the interface, and nothing once they are gone.
-TEST(MulticastDelegateTest, InvokesLiveConformingDelegates) {
+// invoke reaches live delegates that implement the interface, and nothing once they are gone. The
+// delegates are a set: an object added twice, also through a pointer to its interface, is called
+// once, and one remove takes it out.
+TEST(MulticastDelegateTest, InvokesEachLiveConformingDelegateOnce) {
   MulticastDelegate<Greeter> delegates;
   auto a = std::make_shared<Friendly>();
   auto b = std::make_shared<Friendly>();
   auto silent = std::make_shared<Silent>();
   delegates.add(a);
+  delegates.add(a);
+  delegates.add(std::shared_ptr<Greeter>(a));
+  EXPECT_EQ(delegates.liveCount(), 1u);
   delegates.add(b);
   delegates.add(silent);
   int calls = 0;
@@ -103,28 +105,15 @@ TEST(MulticastDelegateTest, InvokesLiveConformingDelegates) {
   });
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(a->greeted, 1);
-  a.reset();
+  delegates.remove(a);
+  delegates.invoke([](Greeter& greeter) { greeter.greet(); });
+  EXPECT_EQ(a->greeted, 1);
+  EXPECT_EQ(b->greeted, 2);
   b.reset();
   silent.reset();
   calls = 0;
   delegates.invoke([&](Greeter&) { ++calls; });
   EXPECT_EQ(calls, 0);
-}
-
-// The delegates are a set: an object added twice, also through a pointer to its interface, is
-// called once, and one remove takes it out.
-TEST(MulticastDelegateTest, AddingTwiceKeepsOneEntry) {
-  MulticastDelegate<Greeter> delegates;
-  auto a = std::make_shared<Friendly>();
-  delegates.add(a);
-  delegates.add(a);
-  delegates.add(std::shared_ptr<Greeter>(a));
-  EXPECT_EQ(delegates.liveCount(), 1u);
-  delegates.invoke([](Greeter& greeter) { greeter.greet(); });
-  EXPECT_EQ(a->greeted, 1);
-  delegates.remove(a);
-  delegates.invoke([](Greeter& greeter) { greeter.greet(); });
-  EXPECT_EQ(a->greeted, 1);
 }
 
 class LoggerTest : public ::testing::Test {
@@ -171,10 +160,16 @@ TEST_F(LoggerTest, LineFormatAndLevels) {
             "<OmbrixOBX 2026-01-01 01:01:01>: shown customer\n");
 }
 
-// Nothing reaches the disk without allowLogs or without an identity; with both, every line of any
-// level is appended to the session's file, in order.
+// Nothing reaches the disk without allowLogs or without an identity (one with no parts is none); with
+// both, every line of any level is appended to the session's file, in order.
 TEST_F(LoggerTest, LogFileOnlyWhenAllowedAndIdentified) {
   Logger::log("before anything", LogLevel::public_);
+  Logger::setAllowLogs(true);
+  Logger::setLogIdentity("__");
+  Logger::saveLog("lost");
+  scheduler_->runUntilIdle();
+  EXPECT_FALSE(std::filesystem::exists(root_ / "Library"));
+  Logger::setAllowLogs(false);
   Logger::setLogIdentity("SESSION1_LEAD1");
   Logger::log("not allowed yet", LogLevel::public_);
   scheduler_->runUntilIdle();
@@ -233,15 +228,6 @@ TEST_F(LoggerTest, HiddenLineStillReachesItsTakers) {
     }
     EXPECT_EQ(std::filesystem::exists(logFile()), c.expectFiled);
   }
-}
-
-// An identity with no parts writes nothing.
-TEST_F(LoggerTest, EmptyIdentityWritesNothing) {
-  Logger::setAllowLogs(true);
-  Logger::setLogIdentity("__");
-  Logger::saveLog("lost");
-  scheduler_->runUntilIdle();
-  EXPECT_FALSE(std::filesystem::exists(root_ / "Library"));
 }
 
 }  // namespace

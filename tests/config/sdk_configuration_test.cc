@@ -198,17 +198,6 @@ TEST_F(SDKConfigurationTest, AppliesPublishInOrder) {
   EXPECT_EQ(seen, (std::vector{Consent::none, Consent::analytics}));
 }
 
-// Retention is taken once per session: false forces the session out of sample with its replay.
-TEST_F(SDKConfigurationTest, RetentionOncePerSession) {
-  auto config = make();
-  config->setRetention(false);
-  EXPECT_FALSE(config->shouldCollectExperienceData());
-  EXPECT_TRUE(config->common().isUserRetention);
-  config->setRetention(true);
-  EXPECT_FALSE(config->shouldCollectExperienceData());
-  EXPECT_TRUE(logs_.contains("User retention is already set for this session", LogLevel::qa));
-}
-
 // Colours parse from hexadecimal text as the platform's scanner does.
 TEST(ColorTest, HexParsing) {
   struct Case {

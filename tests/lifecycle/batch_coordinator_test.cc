@@ -70,6 +70,7 @@ class BatchCoordinatorTest : public ::testing::Test {
 };
 
 // A screen opens a batch at once; each 5.0 seconds cut the next one; a new screen restarts the cycle.
+// An absent screen publishes an absent batch, and the cycle goes on publishing absent.
 TEST_F(BatchCoordinatorTest, IdsAndCycle) {
   fake_->screens.notify(screen("A"));
   EXPECT_EQ(take(), (std::vector<std::string>{"A_20260101000000"}));
@@ -86,10 +87,6 @@ TEST_F(BatchCoordinatorTest, IdsAndCycle) {
   scheduler_->advance(1.0);
   EXPECT_EQ(take(), (std::vector<std::string>{"B_20260101000012"}));
   EXPECT_EQ(coordinator_->batchContext()->viewContext.screenID, "B");
-}
-
-// An absent screen publishes an absent batch, and the cycle goes on publishing absent.
-TEST_F(BatchCoordinatorTest, AbsentScreen) {
   fake_->screens.notify(std::nullopt);
   EXPECT_EQ(take(), (std::vector<std::string>{"-"}));
   scheduler_->advance(5.0);

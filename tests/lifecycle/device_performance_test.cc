@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <optional>
-#include <thread>
 #include <vector>
 
 #include "config/sdk_configuration.h"
@@ -84,12 +82,13 @@ TEST_F(DevicePerformanceTest, StressThresholds) {
 }
 
 // The measure carries the figures: processor count, physical memory in MiB, battery with monitoring
-// switched off again; an unreadable CPU gives -1.0 and no stress; another measure comes every
-// performanceFrequency seconds until stop.
+// switched off again, an unknown battery as 0.0; an unreadable CPU gives -1.0 and no stress; another
+// measure comes every performanceFrequency seconds until stop.
 TEST_F(DevicePerformanceTest, MeasureValuesPeriodAndStop) {
   auto info = std::make_shared<FakeProcessInfo>();
   info->cpu = std::nullopt;
   auto performance = make(info);
+  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0) << "the platform's reading before any measure";
   scheduler_->runUntilIdle();
   ASSERT_EQ(measures_.size(), 1u);
   const DeviceMeasure& measure = *measures_[0];
@@ -101,11 +100,17 @@ TEST_F(DevicePerformanceTest, MeasureValuesPeriodAndStop) {
   EXPECT_EQ(measure.maxMemory, 4096.0);
   EXPECT_FALSE(device_->isBatteryMonitoringEnabled());
   EXPECT_EQ(performance->devicePerformance(), measure);
+  // The footprint the image reading weighs against its ceiling is the last measure's.
+  info->memory = 5000.0;
+  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
 
   scheduler_->advance(4.9);
   EXPECT_EQ(measures_.size(), 1u);
+  device_->setBatteryLevelSource([] { return platform::Device::kUnknownBatteryLevel; });
   scheduler_->advance(0.1);
-  EXPECT_EQ(measures_.size(), 2u);
+  ASSERT_EQ(measures_.size(), 2u);
+  EXPECT_EQ(measures_[1]->appBatteryUsage, 0.0) << "an unknown level (-1) is published as 0.0";
+  EXPECT_EQ(performance->memoryFootprintMiB(), 5000.0);
   performance->stop();
   scheduler_->advance(60.0);
   EXPECT_EQ(measures_.size(), 2u);
@@ -132,53 +137,6 @@ TEST_F(DevicePerformanceTest, StopDuringAMeasurementPublishesNothing) {
   scheduler_->advance(5.0);
   scheduler_->advance(60.0);
   EXPECT_EQ(measures_.size(), 1u);
-}
-
-// The footprint that the image reading weighs against its ceiling is the last measure's, as the
-// measure keeps it, and the platform's own reading only before any measure.
-TEST_F(DevicePerformanceTest, FootprintForTheImageCeilingUsesTheMeasuredValue) {
-  auto info = std::make_shared<FakeProcessInfo>();
-  info->memory = 100.0;
-  auto performance = make(info);
-  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
-  scheduler_->runUntilIdle();
-  info->memory = 5000.0;
-  EXPECT_EQ(performance->memoryFootprintMiB(), 100.0);
-  scheduler_->advance(5.0);
-  EXPECT_EQ(performance->memoryFootprintMiB(), 5000.0);
-}
-
-// An unknown battery level (-1) is published as 0.0.
-TEST_F(DevicePerformanceTest, UnknownBatteryIsFlooredAtZero) {
-  device_->setBatteryLevelSource([] { return platform::Device::kUnknownBatteryLevel; });
-  auto performance = make(std::make_shared<FakeProcessInfo>());
-  scheduler_->runUntilIdle();
-  ASSERT_EQ(measures_.size(), 1u);
-  EXPECT_EQ(measures_[0]->appBatteryUsage, 0.0);
-}
-
-// On the real process, a busy thread gives a CPU share above zero, and a footprint above zero.
-TEST_F(DevicePerformanceTest, RealProcessUnderBusyThread) {
-  auto info = std::make_shared<platform::ProcessInfo>();
-  std::atomic<bool> stop{false};
-  std::thread busy([&] {
-    volatile unsigned long spins = 0;
-    while (!stop.load()) spins = spins + 1;
-  });
-  info->cpuUsage();
-  auto performance = make(info);
-  double usage = 0;
-  for (int round = 0; round < 400 && usage <= 0; ++round) {
-    volatile int sink = 0;
-    for (int i = 0; i < 500000; ++i) sink = i;
-    (void)sink;
-    scheduler_->advance(5.0);
-    if (!measures_.empty() && measures_.back()) usage = measures_.back()->appCPUUsage;
-  }
-  stop = true;
-  busy.join();
-  EXPECT_GT(usage, 0.0);
-  EXPECT_GT(performance->memoryFootprintMiB(), 0.0);
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ class ReachabilityTest : public ::testing::Test {
 };
 
 // The observer publishes the monitor's connection at start and on each change, unavailable and none
-// both read as down.
+// both read as down. A monitor that cannot start is logged; the observer keeps the value it read first.
 TEST_F(ReachabilityTest, FakeSourceDrivesObserver) {
   auto fake = std::make_shared<testing::FakeReachability>();
   fake->set(Connection::wifi);
@@ -60,17 +60,14 @@ TEST_F(ReachabilityTest, FakeSourceDrivesObserver) {
                         ReachabilityConnection::none}));
   fake->set(Connection::wifi);
   EXPECT_EQ(observer->connection(), ReachabilityConnection::wifi);
-}
 
-// A monitor that cannot start is logged; the observer keeps the value it read first.
-TEST_F(ReachabilityTest, StartFailureIsLoggedAndSwallowed) {
-  auto fake = std::make_shared<testing::FakeReachability>();
-  fake->set(Connection::cellular);
-  fake->failNextStart();
-  auto observer = makeObserver(fake);
-  observer->start();
+  auto failing = std::make_shared<testing::FakeReachability>();
+  failing->set(Connection::cellular);
+  failing->failNextStart();
+  auto unstarted = makeObserver(failing);
+  unstarted->start();
   EXPECT_TRUE(logs_.contains("Unable to start network notifier", LogLevel::developer));
-  EXPECT_EQ(observer->connection(), ReachabilityConnection::cellular);
+  EXPECT_EQ(unstarted->connection(), ReachabilityConnection::cellular);
 }
 
 // A platform monitor whose flags the test sets and whose callback it fires.
@@ -104,6 +101,7 @@ class FakeNetworkReachability : public platform::NetworkReachability {
 
 // The monitor reads flags on demand before start, maps them (WWAN as cellular), starts once, runs
 // the callbacks on the notification queue on a change only, and takes its callback off when destroyed.
+// A refused callback stops the monitor and throws unableToSetCallback with the error number.
 TEST_F(ReachabilityTest, OBXReachabilityOverPlatformFlags) {
   auto platformRef = std::make_shared<FakeNetworkReachability>();
   auto centre = std::make_shared<platform::NotificationCenter>(scheduler_);
@@ -135,21 +133,18 @@ TEST_F(ReachabilityTest, OBXReachabilityOverPlatformFlags) {
   monitor.reset();
   EXPECT_FALSE(platformRef->callback);
   EXPECT_FALSE(platformRef->queue);
-}
 
-// A refused callback stops the monitor and throws unableToSetCallback with the error number.
-TEST_F(ReachabilityTest, RefusedCallbackThrows) {
-  auto platformRef = std::make_shared<FakeNetworkReachability>();
-  platformRef->refuseCallback = true;
-  auto monitor = OBXReachability::make(scheduler_, platformRef, nullptr, nullptr);
+  auto refusing = std::make_shared<FakeNetworkReachability>();
+  refusing->refuseCallback = true;
+  auto refused = OBXReachability::make(scheduler_, refusing, nullptr, nullptr);
   try {
-    monitor->startNotifier();
-    FAIL() << "expected a throw";
+    refused->startNotifier();
+    ADD_FAILURE() << "expected a throw";
   } catch (const OBXReachabilityError& error) {
     EXPECT_EQ(error.kind, OBXReachabilityError::Kind::unableToSetCallback);
     EXPECT_EQ(error.description(), "unableToSetCallback(22)");
   }
-  EXPECT_FALSE(monitor->notifierRunning());
+  EXPECT_FALSE(refused->notifierRunning());
 }
 
 // Flags come from the default routes: wired or wireless is reachable, a modem (by the kernel's

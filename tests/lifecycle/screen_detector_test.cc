@@ -115,32 +115,26 @@ TEST_F(ScreenDetectorTest, PushPopPresentDismissAndIdentity) {
   EXPECT_EQ(names(), (std::vector<std::string>{kHome}));
 }
 
-// The top controller is found through presented controllers, tab bars and navigation stacks.
+// The top controller is found through tab bars and navigation stacks. A tab bar with no selected
+// controller, or a navigation stack with none, is no screen: the detection warns and publishes
+// nothing named after the container.
 TEST_F(ScreenDetectorTest, TopControllerThroughContainers) {
-  auto inner = std::make_shared<DetailController>();
-  setObxScreenName(*inner, "Inner");
-  auto tabs = std::make_shared<platform::TabBarController>();
-  auto second = platform::NavigationController::make(inner);
-  tabs->setViewControllers({std::make_shared<HomeController>(), second}, false);
-  show(tabs);
-  EXPECT_EQ(names(), (std::vector<std::string>{kHome}));
-  tabs->setSelectedIndex(1);
-  EXPECT_EQ(names(), (std::vector<std::string>{"Inner"}));
-}
-
-// A tab bar with no selected controller, or a navigation stack with none, is no screen: the
-// detection warns and publishes nothing named after the container.
-TEST_F(ScreenDetectorTest, EmptyContainersAreNoScreen) {
-  auto tabs = std::make_shared<platform::TabBarController>();
-  auto window = show(tabs);
+  auto window = show(std::make_shared<platform::TabBarController>());
   EXPECT_TRUE(names().empty());
   EXPECT_EQ(logs_.count("WARNING: new screen detected but not tracked"), 1u);
-
-  auto stack = std::make_shared<platform::NavigationController>();
-  window->setRootViewController(stack);
+  window->setRootViewController(std::make_shared<platform::NavigationController>());
   scheduler_->runUntilIdle();
   EXPECT_TRUE(names().empty());
   EXPECT_GT(logs_.count("WARNING: new screen detected but not tracked"), 1u);
+
+  auto inner = std::make_shared<DetailController>();
+  setObxScreenName(*inner, "Inner");
+  auto tabs = std::make_shared<platform::TabBarController>();
+  tabs->setViewControllers({std::make_shared<HomeController>(), platform::NavigationController::make(inner)}, false);
+  window->setRootViewController(tabs);
+  EXPECT_EQ(names(), (std::vector<std::string>{kHome}));
+  tabs->setSelectedIndex(1);
+  EXPECT_EQ(names(), (std::vector<std::string>{"Inner"}));
 }
 
 // A hosting controller names a screen only through obxScreenName, and is told apart by name alone.

@@ -12,15 +12,12 @@
 #include <vector>
 
 #include "platform/crypto/base64.h"
+#include "store/store_test_support.h"
 
 namespace obx::platform {
 namespace {
 
-std::string fromHex(const std::string& hex) {
-  std::string out;
-  for (std::size_t i = 0; i < hex.size(); i += 2) out.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  return out;
-}
+using testing::fromHex;
 
 const std::string kKey = "Tessera#LOCK##71";
 const std::string kIV = "ivTessera#LCK#71";
@@ -52,78 +49,46 @@ TEST(CryptoTest, AesCbcMatchesOpenSSLCommandLine) {
   }
 }
 
-// A 32-byte key selects AES-256 (openssl enc -aes-256-cbc with the same key and vector).
-TEST(CryptoTest, Aes256Key) {
-  const std::string key = fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
-  const std::string iv = fromHex("0f0e0d0c0b0a09080706050403020100");
-  auto result = ccCrypt(CCOperation::encrypt, key, iv, "abc", 19);
-  ASSERT_EQ(result.status, CCCryptorStatus::success);
-  EXPECT_EQ(hexString(result.data), "3ce3476ca6ea4806918efe5318e22d7f");
-}
-
-// Bad key or vector lengths, short output buffers, misaligned and badly padded ciphertexts give
-// CCCrypt's status codes.
-TEST(CryptoTest, FailureStatuses) {
-  struct Case {
-    const char* name;
-    CCOperation operation;
-    std::string key, iv, input;
-    std::size_t capacity;
-    CCCryptorStatus expected;
-  };
-  const std::string good = fromHex("a7eae153c92d1fa00f60c121fca986a5");
-  std::string badPadding = good;
-  badPadding[15] = static_cast<char>(badPadding[15] ^ 0x55);
-  const std::vector<Case> cases = {
-      {"key of 15", CCOperation::encrypt, kKey.substr(0, 15), kIV, "abc", 64, CCCryptorStatus::paramError},
-      {"key of 17", CCOperation::encrypt, kKey + "x", kIV, "abc", 64, CCCryptorStatus::paramError},
-      {"vector of 15", CCOperation::encrypt, kKey, kIV.substr(0, 15), "abc", 64, CCCryptorStatus::paramError},
-      {"encrypt buffer short", CCOperation::encrypt, kKey, kIV, std::string(16, 'a'), 31, CCCryptorStatus::bufferTooSmall},
-      {"decrypt misaligned", CCOperation::decrypt, kKey, kIV, good.substr(0, 15), 64, CCCryptorStatus::alignmentError},
-      {"decrypt bad padding", CCOperation::decrypt, kKey, kIV, badPadding, 64, CCCryptorStatus::decodeError},
-      {"decrypt empty", CCOperation::decrypt, kKey, kIV, "", 64, CCCryptorStatus::decodeError},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    auto result = ccCrypt(c.operation, c.key, c.iv, c.input, c.capacity);
-    EXPECT_EQ(result.status, c.expected);
-    EXPECT_TRUE(result.data.empty());
-  }
-}
-
-// Calls on one thread in any order of keys, vectors and directions, with a failed call among them,
-// each give openssl's bytes: nothing of one call carries over to the next.
-TEST(CryptoTest, CallsInAnyOrderGiveOpenSSLBytes) {
+// Calls on one thread in any order of keys, vectors and directions, failures among them, each give
+// openssl's bytes or CCCrypt's status code with no output: nothing of one call carries over to the
+// next. A 32-byte key selects AES-256 (openssl enc -aes-256-cbc).
+TEST(CryptoTest, CallsInAnyOrderGiveOpenSSLBytesOrStatus) {
   const std::string key256 = fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
   const std::string iv256 = fromHex("0f0e0d0c0b0a09080706050403020100");
   const std::string otherIV = fromHex("000102030405060708090a0b0c0d0e0f");
-  std::string badPadding = fromHex("a7eae153c92d1fa00f60c121fca986a5");
+  const std::string good = fromHex("a7eae153c92d1fa00f60c121fca986a5");
+  std::string badPadding = good;
   badPadding[15] = static_cast<char>(badPadding[15] ^ 0x55);
+  const auto encrypt = CCOperation::encrypt;
+  const auto decrypt = CCOperation::decrypt;
   struct Step {
     const char* name;
     CCOperation operation;
     std::string key, iv, input;
     CCCryptorStatus status;
     std::string outputHex;
+    std::size_t capacity = 64;
   };
   const std::vector<Step> steps = {
-      {"at rest", CCOperation::encrypt, kKey, kIV, "abc", CCCryptorStatus::success, "a7eae153c92d1fa00f60c121fca986a5"},
-      {"256-bit key", CCOperation::encrypt, key256, iv256, "abc", CCCryptorStatus::success,
-       "3ce3476ca6ea4806918efe5318e22d7f"},
-      {"bad padding", CCOperation::decrypt, kKey, kIV, badPadding, CCCryptorStatus::decodeError, ""},
+      {"at rest", encrypt, kKey, kIV, "abc", CCCryptorStatus::success, "a7eae153c92d1fa00f60c121fca986a5"},
+      {"256-bit key", encrypt, key256, iv256, "abc", CCCryptorStatus::success, "3ce3476ca6ea4806918efe5318e22d7f"},
+      {"bad padding", decrypt, kKey, kIV, badPadding, CCCryptorStatus::decodeError, ""},
       // openssl enc -aes-128-cbc with the at-rest key and the vector 000102...0f.
-      {"same key, other vector", CCOperation::encrypt, kKey, otherIV, "abc", CCCryptorStatus::success,
+      {"same key, other vector", encrypt, kKey, otherIV, "abc", CCCryptorStatus::success,
        "556295cc51049f9cf4e18e4ec96ab55a"},
-      {"decrypt after failure", CCOperation::decrypt, kKey, kIV, fromHex("a7eae153c92d1fa00f60c121fca986a5"),
-       CCCryptorStatus::success, hexString(std::string_view("abc"))},
-      {"bad key between", CCOperation::encrypt, kKey.substr(0, 15), kIV, "abc", CCCryptorStatus::paramError, ""},
-      {"at rest again", CCOperation::encrypt, kKey, kIV, "abc", CCCryptorStatus::success,
-       "a7eae153c92d1fa00f60c121fca986a5"},
+      {"decrypt after failure", decrypt, kKey, kIV, good, CCCryptorStatus::success, hexString(std::string_view("abc"))},
+      {"key of 15", encrypt, kKey.substr(0, 15), kIV, "abc", CCCryptorStatus::paramError, ""},
+      {"key of 17", encrypt, kKey + "x", kIV, "abc", CCCryptorStatus::paramError, ""},
+      {"vector of 15", encrypt, kKey, kIV.substr(0, 15), "abc", CCCryptorStatus::paramError, ""},
+      {"encrypt buffer short", encrypt, kKey, kIV, std::string(16, 'a'), CCCryptorStatus::bufferTooSmall, "", 31},
+      {"decrypt misaligned", decrypt, kKey, kIV, good.substr(0, 15), CCCryptorStatus::alignmentError, ""},
+      {"decrypt empty", decrypt, kKey, kIV, "", CCCryptorStatus::decodeError, ""},
+      {"at rest again", encrypt, kKey, kIV, "abc", CCCryptorStatus::success, "a7eae153c92d1fa00f60c121fca986a5"},
   };
   for (int round = 0; round < 2; ++round) {
     for (const auto& step : steps) {
       SCOPED_TRACE(step.name);
-      auto result = ccCrypt(step.operation, step.key, step.iv, step.input, step.input.size() + 16);
+      auto result = ccCrypt(step.operation, step.key, step.iv, step.input, step.capacity);
       EXPECT_EQ(result.status, step.status);
       EXPECT_EQ(hexString(result.data), step.outputHex);
     }

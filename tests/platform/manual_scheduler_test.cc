@@ -16,8 +16,9 @@ class ManualSchedulerTest : public ::testing::Test {
   std::shared_ptr<ManualScheduler> scheduler_ = ManualScheduler::make();
 };
 
-// Nothing runs until the test drives the scheduler, and then blocks run in submission order.
-TEST_F(ManualSchedulerTest, RunsOnlyWhenDriven) {
+// Nothing runs until the test drives the scheduler, and then blocks run in submission order; sync
+// runs what was queued before it, then its block, before returning.
+TEST_F(ManualSchedulerTest, RunsOnlyWhenDrivenAndSyncRunsEarlierBlocksFirst) {
   auto queue = DispatchQueue::makeSerial(scheduler_, "q");
   std::vector<int> order;
   queue->async([&] { order.push_back(1); });
@@ -25,6 +26,11 @@ TEST_F(ManualSchedulerTest, RunsOnlyWhenDriven) {
   EXPECT_TRUE(order.empty());
   scheduler_->runUntilIdle();
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  queue->async([&] { order.push_back(3); });
+  queue->sync([&] { order.push_back(4); });
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
 }
 
 // advance() fires timers in time order, moving the clock to each one's due date on the way, and
@@ -59,17 +65,6 @@ TEST_F(ManualSchedulerTest, ChainedTimersFireWithinOneAdvance) {
   queue->asyncAfter(1.0, tick);
   scheduler_->advance(5.0);
   EXPECT_EQ(ticks, 5);
-}
-
-// sync runs what was queued before it, then its block, before returning.
-TEST_F(ManualSchedulerTest, SyncRunsEarlierBlocksFirst) {
-  auto queue = DispatchQueue::makeSerial(scheduler_, "q");
-  std::vector<int> order;
-  queue->async([&] { order.push_back(1); });
-  queue->sync([&] { order.push_back(2); });
-  EXPECT_EQ(order, (std::vector<int>{1, 2}));
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(order, (std::vector<int>{1, 2}));
 }
 
 // A cancelled work item does not run; a queue whose scheduler is gone drops its work quietly.

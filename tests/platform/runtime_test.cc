@@ -88,7 +88,9 @@ TEST(RuntimeTest, ReplacementOnSuperclassSeesSubclassCallsAndRestores) {
 }
 
 // Classes of host subclasses are made on first use, with the platform class as superclass, found by
-// name, and a method list holds only a class's own methods.
+// name, and a method list holds only a class's own methods. A message with an unknown selector or a
+// mismatched signature does nothing and answers a default. Descriptions name the run-time class and
+// differ between two live objects of one class.
 TEST(RuntimeTest, ClassLookupAndMethodLists) {
   auto screen = std::make_shared<host::Screen>();
   Class* cls = screen->getClass();
@@ -107,15 +109,18 @@ TEST(RuntimeTest, ClassLookupAndMethodLists) {
   EXPECT_EQ(names, (std::vector<std::string>{"greet:", "count"}));
   EXPECT_EQ(cls->instanceMethod("count"), Base::runtimeClass()->instanceMethod("count"));
   EXPECT_EQ(Base::runtimeClass()->addMethod("count", nullptr), nullptr);
-}
 
-// A message with an unknown selector or a mismatched signature does nothing and answers a default.
-TEST(RuntimeTest, UnknownSelectorOrWrongSignatureAnswersDefault) {
   auto base = std::make_shared<Base>();
   EXPECT_EQ((sendMessage<int()>(*base, "nothing")), 0);
   EXPECT_EQ((sendMessage<double()>(*base, "count")), 0.0);
   base->greet("x");
   EXPECT_EQ((sendMessage<int()>(*base, "count")), 1);
+
+  auto other = std::make_shared<host::Screen>();
+  const std::string anonymous = "<obx.platform.(anonymous namespace).host.Screen: 0x";
+  EXPECT_EQ(screen->description().rfind(anonymous, 0), 0u) << screen->description();
+  EXPECT_NE(screen->description(), other->description());
+  EXPECT_EQ(screen->description(), screen->description());
 }
 
 // Associated objects are kept per instance under their key, replaced, and removed by an empty value.
@@ -134,15 +139,6 @@ TEST(RuntimeTest, AssociatedObjects) {
   EXPECT_EQ(a->associatedValue<std::string>(&kName), "Cart");
   a->setAssociatedObject(&kName, std::any(), AssociationPolicy::copyNonatomic);
   EXPECT_FALSE(getAssociatedObject(*a, &kName).has_value());
-}
-
-// Descriptions name the run-time class and differ between two live objects of one class.
-TEST(RuntimeTest, DescriptionsAreDistinctAndStable) {
-  auto a = std::make_shared<Derived>();
-  auto b = std::make_shared<Derived>();
-  EXPECT_EQ(a->description().rfind("<obx.platform.(anonymous namespace).Derived: 0x", 0), 0u) << a->description();
-  EXPECT_NE(a->description(), b->description());
-  EXPECT_EQ(a->description(), a->description());
 }
 
 // A host class named like a toolkit class is its own class: it is not taken for the toolkit's,

@@ -12,53 +12,27 @@
 #include "platform/ui/scroll_view.h"
 #include "platform/ui/touch.h"
 #include "platform/ui/window.h"
+#include "send_event_recorder.h"
 
 namespace obx::platform {
 namespace {
 
-// One touch as an event carried it when it was sent.
-struct Seen {
-  TouchPhase phase;
-  Point location;
-  double timestamp;
-  View* view;
-  std::vector<GestureRecognizer*> recognizers;
-};
+using Seen = testing::SendEventRecorder::Seen;
 
 // What reached the run-time's "sendEvent:" and "setContentOffset:" while the test ran, through
 // implementations put in place of the toolkit's own and called through to them.
-class Recorder {
+class Recorder : public testing::SendEventRecorder {
  public:
   Recorder() {
-    sendEvent_ = Application::runtimeClass()->instanceMethod(selectors::sendEvent);
-    setOffset_ = ScrollView::runtimeClass()->instanceMethod(selectors::setContentOffset);
-    auto sendOriginal = *methodGetImplementation(sendEvent_)->as<SendEventSignature>();
-    auto offsetOriginal = *methodGetImplementation(setOffset_)->as<SetContentOffsetSignature>();
-    sendEventBefore_ = methodSetImplementation(
-        sendEvent_, Implementation::make<SendEventSignature>([this, sendOriginal](Object& app, const Event& event) {
-          std::vector<Seen> touches;
-          for (const auto& touch : event.allTouches().value_or(std::vector<std::shared_ptr<Touch>>{})) {
-            std::vector<GestureRecognizer*> recognizers;
-            for (const auto& r : touch->gestureRecognizers().value_or(std::vector<std::shared_ptr<GestureRecognizer>>{})) {
-              recognizers.push_back(r.get());
-            }
-            touches.push_back({touch->phase(), touch->locationInWindow(), touch->timestamp(), touch->view().get(),
-                               recognizers});
-          }
-          events.push_back(touches);
-          sendOriginal(app, event);
-        }));
+    auto original = *methodGetImplementation(setOffset_)->as<SetContentOffsetSignature>();
     setOffsetBefore_ = methodSetImplementation(
-        setOffset_, Implementation::make<SetContentOffsetSignature>([this, offsetOriginal](Object& view, Point offset) {
+        setOffset_, Implementation::make<SetContentOffsetSignature>([this, original](Object& view, Point offset) {
           const auto& scroll = static_cast<ScrollView&>(view);
           offsets.push_back({&scroll, offset, scroll.isDragging(), scroll.isDecelerating()});
-          offsetOriginal(view, offset);
+          original(view, offset);
         }));
   }
-  ~Recorder() {
-    methodSetImplementation(sendEvent_, sendEventBefore_);
-    methodSetImplementation(setOffset_, setOffsetBefore_);
-  }
+  ~Recorder() { methodSetImplementation(setOffset_, setOffsetBefore_); }
 
   struct Offset {
     const ScrollView* view;
@@ -66,13 +40,10 @@ class Recorder {
     bool dragging;
     bool decelerating;
   };
-  std::vector<std::vector<Seen>> events;
   std::vector<Offset> offsets;
 
  private:
-  Method* sendEvent_;
-  Method* setOffset_;
-  IMP sendEventBefore_;
+  Method* setOffset_ = ScrollView::runtimeClass()->instanceMethod(selectors::setContentOffset);
   IMP setOffsetBefore_;
 };
 
@@ -116,7 +87,7 @@ TEST_F(TouchSynthesizerTest, TapOnNestedViews) {
   EXPECT_EQ(began.location, (Point{20, 160}));
   EXPECT_NEAR(ended.timestamp - began.timestamp, 0.1, 1e-6);
   EXPECT_EQ(began.timestamp, start);
-  EXPECT_EQ(began.recognizers, (std::vector<GestureRecognizer*>{list->panGestureRecognizer().get(), tap.get()}));
+  EXPECT_EQ(began.recognizers, (std::vector<std::shared_ptr<GestureRecognizer>>{list->panGestureRecognizer(), tap}));
   EXPECT_EQ(list->panGestureRecognizer()->view(), list);
   EXPECT_TRUE(recorder_.offsets.empty());  // a tap moves nothing
 

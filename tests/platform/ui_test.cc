@@ -188,20 +188,17 @@ TEST_F(UITest, DescriptionsFollowFrameAndState) {
   EXPECT_EQ(scroll->bounds().origin, (Point{0, 40}));
 
   // Every kind names its own class.
-  std::vector<std::shared_ptr<View>> kinds = {
-      std::make_shared<TextView>(),   std::make_shared<ImageView>(),        std::make_shared<Button>(),
-      std::make_shared<Switch>(),     std::make_shared<Slider>(),           std::make_shared<PickerView>(),
-      std::make_shared<DatePicker>(), std::make_shared<SegmentedControl>(), std::make_shared<SearchBar>(),
-      std::make_shared<WebView>(),    std::make_shared<MapView>(),          std::make_shared<VisualEffectView>(),
-      std::make_shared<StackView>()};
-  const std::vector<std::string> names = {"TextView", "ImageView", "Button", "Switch", "Slider", "PickerView",
-                                          "DatePicker", "SegmentedControl", "SearchBar", "WebView", "MapView",
-                                          "VisualEffectView", "StackView"};
-  for (std::size_t i = 0; i < kinds.size(); ++i) {
-    EXPECT_EQ(kinds[i]->description().rfind("<" + names[i] + ": ", 0), 0u) << kinds[i]->description();
-  }
-  EXPECT_TRUE(kinds[0]->isKindOfClass(ScrollView::runtimeClass()));
-  EXPECT_TRUE(kinds[3]->isKindOfClass(Control::runtimeClass()));
+  const std::vector<std::pair<std::shared_ptr<View>, std::string>> kinds = {
+      {std::make_shared<TextView>(), "TextView"},     {std::make_shared<ImageView>(), "ImageView"},
+      {std::make_shared<Button>(), "Button"},         {std::make_shared<Switch>(), "Switch"},
+      {std::make_shared<Slider>(), "Slider"},         {std::make_shared<PickerView>(), "PickerView"},
+      {std::make_shared<DatePicker>(), "DatePicker"}, {std::make_shared<SegmentedControl>(), "SegmentedControl"},
+      {std::make_shared<SearchBar>(), "SearchBar"},   {std::make_shared<WebView>(), "WebView"},
+      {std::make_shared<MapView>(), "MapView"},       {std::make_shared<VisualEffectView>(), "VisualEffectView"},
+      {std::make_shared<StackView>(), "StackView"}};
+  for (const auto& [view, name] : kinds) EXPECT_EQ(view->description().rfind("<" + name + ": ", 0), 0u) << name;
+  EXPECT_TRUE(kinds[0].first->isKindOfClass(ScrollView::runtimeClass()));
+  EXPECT_TRUE(kinds[3].first->isKindOfClass(Control::runtimeClass()));
 }
 
 // Notifications are delivered on the main queue when the scheduler runs, not on the poster's stack,

@@ -73,8 +73,9 @@ class ZipArchiveTest : public ::testing::Test {
 };
 
 // A folder zipped and read back gives the folder as root, its subfolder, and every file with
-// the same bytes, from a file and from memory alike.
-TEST_F(ZipArchiveTest, RoundTripWithTheFolderAsRoot) {
+// the same bytes, from a file and from memory alike; a trailing separator names the same folder. A
+// missing folder fails and leaves no archive; bytes that are no ZIP read as nothing, with a reason.
+TEST_F(ZipArchiveTest, RoundTripWithTheFolderAsRootAndFailures) {
   const fs::path archive = root_ / "S1.zip";
   auto error = zipFolder(folder_, archive);
   ASSERT_FALSE(error) << error->description;
@@ -98,6 +99,17 @@ TEST_F(ZipArchiveTest, RoundTripWithTheFolderAsRoot) {
     EXPECT_EQ(directories, (std::vector<std::string>{"S1_20260101120000_zip/", "S1_20260101120000_zip/raw/"}));
     EXPECT_EQ(contents, files_);
   }
+
+  ASSERT_FALSE(zipFolder(folder_.string() + "/", root_ / "slash.zip"));
+  auto slashed = readZipFile(root_ / "slash.zip");
+  ASSERT_TRUE(slashed);
+  EXPECT_EQ(slashed->front().name, "S1_20260101120000_zip/");
+  const fs::path missing = root_ / "missing.zip";
+  EXPECT_TRUE(zipFolder(root_ / "no-such-folder", missing));
+  EXPECT_FALSE(fs::exists(missing));
+  EXPECT_FALSE(readZip(Data{'n', 'o', 't', ' ', 'a', ' ', 'z', 'i', 'p'}, &readError));
+  EXPECT_FALSE(readError.empty());
+  EXPECT_FALSE(readZipFile(root_ / "absent.zip"));
 }
 
 // The archive is a plain ZIP that the unzip tool lists and tests without complaint, root first.
@@ -158,25 +170,6 @@ TEST_F(ZipArchiveTest, RandomBytesAreStoredAndTextDeflated) {
     return out;
   };
   EXPECT_EQ(names(readZipFile(fromMemory)), names(readZipFile(fromFolder)));
-}
-
-// A trailing separator names the same folder; a missing folder fails and leaves no archive; bytes
-// that are no ZIP read as nothing, with a reason.
-TEST_F(ZipArchiveTest, EdgesAndFailures) {
-  const fs::path archive = root_ / "slash.zip";
-  ASSERT_FALSE(zipFolder(folder_.string() + "/", archive));
-  auto entries = readZipFile(archive);
-  ASSERT_TRUE(entries);
-  EXPECT_EQ(entries->front().name, "S1_20260101120000_zip/");
-
-  const fs::path missing = root_ / "missing.zip";
-  EXPECT_TRUE(zipFolder(root_ / "no-such-folder", missing));
-  EXPECT_FALSE(fs::exists(missing));
-
-  std::string error;
-  EXPECT_FALSE(readZip(Data{'n', 'o', 't', ' ', 'a', ' ', 'z', 'i', 'p'}, &error));
-  EXPECT_FALSE(error.empty());
-  EXPECT_FALSE(readZipFile(root_ / "absent.zip"));
 }
 
 }  // namespace

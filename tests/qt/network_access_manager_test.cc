@@ -8,8 +8,8 @@
 #include <QCoreApplication>
 #include <QNetworkProxy>
 #include <QNetworkReply>
+#include <QTest>
 
-#include <chrono>
 #include <functional>
 
 #include "core/core.h"
@@ -29,18 +29,9 @@ namespace obx::qt {
 namespace {
 
 using testing::HostServer;
-constexpr auto kWait = std::chrono::seconds(10);
 
 class NetworkAccessManagerTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    static int argc = 1;
-    static char name[] = "obx_qt_tests";
-    static char* argv[] = {name, nullptr};
-    // One application object for the whole program, as Qt wants it; kept to the end.
-    if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
-  }
-
   void SetUp() override {
     ASSERT_TRUE(host_.running() && collector_.running());
     platform::setDefaultScheduler(scheduler_);
@@ -81,14 +72,8 @@ class NetworkAccessManagerTest : public ::testing::Test {
 
   static QNetworkRequest request(const std::string& url) { return QNetworkRequest(QUrl(QString::fromStdString(url))); }
 
-  // Runs Qt's event loop until `done`, at most kWait.
-  static bool runUntil(const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + kWait;
-    while (!done() && std::chrono::steady_clock::now() < deadline) {
-      QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    }
-    return done();
-  }
+  // Runs Qt's event loop until `done`, at most ten seconds.
+  static bool runUntil(const std::function<bool()>& done) { return QTest::qWaitFor(done, 10000); }
   // Waits for the reply's end; returns its body and deletes it.
   static std::optional<std::string> finish(QNetworkReply* reply) {
     if (!runUntil([reply] { return reply->isFinished(); })) return std::nullopt;

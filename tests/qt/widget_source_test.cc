@@ -13,6 +13,7 @@
 #include <QTabWidget>
 #include <QTest>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "obx/view_properties.h"
 #include "platform/dispatch/manual_scheduler.h"
@@ -27,6 +28,7 @@
 #include "platform/ui/touch.h"
 #include "qt/input_bridge.h"
 #include "qt/mirror_windows.h"
+#include "platform/send_event_recorder.h"
 
 namespace obx::qt {
 namespace {
@@ -58,40 +60,13 @@ bool inTree(const platform::View& root, const platform::View* view) {
   return false;
 }
 
-// The touches that reached the application's "sendEvent:" while the test ran.
-class TouchRecorder {
- public:
-  struct Seen {
-    platform::TouchPhase phase;
-    platform::Point location;
-    platform::View* view;
-    std::size_t scrollRecognizers;
-  };
-  TouchRecorder() {
-    method_ = platform::Application::runtimeClass()->instanceMethod(platform::selectors::sendEvent);
-    auto original = *platform::methodGetImplementation(method_)->as<platform::SendEventSignature>();
-    before_ = platform::methodSetImplementation(
-        method_, platform::Implementation::make<platform::SendEventSignature>(
-                     [this, original](platform::Object& app, const platform::Event& event) {
-                       for (const auto& touch : event.allTouches().value_or(std::vector<std::shared_ptr<platform::Touch>>{})) {
-                         std::size_t scrolls = 0;
-                         for (const auto& r : touch->gestureRecognizers().value_or(
-                                  std::vector<std::shared_ptr<platform::GestureRecognizer>>{})) {
-                           auto view = r->view();
-                           if (view && view->isKindOfClass(platform::ScrollView::runtimeClass())) ++scrolls;
-                         }
-                         seen.push_back({touch->phase(), touch->locationInWindow(), touch->view().get(), scrolls});
-                       }
-                       original(app, event);
-                     }));
-  }
-  ~TouchRecorder() { platform::methodSetImplementation(method_, before_); }
-  std::vector<Seen> seen;
-
- private:
-  platform::Method* method_;
-  platform::IMP before_;
-};
+// How many of a touch's recognisers belong to scroll views.
+std::size_t scrollRecognizers(const testing::SendEventRecorder::Seen& touch) {
+  return static_cast<std::size_t>(std::count_if(touch.recognizers.begin(), touch.recognizers.end(), [](const auto& r) {
+    auto view = r->view();
+    return view && view->isKindOfClass(platform::ScrollView::runtimeClass());
+  }));
+}
 
 class WidgetSourceTest : public ::testing::Test {
  protected:
@@ -260,7 +235,7 @@ TEST_F(WidgetSourceTest, ScreensFollowPagesDialogsAndWindows) {
 // area carries that scroll view's recogniser; item view cells become labels at their places.
 TEST_F(WidgetSourceTest, TouchesAndCells) {
   InputBridge input(application_, *source_);
-  TouchRecorder recorder;
+  testing::SendEventRecorder recorder;
   QWidget window;
   window.resize(400, 400);
   auto* button = new QPushButton("Pay", &window);
@@ -273,12 +248,13 @@ TEST_F(WidgetSourceTest, TouchesAndCells) {
 
   QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(10, 5));
   settle();
-  ASSERT_EQ(recorder.seen.size(), 2u);
-  EXPECT_EQ(recorder.seen[0].phase, platform::TouchPhase::began);
-  EXPECT_EQ(recorder.seen[1].phase, platform::TouchPhase::ended);
-  EXPECT_EQ(recorder.seen[0].location, (platform::Point{50, 35}));
-  EXPECT_EQ(recorder.seen[0].view, source_->viewOf(button).get());
-  EXPECT_EQ(recorder.seen[0].scrollRecognizers, 0u);
+  ASSERT_EQ(recorder.events.size(), 2u);
+  const auto& began = recorder.events[0].at(0);
+  EXPECT_EQ(began.phase, platform::TouchPhase::began);
+  EXPECT_EQ(recorder.events[1].at(0).phase, platform::TouchPhase::ended);
+  EXPECT_EQ(began.location, (platform::Point{50, 35}));
+  EXPECT_EQ(began.view, source_->viewOf(button).get());
+  EXPECT_EQ(scrollRecognizers(began), 0u);
 
   auto listView = source_->viewOf(list);
   ASSERT_TRUE(listView);
@@ -292,13 +268,13 @@ TEST_F(WidgetSourceTest, TouchesAndCells) {
   const QRect itemRect = list->visualItemRect(list->item(1)).translated(list->viewport()->mapTo(&window, QPoint()));
   EXPECT_EQ(inWindow(cell), Rect::make(itemRect.x(), itemRect.y(), itemRect.width(), itemRect.height()));
 
-  recorder.seen.clear();
+  recorder.events.clear();
   QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(20, 20));
   settle();
-  ASSERT_FALSE(recorder.seen.empty());
+  ASSERT_FALSE(recorder.events.empty());
   const QPoint inList = list->viewport()->mapTo(&window, QPoint(20, 20));
-  EXPECT_EQ(recorder.seen[0].location, (platform::Point{static_cast<double>(inList.x()), static_cast<double>(inList.y())}));
-  EXPECT_EQ(recorder.seen[0].scrollRecognizers, 1u);
+  EXPECT_EQ(recorder.events[0].at(0).location, (platform::Point{static_cast<double>(inList.x()), static_cast<double>(inList.y())}));
+  EXPECT_EQ(scrollRecognizers(recorder.events[0].at(0)), 1u);
 }
 
 

@@ -130,11 +130,18 @@ TEST_F(SessionLifeCycleTest, FirstSessionAtConstruction) {
   EXPECT_TRUE(logs_.contains("OmbrixOBX created SID: " + publicID + " & LID: " + context->leadID, LogLevel::developer));
 }
 
-// Back after exactly sessionLength seconds keeps the session; one second more opens a new one
-// with the same lead and the time in background on it. A live length applies from the next return.
+// Only the move to the background starts the clock: inactive alone keeps the session and publishes
+// nothing. Back after exactly sessionLength seconds keeps the session; one second more opens a new
+// one with the same lead and the time in background on it. A live length applies from the next return.
 TEST_F(SessionLifeCycleTest, ReturnWithinAndPastSessionLength) {
   auto sessions = makeSessions();
   const SessionContext first = *sessions->sessionContext();
+  application_->resignActive();
+  scheduler_->advance(5000.0);
+  application_->becomeActive();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(*sessions->sessionContext(), first);
+  EXPECT_TRUE(published_.empty());
   configuration_->editCommon([](Common& common) { common.isLiveConfigFinished = true; });
 
   backgroundTrip(1800.0);
@@ -212,19 +219,6 @@ TEST_F(SessionLifeCycleTest, RetentionResetsAtEachNewSession) {
   configuration_->setRetention(true);
   EXPECT_FALSE(logs_.contains("User retention is already set for this session"));
   EXPECT_EQ(configuration_->common().userSessionCookieFlag, true);
-}
-
-// Only the move to the background starts the clock: inactive alone, or active without a
-// background, keeps the session as it is and publishes nothing.
-TEST_F(SessionLifeCycleTest, InactiveAloneChangesNothing) {
-  auto sessions = makeSessions();
-  const SessionContext first = *sessions->sessionContext();
-  application_->resignActive();
-  scheduler_->advance(5000.0);
-  application_->becomeActive();
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(*sessions->sessionContext(), first);
-  EXPECT_TRUE(published_.empty());
 }
 
 }  // namespace

@@ -43,7 +43,8 @@ class BlockFileTest : public ::testing::Test {
 };
 
 // Records hold a little-endian length and the ciphertext `openssl enc -aes-128-cbc` gives with the
-// at-rest key 54657373657261234c4f434b23233731 and vector 697654657373657261234c434b233731.
+// at-rest key 54657373657261234c4f434b23233731 and vector 697654657373657261234c434b233731. The JSON
+// case is written as a value: encoded compact, slashes unescaped, then enciphered.
 TEST_F(BlockFileTest, RecordsMatchOpenSSLBytes) {
   struct Case {
     std::string plain;
@@ -58,7 +59,8 @@ TEST_F(BlockFileTest, RecordsMatchOpenSSLBytes) {
   };
   std::string expectedFile;
   for (const auto& c : cases) {
-    ASSERT_FALSE(writer_.appendNow(WriteValue::bytes(c.plain), directory_, "file").has_value());
+    const auto value = c.plain.starts_with("{") ? WriteValue::json(parseJSON(c.plain)) : WriteValue::bytes(c.plain);
+    ASSERT_FALSE(writer_.appendNow(value, directory_, "file").has_value());
     expectedFile += fromHex(c.recordHex);
     // Appending never changes what was there.
     EXPECT_EQ(platform::hexString(readBytes(path())), platform::hexString(expectedFile)) << c.plain;
@@ -67,17 +69,6 @@ TEST_F(BlockFileTest, RecordsMatchOpenSSLBytes) {
   ASSERT_TRUE(blocks.has_value());
   ASSERT_EQ(blocks->size(), cases.size());
   for (std::size_t i = 0; i < cases.size(); ++i) EXPECT_EQ((*blocks)[i], cases[i].plain);
-}
-
-// A JSON value is encoded without escaping slashes before it is enciphered.
-TEST_F(BlockFileTest, JsonValueIsEncodedCompact) {
-  Json event = Json::object();
-  event["t"] = "aE";
-  event["o"] = -250;
-  event["d"] = "https://a.b/c";
-  ASSERT_FALSE(writer_.appendNow(WriteValue::json(event), directory_, "file").has_value());
-  EXPECT_EQ(platform::hexString(readBytes(path())),
-            "30000000" "06139ee6b2861042ad7027e536acd9c6244ba879f232837ac247c1fcca21e0a455d0d7bef343a05d16a5ae4590137473");
 }
 
 // An empty file reads as no blocks and stays; a missing file reads as nothing, silently.
@@ -233,9 +224,9 @@ TEST(AESTest, NonAsciiKeyIsCryptError) {
     const std::string& ivK() const override { return v; }
   };
   FileWriter writer(std::make_shared<Texts>());
-  EXPECT_THROW(writer.record("x"), FileError);
   try {
     writer.record("x");
+    ADD_FAILURE() << "recorded";
   } catch (const FileError& error) {
     EXPECT_EQ(error.description, "Error crypt");
   }
@@ -278,16 +269,11 @@ TEST(SecurityTest, KeysAndPieces) {
     Security security(s.sessionID, s.leadID, s.property, s.account);
     EXPECT_EQ(security.key(), s.digest.substr(0, 16));
     EXPECT_EQ(security.ivK(), s.digest.substr(16));
+    // The digest is kept for the process: later values for that session don't change it.
+    Security later(s.sessionID, "another lead", "other", "other");
+    EXPECT_EQ(later.key(), security.key());
+    EXPECT_EQ(later.ivK(), security.ivK());
   }
-}
-
-// The digest of a session is kept for the process: later values for that session don't change it.
-TEST(SecurityTest, DigestTableKeepsFirstDigest) {
-  Security first("ABCDEFGHIJ-table", "0123456789ABCDEF", "PROP", "ACCOUNT");
-  Security second("ABCDEFGHIJ-table", "another lead", "other", "other");
-  EXPECT_EQ(first.key(), "4a2ee469d96d7f8b");
-  EXPECT_EQ(second.key(), first.key());
-  EXPECT_EQ(second.ivK(), first.ivK());
 }
 
 }  // namespace

@@ -276,8 +276,9 @@ TEST_F(DataControllerTest, ScreenBatchesAndScreenToSend) {
   EXPECT_EQ(controller_.screenToSend(ScreenBatches{"Z", {}, 0}).id, "Z");
 }
 
-// Images are read in the order of the numbers their names spell; damaged ones are left out.
-TEST_F(DataControllerTest, ImagesInIndexOrder) {
+// Images are read in the order of the numbers their names spell; damaged ones are left out. Reading
+// stops at kMaxImagesVideoRecording files, and as soon as the footprint exceeds physical memory / 2.2.
+TEST_F(DataControllerTest, ImagesInIndexOrderAndReadingLimits) {
   saveImages("S_1", {10, 9, 2});
   writeBytes(batchFolder("S_1") / "cache" / "5", "damaged");
   std::vector<std::int64_t> indexes;
@@ -285,19 +286,14 @@ TEST_F(DataControllerTest, ImagesInIndexOrder) {
   EXPECT_EQ(indexes, (std::vector<std::int64_t>{2, 9, 10}));
   EXPECT_FALSE(std::filesystem::exists(batchFolder("S_1") / "cache" / "5"));
   EXPECT_TRUE(spool_.repository().images("Missing_1").empty());
-}
 
-// Reading stops at kMaxImagesVideoRecording files, and as soon as the footprint exceeds
-// physical memory / 2.2.
-TEST_F(DataControllerTest, ImageReadingLimits) {
-  saveImages("S_1", {0, 1, 2, 3, 4});
+  saveImages("T_1", {0, 1, 2, 3, 4});
   spool_.configuration()->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 3; });
-  EXPECT_EQ(spool_.repository().images("S_1").size(), 3u);
-
+  EXPECT_EQ(spool_.repository().images("T_1").size(), 3u);
   spool_.configuration()->editCommon([](Common& common) { common.kMaxImagesVideoRecording = 2000; });
   footprint_->values = {100.0, 499.0, 501.0};  // the ceiling is 1100 / 2.2 = 500 MiB
   footprint_->calls = 0;
-  auto images = spool_.repository().images("S_1");
+  auto images = spool_.repository().images("T_1");
   ASSERT_EQ(images.size(), 2u);
   EXPECT_EQ(images[1].index, 1);
 }
