@@ -17,7 +17,7 @@ template <typename Value, typename Interface>
 class ManualProducer : public Interface {
  public:
   ManualProducer(std::shared_ptr<platform::Scheduler> scheduler, Value initial)
-      : notifier_(std::move(scheduler), initial, "Manual") {}
+      : notifier_(std::move(scheduler), initial, "Manual"), current_(std::move(initial)) {}
   void add(std::shared_ptr<ObserverValue<Value>> observer) override { notifier_.observe(std::move(observer)); }
   void remove(const std::shared_ptr<ObserverValue<Value>>& observer) override { notifier_.remove(observer); }
   void publish(Value value) {
@@ -60,9 +60,7 @@ class ManualSessions : public ManualProducer<std::optional<SessionContext>, Sess
  public:
   explicit ManualSessions(std::shared_ptr<platform::Scheduler> scheduler,
                           std::optional<SessionContext> initial = SessionContext{"SESSION-1|x", "LEAD1", std::nullopt})
-      : ManualProducer(std::move(scheduler), initial) {
-    current_ = std::move(initial);
-  }
+      : ManualProducer(std::move(scheduler), std::move(initial)) {}
   std::optional<SessionContext> sessionContext() const override { return current_; }
   void open(std::string sessionID, std::string leadID) {
     publish(SessionContext{std::move(sessionID), std::move(leadID), std::nullopt});

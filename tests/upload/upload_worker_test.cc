@@ -10,9 +10,9 @@
 
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/testing/fault_injecting_files.h"
-#include "reachability_stub.h"
 #include "testing/fake_url_session.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 #include "testing/spool.h"
 #include "upload/upload_core.h"
 #include "upload_fixture.h"
@@ -22,7 +22,7 @@ namespace {
 
 using testing::FakeURLSession;
 using upload_testing::BatchStub;
-using upload_testing::ReachabilityStub;
+using testing::ManualReachability;
 using upload_testing::ScreenWriter;
 using Outcome = FakeURLSession::Outcome;
 
@@ -73,10 +73,10 @@ class UploadWorkerTest : public ::testing::Test {
   std::shared_ptr<DataController> controller_ = spool_.dataController();
   ScreenWriter writer_{controller_};
   std::shared_ptr<BatchStub> batches_ = std::make_shared<BatchStub>();
-  std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
+  std::shared_ptr<ManualReachability> reachability_ = std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::wifi);
   std::shared_ptr<FakeURLSession> session_ =
       std::make_shared<FakeURLSession>(platform::DispatchQueue::makeSerial(scheduler_, "session-delegate"));
-  std::shared_ptr<ReachabilityStub> retryingReachability_;
+  std::shared_ptr<ManualReachability> retryingReachability_;
   std::shared_ptr<UploadAuthorized> authorized_ = std::make_shared<UploadAuthorized>();
   std::unique_ptr<UploadCore> core_;
 };
@@ -120,13 +120,13 @@ TEST_F(UploadWorkerTest, ConnectivityGates) {
     logs_.clear();
     const auto before = session_->sendCount();
     configuration_->editCommon([&](Common& common) { common.mobileDataEnable = testCase.mobileDataEnable; });
-    reachability_->set(testCase.connection);
+    reachability_->publish(testCase.connection);
     writeScreens({"S" + std::to_string(++batch) + "_1"});
     scheduler_->advance(4.0);
     EXPECT_EQ(session_->sendCount() > before, testCase.sends);
     EXPECT_GE(logs_.count(testCase.line), 1u);
     // Whatever was held back leaves as soon as the gate opens, so the next case starts clean.
-    reachability_->set(ReachabilityConnection::wifi);
+    reachability_->publish(ReachabilityConnection::wifi);
     configuration_->editCommon([](Common& common) { common.mobileDataEnable = true; });
     scheduler_->advance(4.0);
   }
@@ -281,8 +281,8 @@ TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
       {"stopped", script(std::vector<Outcome>(5, Outcome::status(504))), nothing, true, false, 1, 0,
        "❌ Unable to send screens: The service is currently offline"},
       // The worker saw Wi-Fi and started the pass; the retrying layer finds no connection.
-      {"connection lost", [this] { retryingReachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::none); },
-       [this] { retryingReachability_->set(ReachabilityConnection::wifi); }, true, true, 0, 2,
+      {"connection lost", [this] { retryingReachability_ = std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::none); },
+       [this] { retryingReachability_->publish(ReachabilityConnection::wifi); }, true, true, 0, 2,
        "❌ Error sending screen: Not internet connection"},
       {"unauthorized", [this] { authorized_->status.store(Authorization::unauthorized); },
        [this] { authorized_->status.store(Authorization::authorized); }, true, true, 0, 2,
