@@ -437,7 +437,8 @@ TEST_F(RUMCoreTest, PerformanceRecordsAndStressLetters) {
   }
 }
 
-// Touches are grouped by kind into tB, tM and tE in that order; other kinds are dropped.
+// Touches are grouped by kind into tB, tM and tE in that order; other kinds are dropped. The core lets
+// go of the touch capture when it goes.
 TEST_F(RUMCoreTest, TouchesGroupedByKind) {
   auto touches = std::make_shared<ScriptedTouches>(scheduler_);
   makeCore(RUMHandles{nullptr, nullptr, touches});
@@ -452,26 +453,9 @@ TEST_F(RUMCoreTest, TouchesGroupedByKind) {
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "tB", "tE"}));
   EXPECT_EQ(written[4]["d"], Json::parse(R"([{"x":1,"y":2},{"x":3,"y":4}])"));
   EXPECT_EQ(written[5]["d"], Json::parse(R"([{"x":5,"y":6}])"));
-}
-
-// The core takes touches only off Flutter, and lets go of the touch capture when it goes.
-TEST_F(RUMCoreTest, TouchSubscriptionFollowsPlatform) {
-  const std::pair<Platform, int> cases[] = {{Platform::native(), 1},
-                                            {Platform{PlatformType::flutter, "3.0.0", "Dart"}, 0}};
-  for (const auto& [platform, subscribed] : cases) {
-    spool_.reopen(testing::Spool::Options().withPlatform(platform));
-    auto touches = std::make_shared<ScriptedTouches>(scheduler_);
-    makeCore(RUMHandles{nullptr, nullptr, touches});
-    EXPECT_EQ(touches->starts, subscribed);
-    EXPECT_EQ(touches->observerCount(), static_cast<std::size_t>(subscribed));
-    BatchContext batch = showScreen("Home");
-    touches->publish({{EventType::touchBegan, touchAt(1, 2)}});
-    scheduler_->runUntilIdle();
-    EXPECT_EQ(types(batch).size(), subscribed ? 5u : 4u);
-    core_.reset();
-    scheduler_->runUntilIdle();
-    EXPECT_EQ(touches->observerCount(), 0u);
-  }
+  core_.reset();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(touches->observerCount(), 0u);
 }
 
 // A batch and a measure that exist before the core are handed to it at construction, and the
