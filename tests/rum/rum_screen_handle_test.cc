@@ -128,16 +128,13 @@ TEST_F(RUMScreenHandleTest, AppMiscellaneousFields) {
   EXPECT_EQ(record.systemType, "iPadOS");
   EXPECT_EQ(record.deviceType, "tablet");
   EXPECT_EQ(record.screenSize, "1024x1366");
-}
 
-// Idioms other than phone and pad are an unknown device on "iOS"; WiFi reads "WiFi".
-TEST_F(RUMScreenHandleTest, OtherIdiomsAndWiFi) {
-  RUMScreenHandle handle(nullptr, ReachabilityConnection::wifi, application_);
-  const UserInterfaceIdiom idioms[] = {UserInterfaceIdiom::tv, UserInterfaceIdiom::carPlay, UserInterfaceIdiom::mac,
-                                       UserInterfaceIdiom::unspecified};
-  for (UserInterfaceIdiom idiom : idioms) {
+  // Idioms other than phone and pad are an unknown device on "iOS"; WiFi reads "WiFi".
+  handle.setCurrentConnectivity(ReachabilityConnection::wifi);
+  for (UserInterfaceIdiom idiom : {UserInterfaceIdiom::tv, UserInterfaceIdiom::carPlay, UserInterfaceIdiom::mac,
+                                   UserInterfaceIdiom::unspecified}) {
     application_->device()->setUserInterfaceIdiom(idiom);
-    AppMiscellaneous record = handle.appMiscellaneous();
+    record = handle.appMiscellaneous();
     EXPECT_EQ(record.deviceType, "uknown");
     EXPECT_EQ(record.systemType, "iOS");
     EXPECT_EQ(record.connectivity, "WiFi");
