@@ -5,9 +5,9 @@
 #include <map>
 
 #include "config/sdk_configuration.h"
+#include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/ui/application.h"
-#include "rum/bundle_values.h"
 #include "session/metrics.h"
 
 namespace obx {
@@ -77,8 +77,8 @@ class RUMScreenHandleTest : public ::testing::Test {
   Configuration configuration_{"acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false};
 
   void TearDown() override {
-    rum_testing::setMainBundleValue("CFBundleShortVersionString", std::nullopt);
-    rum_testing::setSDKBundleValue("Ombrix OBX Version", std::nullopt);
+    platform::BundleInfo::main().setObject("CFBundleShortVersionString", std::nullopt);
+    platform::BundleInfo::sdk().setObject("Ombrix OBX Version", std::nullopt);
   }
 };
 
@@ -114,8 +114,8 @@ TEST_F(RUMScreenHandleTest, AppMiscellaneousFields) {
   EXPECT_EQ(record.osVersion, "17.4");
   EXPECT_EQ(record.screenSize, "390x844");
 
-  rum_testing::setMainBundleValue("CFBundleShortVersionString", "4.2.1");
-  rum_testing::setSDKBundleValue("Ombrix OBX Version", "1.9.0");
+  platform::BundleInfo::main().setObject("CFBundleShortVersionString", "4.2.1");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", "1.9.0");
   metrics->incrementAppLaunchesSessions();
   handle.setCurrentConnectivity(ReachabilityConnection::cellular);
   application_->device()->setUserInterfaceIdiom(UserInterfaceIdiom::pad);
@@ -147,7 +147,7 @@ TEST_F(RUMScreenHandleTest, MultiplatformVersion) {
   auto sdkConfiguration = std::make_shared<SDKConfiguration>(configuration_, flutter, scheduler_);
   Metrics metrics(sdkConfiguration);
   EXPECT_EQ(metrics.version(), "3.22.0 (unknown)");
-  rum_testing::setSDKBundleValue("Ombrix OBX Version", "2.0.1");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", "2.0.1");
   EXPECT_EQ(metrics.version(), "3.22.0 (2.0.1)");
 }
 
