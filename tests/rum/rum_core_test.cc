@@ -138,21 +138,33 @@ class RUMCoreTest : public ::testing::Test {
   int batchNumber_ = 0;
 };
 
-// The crash path writes the end events before it returns, once; later notifications write nothing.
-TEST_F(RUMCoreTest, CrashWritesEndEventsOnce) {
+// The crash path writes the end events before it returns, once, with the sampling the screen ended
+// with; later notifications write nothing.
+TEST_F(RUMCoreTest, CrashWritesEndEventsOnceWithTheCurrentSampling) {
   makeCore();
   BatchContext batch = showScreen("Home");
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
+  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
+    live.experienceDataSampleMethod = SamplingMethod::weighted;
+    live.replayLeadFlags = SamplingFlags::collectionOutSample;
+  });
+  spool_.configuration()->applyLiveConfiguration();
+  scheduler_->runUntilIdle();
 
   const auto file = spool_.sandbox().storeRoot() / batch.id / batch.id;
   const auto sizeBefore = std::filesystem::file_size(file);
   CrashCoordinator::shared().crashed(Crash{1, "boom", 6, {}});
   // Written on this thread before the call returned, with no queue run since.
   EXPECT_GT(std::filesystem::file_size(file), sizeBefore);
-  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+  std::vector<Json> written = events(batch);
+  // weightedSampling goes through the queued write, so it lands after the crash-time writes.
+  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE", "weightedSampling"}));
+  EXPECT_EQ(written[4]["d"],
+            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 2}}));
+  EXPECT_EQ(written[7]["d"], Json({{"video", true}, {"data", true}, {"sampling", "weighted"}}));
   core_->applicationWillCrash();
   CrashCoordinator::shared().crashed(Crash{});
-  EXPECT_EQ(types(batch).size(), 7u);
+  EXPECT_EQ(types(batch).size(), 8u);
 }
 
 // A screen named in disableScreenTracking is discarded: nothing written, no index used, and its
@@ -322,25 +334,6 @@ TEST_F(RUMCoreTest, SamplingRecordsFollowAChangeDuringTheScreen) {
   ASSERT_EQ(types(second), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
   EXPECT_EQ(written[4]["d"],
             Json({{"experienceDataStatus", 2}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 0}}));
-}
-
-// The crash path reports the sampling the screen ended with, through the same records.
-TEST_F(RUMCoreTest, CrashReportsTheCurrentSampling) {
-  makeCore();
-  BatchContext batch = showScreen("Home");
-  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
-    live.experienceDataSampleMethod = SamplingMethod::weighted;
-    live.replayLeadFlags = SamplingFlags::collectionOutSample;
-  });
-  spool_.configuration()->applyLiveConfiguration();
-  scheduler_->runUntilIdle();
-  core_->applicationWillCrash();
-  std::vector<Json> written = events(batch);
-  // weightedSampling goes through the queued write, so it lands after the crash-time writes.
-  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE", "weightedSampling"}));
-  EXPECT_EQ(written[4]["d"],
-            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 2}}));
-  EXPECT_EQ(written[7]["d"], Json({{"video", true}, {"data", true}, {"sampling", "weighted"}}));
 }
 
 // The end of a screen clears the user's screen flag and reports it in samplingStatus first.
