@@ -193,8 +193,8 @@ TEST_F(RUMCoreTest, DisabledScreenNameIsDiscarded) {
   EXPECT_EQ(written[4]["o"], 0);
 }
 
-// Consent analytics: the first batch asks for a placeholder and stores it; further batches repeat
-// the same image event without asking again.
+// Consent analytics: the first batch of a screen asks for a placeholder and stores it; further
+// batches repeat the same image event without asking again.
 TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
   spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics));
   makeCore();
@@ -220,20 +220,15 @@ TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
   written = events(second);
   ASSERT_EQ(types(second), (Types{"session", "batch", "image"}));
   EXPECT_EQ(written[2]["d"], image);
-}
 
-// A large screen stores the placeholder's size halved; no answer leaves the next batch to ask again.
-TEST_F(RUMCoreTest, PlaceholderSizeAndMissingAnswer) {
-  spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics));
+  // A large screen stores the placeholder's size halved; no answer leaves the next batch to ask again.
   application_->mainScreen()->setBounds(platform::Rect::make(0, 0, 1024.5, 1366.5));
   placeholders_->answer.reset();
-  makeCore();
-  BatchContext first = showScreen("Tablet");
-  EXPECT_EQ(types(first), (Types{"session", "batch", "screen", "aM"}));
+  BatchContext tablet = showScreen("Tablet");
+  EXPECT_EQ(types(tablet), (Types{"session", "batch", "screen", "aM"}));
   placeholders_->answer = "jpeg";
-  BatchContext second = furtherBatch(first);
-  EXPECT_EQ(placeholders_->requests, 2);
-  std::vector<Json> written = events(second);
+  written = events(furtherBatch(tablet));
+  EXPECT_EQ(placeholders_->requests, 3);
   ASSERT_EQ(written.size(), 4u);
   EXPECT_EQ(written[3]["d"]["width"], 512);
   EXPECT_EQ(written[3]["d"]["height"], 683);
