@@ -21,7 +21,7 @@ namespace obx {
 namespace {
 
 using testing::FakeURLSession;
-using upload_testing::BatchStub;
+using testing::ManualBatches;
 using testing::ManualReachability;
 using upload_testing::ScreenWriter;
 using Outcome = FakeURLSession::Outcome;
@@ -72,7 +72,7 @@ class UploadWorkerTest : public ::testing::Test {
   std::shared_ptr<SDKConfiguration> configuration_ = spool_.configuration();
   std::shared_ptr<DataController> controller_ = spool_.dataController();
   ScreenWriter writer_{controller_};
-  std::shared_ptr<BatchStub> batches_ = std::make_shared<BatchStub>();
+  std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_);
   std::shared_ptr<ManualReachability> reachability_ = std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::wifi);
   std::shared_ptr<FakeURLSession> session_ =
       std::make_shared<FakeURLSession>(platform::DispatchQueue::makeSerial(scheduler_, "session-delegate"));
@@ -138,7 +138,7 @@ TEST_F(UploadWorkerTest, AcceptedScreenIsDeletedAndTheCurrentBatchStays) {
     writeScreens({id});
     scheduler_->advance(0.5);
   }
-  batches_->current = ScreenWriter::batch("B_1", scheduler_->now());
+  batches_->publish(ScreenWriter::batch("B_1", scheduler_->now()));
   startCore();
   scheduler_->advance(2.0);
   EXPECT_EQ(sentAssets(), std::vector<std::string>{"A_2.zip"});
