@@ -63,19 +63,11 @@ class RecordingForms : public RUMFormHandling {
 };
 
 // A touch capture whose events the test publishes.
-class ScriptedTouches : public RUMTouchesObserving {
+class ScriptedTouches : public testing::ManualProducer<std::vector<RUMTouchWrapper>, RUMTouchesObserving> {
  public:
-  explicit ScriptedTouches(std::shared_ptr<platform::Scheduler> scheduler)
-      : notifier_(std::move(scheduler), {}, "Array<Wrapper>") {}
-  void add(std::shared_ptr<TouchesObserverValue> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<TouchesObserverValue>& observer) override { notifier_.remove(observer); }
+  explicit ScriptedTouches(std::shared_ptr<platform::Scheduler> scheduler) : ManualProducer(std::move(scheduler), {}) {}
   void start() override { ++starts; }
-  void publish(std::vector<RUMTouchWrapper> touches) { notifier_.notify(std::move(touches)); }
-  std::size_t observerCount() const { return notifier_.observerCount(); }
   int starts = 0;
-
- private:
-  Notifier<std::vector<RUMTouchWrapper>> notifier_;
 };
 
 using Types = std::vector<std::string>;
