@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <sstream>
+
 #include <string>
 #include <vector>
 
@@ -15,27 +15,18 @@
 #include "platform/zip/zip_archive.h"
 #include "store/files/aes.h"
 #include "store/files/security.h"
+#include "../store/store_test_support.h"
 
 namespace obx::collector {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::readBytes;
+using testing::writeBytes;
 
 constexpr const char* kAccount = "acme";
 constexpr const char* kProperty = "prop-1";
 constexpr const char* kLeadID = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
-void writeFile(const fs::path& path, const std::string& bytes) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 // The SDK's cleaning of an ID: the text before the first "|", without "+" and "-".
 std::string cleaned(std::string id) {
@@ -72,11 +63,11 @@ std::string buildZip(const fs::path& workDirectory, const std::string& id, const
   EXPECT_TRUE(aes.has_value());
   const fs::path folder = workDirectory / (id + "_zip");
   fs::remove_all(folder);
-  writeFile(folder / "raw" / "data", *aes->encrypt(body));
-  for (const auto& [index, bytes] : images) writeFile(folder / "raw" / std::to_string(index), *aes->encrypt(bytes));
+  writeBytes(folder / "raw" / "data", *aes->encrypt(body));
+  for (const auto& [index, bytes] : images) writeBytes(folder / "raw" / std::to_string(index), *aes->encrypt(bytes));
   const fs::path archive = workDirectory / (id + ".zip");
   EXPECT_FALSE(platform::zipFolder(folder, archive).has_value());
-  return readFile(archive);
+  return readBytes(archive);
 }
 
 struct Upload {
@@ -173,8 +164,8 @@ class CollectorTest : public ::testing::Test {
 TEST_F(CollectorTest, ConfigurationLookupOrderAndLiveChanges) {
   auto withFolder = options();
   withFolder.configDirectory = root_ / "config";
-  writeFile(root_ / "config" / kAccount / "p2.json", R"({"vs_videoQuality":3})");
-  writeFile(root_ / "config" / "default.json", R"({"qv_sessionTimeout":30})");
+  writeBytes(root_ / "config" / kAccount / "p2.json", R"({"vs_videoQuality":3})");
+  writeBytes(root_ / "config" / "default.json", R"({"qv_sessionTimeout":30})");
   Collector& collector = start(withFolder);
   collector.setConfiguration(kAccount, "p1", R"({"vs_imageQuality":1})");
   collector.setConfiguration(kAccount, "p2", R"({"vs_imageQuality":2})");
@@ -194,7 +185,7 @@ TEST_F(CollectorTest, ConfigurationLookupOrderAndLiveChanges) {
 
   collector.removeConfiguration(kAccount, "p2");
   EXPECT_EQ(get(collector, "/i/acme/p2/app.session")->body, R"({"vs_videoQuality":3})");
-  writeFile(root_ / "config" / kAccount / "p2.json", R"({"vs_videoQuality":4})");
+  writeBytes(root_ / "config" / kAccount / "p2.json", R"({"vs_videoQuality":4})");
   EXPECT_EQ(get(collector, "/i/acme/p2/app.session")->body, R"({"vs_videoQuality":4})");
   fs::remove(root_ / "config" / "default.json");
   EXPECT_EQ(get(collector, "/i/acme/p3/app.session")->body, "{}");
@@ -238,12 +229,12 @@ TEST_F(CollectorTest, UploadIsDecipheredAndStored) {
   const fs::path folder = root_ / "data" / "0F8FAD5BD9CB469FA16570867728950E42" /
                           "001_5d41402abc4b2a76b9719d911017c592";
   ASSERT_TRUE(fs::is_directory(folder));
-  const std::string events = readFile(folder / "events.json");
+  const std::string events = readBytes(folder / "events.json");
   EXPECT_EQ(Json::parse(events), Json::parse(upload.body));
   EXPECT_NE(events.find("\n  {"), std::string::npos) << "events.json is meant for reading: pretty-printed";
-  EXPECT_EQ(readFile(folder / "0.jpg"), fakeJPEG('a'));
-  EXPECT_EQ(readFile(folder / "1.jpg"), fakeJPEG('b'));
-  const Json note = Json::parse(readFile(folder / "upload.json"));
+  EXPECT_EQ(readBytes(folder / "0.jpg"), fakeJPEG('a'));
+  EXPECT_EQ(readBytes(folder / "1.jpg"), fakeJPEG('b'));
+  const Json note = Json::parse(readBytes(folder / "upload.json"));
   EXPECT_EQ(note["asset"], "S1_20240101120000.zip");
   EXPECT_EQ(note["leadID"], kLeadID);
   EXPECT_EQ(note["dnt"], 1);
@@ -361,10 +352,10 @@ TEST_F(CollectorTest, HostileUploadsAreRefusedWithinBounds) {
 
   const fs::path bomb = work / "bomb" / (upload.id + "_zip") / "raw" / "1";
   fs::create_directories(bomb.parent_path());
-  writeFile(bomb.parent_path() / "data", *AES::make(security.key(), security.ivK())->encrypt("[]"));
+  writeBytes(bomb.parent_path() / "data", *AES::make(security.key(), security.ivK())->encrypt("[]"));
   std::ofstream(bomb, std::ios::binary) << std::string(UploadDecoder::kMaxEntrySize + 1, '\0');
   ASSERT_FALSE(platform::zipFolder(work / "bomb" / (upload.id + "_zip"), work / "bomb.zip").has_value());
-  const std::string inflatesTooFar = readFile(work / "bomb.zip");
+  const std::string inflatesTooFar = readBytes(work / "bomb.zip");
   fs::remove_all(work / "bomb");
 
   const std::string deep = std::string(300000, '[') + std::string(300000, ']');
@@ -392,16 +383,23 @@ TEST_F(CollectorTest, HostileUploadsAreRefusedWithinBounds) {
   EXPECT_EQ(post(collector, uploadPath(upload), zipOf(upload))->status, 200);
 }
 
-// A re-sent asset is answered 200 and stored once; the next asset of the session becomes 002.
-TEST_F(CollectorTest, DuplicateUploadIsStoredOnce) {
-  Collector& collector = start(options());
+// A re-sent asset is answered 200 and stored once, also by a collector started again on the same
+// folder, which numbers on from the last screen: the next asset of the session becomes 002.
+TEST_F(CollectorTest, DuplicateUploadIsStoredOnceAcrossARestart) {
   const Upload first = checkoutUpload("6BA7B810-9DAD-11D1-80B4-00C04FD430C855", "S1_1");
   const Upload second = checkoutUpload("6BA7B810-9DAD-11D1-80B4-00C04FD430C855", "S2_2");
   const std::string zip = zipOf(first);
+  Collector& collector = start(options());
   EXPECT_EQ(post(collector, uploadPath(first), zip)->status, 200);
   EXPECT_EQ(post(collector, uploadPath(first), zip)->status, 200);
-  EXPECT_EQ(post(collector, uploadPath(second), zipOf(second))->status, 200);
+  EXPECT_EQ(collector.statistics().accepted, 1u);
+  EXPECT_EQ(collector.statistics().duplicates, 1u);
+  EXPECT_EQ(collector.screens().size(), 1u);
+  collector.stop();
 
+  Collector& restarted = start(options());
+  EXPECT_EQ(post(restarted, uploadPath(first), zip)->status, 200);
+  EXPECT_EQ(post(restarted, uploadPath(second), zipOf(second))->status, 200);
   const fs::path session = root_ / "data" / cleaned(first.rawSessionID);
   std::vector<std::string> folders;
   for (const auto& entry : fs::directory_iterator(session)) {
@@ -409,27 +407,9 @@ TEST_F(CollectorTest, DuplicateUploadIsStoredOnce) {
   }
   std::sort(folders.begin(), folders.end());
   EXPECT_EQ(folders, (std::vector<std::string>{"001_" + first.cScreenID, "002_" + second.cScreenID}));
-  const auto statistics = collector.statistics();
-  EXPECT_EQ(statistics.accepted, 2u);
-  EXPECT_EQ(statistics.duplicates, 1u);
-  EXPECT_EQ(collector.screens().size(), 2u);
-}
-
-// A collector started again on the same folder numbers on from the last screen and still knows
-// which assets it stored.
-TEST_F(CollectorTest, RestartedCollectorContinuesTheSession) {
-  const Upload first = checkoutUpload("A987FBC9-4BED-3078-CF07-9141BA07C9F322", "S1_1");
-  const Upload second = checkoutUpload("A987FBC9-4BED-3078-CF07-9141BA07C9F322", "S2_2");
-  {
-    Collector& collector = start(options());
-    EXPECT_EQ(post(collector, uploadPath(first), zipOf(first))->status, 200);
-    collector.stop();
-  }
-  Collector& restarted = start(options());
-  EXPECT_EQ(post(restarted, uploadPath(first), zipOf(first))->status, 200);
-  EXPECT_EQ(post(restarted, uploadPath(second), zipOf(second))->status, 200);
+  EXPECT_TRUE(fs::exists(session / ("002_" + second.cScreenID) / "events.json"));
+  EXPECT_EQ(restarted.statistics().accepted, 1u);
   EXPECT_EQ(restarted.statistics().duplicates, 1u);
-  EXPECT_TRUE(fs::exists(root_ / "data" / cleaned(first.rawSessionID) / ("002_" + second.cScreenID) / "events.json"));
 }
 
 // A forced status answers every upload and keeps nothing; "fail first N" fails exactly N uploads.
@@ -457,13 +437,10 @@ TEST_F(CollectorTest, FailureOptionsAnswerAsConfigured) {
   EXPECT_EQ(failing.statistics().failedOnPurpose, 2u);
   EXPECT_EQ(failing.statistics().accepted, 1u);
   EXPECT_EQ(failing.statistics().duplicates, 1u);
-}
+  failing.stop();
 
-// A share of failures follows its seed: the same seed fails the same uploads, shares 0 and 1 fail
-// none and all.
-TEST_F(CollectorTest, FailShareIsDeterministicPerSeed) {
-  const Upload upload = checkoutUpload("D9428888-122B-11E1-B85C-61CD3CBB321099", "G1_1");
-  const std::string zip = zipOf(upload);
+  // A share of failures follows its seed: the same seed fails the same uploads, shares 0 and 1 fail
+  // none and all.
   auto run = [&](double share, std::uint64_t seed, int n) {
     auto shared = options();
     shared.dataDirectory = root_ / ("data-" + std::to_string(n));
@@ -494,7 +471,7 @@ TEST_F(CollectorTest, ReplayPageNamesTheFrames) {
   ASSERT_EQ(post(collector, uploadPath(first), zipOf(first))->status, 200);
   ASSERT_EQ(post(collector, uploadPath(second), zipOf(second))->status, 200);
 
-  const std::string page = readFile(root_ / "data" / cleaned(first.rawSessionID) / "index.html");
+  const std::string page = readBytes(root_ / "data" / cleaned(first.rawSessionID) / "index.html");
   for (const std::string& expected : std::vector<std::string>{
            "001_" + first.cScreenID + "/0.jpg", "001_" + first.cScreenID + "/1.jpg (frame1.jpg), 500 ms",
         "002_" + second.cScreenID + "/1.jpg", "Checkout", "Receipt &lt;done&gt;", "1 touch at (10, 20)",

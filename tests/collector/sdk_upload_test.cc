@@ -5,26 +5,19 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "collector/collector.h"
 #include "config/sdk_configuration.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "upload/events_request.h"
 #include "upload/upload_parser.h"
+#include "../store/store_test_support.h"
 
 namespace obx::collector {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
+using testing::readBytes;
 
 // A screen spooled by the SDK, sent through its parser and request builder, arrives deciphered and
 // checked: the "images" event names both frames, "batch", "bE" and "image" are gone, the "aE" stands
@@ -98,9 +91,9 @@ TEST(SDKUploadTest, ScreenFromTheUploadParserIsAccepted) {
   EXPECT_EQ(screens[0].body[3]["d"][1]["sDuration"], 600);
 
   const fs::path folder = root / "collector" / screens[0].sessionID / "001_0cc175b9c0f1b6a831c399e269772661";
-  EXPECT_EQ(readFile(folder / "0.jpg"), jpeg0);
-  EXPECT_EQ(readFile(folder / "1.jpg"), jpeg1);
-  EXPECT_NE(readFile(root / "collector" / screens[0].sessionID / "index.html").find(
+  EXPECT_EQ(readBytes(folder / "0.jpg"), jpeg0);
+  EXPECT_EQ(readBytes(folder / "1.jpg"), jpeg1);
+  EXPECT_NE(readBytes(root / "collector" / screens[0].sessionID / "index.html").find(
                 "001_0cc175b9c0f1b6a831c399e269772661/1.jpg (i1.jpg), 600 ms"),
             std::string::npos);
 

@@ -124,9 +124,11 @@ TEST_F(CoreTest, FlutterRecordsUnderAnalyticsConsent) {
   EXPECT_FALSE(core_->configuration()->common().sessionReplayEnabled);
 }
 
-// A blocked application version stops everything in its order and drops the dependencies; a
-// later document that lifts the block builds them anew.
-TEST_F(CoreTest, BlockedVersionStopsAndUnblockRebuilds) {
+// A blocked application version stops everything in its order and drops the dependencies. An
+// application that calls initialize again at every foreground, even with another account and
+// platform, changes nothing: the repeats rebuild nothing and subscribe nothing, so each later
+// publication is decided once, and a document that lifts the block starts the features once.
+TEST_F(CoreTest, BlockedVersionStopsRepeatsChangeNothingAndUnblockRebuilds) {
   start();
   take();
   serverSends(R"({"vc_blockediOSAppVersions": ["1.0.0"]})");
@@ -134,6 +136,21 @@ TEST_F(CoreTest, BlockedVersionStopsAndUnblockRebuilds) {
   EXPECT_FALSE(core_->commonDependencies().has_value());
   EXPECT_TRUE(logs_.contains("This version of the app has been blocked", LogLevel::public_));
   EXPECT_FALSE(core_->sessionId().has_value());
+
+  Configuration other("other", "prop2", Consent::none, false, false, false, false, false);
+  for (int i = 0; i < 3; ++i) core_->initialize(other, Platform{PlatformType::flutter, "1", "Dart"});
+  scheduler_->runUntilIdle();
+  EXPECT_FALSE(core_->commonDependencies().has_value());
+  EXPECT_EQ(logs_.count("OmbrixSDK is already initialized"), 3u);
+  EXPECT_TRUE(logs_.contains("OmbrixSDK is already initialized", LogLevel::public_));
+  EXPECT_EQ(logs_.count("OmbrixOBX initializing . . ."), 1u);
+  EXPECT_EQ(core_->configuration()->common().account, "acc");
+  EXPECT_EQ(core_->configuration()->common().platform.type, PlatformType::native);
+
+  const std::size_t blockedBefore = logs_.count("This version of the app has been blocked");
+  core_->configuration()->publish();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(logs_.count("This version of the app has been blocked"), blockedBefore + 1);
 
   serverSends(R"({"vc_blockediOSAppVersions": ["0.9.0"]})");
   EXPECT_TRUE(core_->commonDependencies().has_value());
@@ -211,39 +228,6 @@ TEST_F(CoreTest, RUMFailureSkipsTheRest) {
   EXPECT_EQ(take(), (Journal{"+Upload", "+Network", "+CrashReport"}));
   EXPECT_TRUE(logs_.contains("Error register features: boom", LogLevel::developer));
   EXPECT_FALSE(logs_.contains("OmbrixOBX configuration updated"));
-}
-
-// A second initialize changes nothing, neither account nor platform.
-TEST_F(CoreTest, SecondInitializeChangesNothing) {
-  start();
-  Configuration other("other", "prop2", Consent::none, false, false, false, false, false);
-  core_->initialize(other, Platform{PlatformType::flutter, "1", "Dart"});
-  scheduler_->runUntilIdle();
-  EXPECT_TRUE(logs_.contains("OmbrixSDK is already initialized", LogLevel::public_));
-  EXPECT_EQ(core_->configuration()->common().account, "acc");
-  EXPECT_EQ(core_->configuration()->common().platform.type, PlatformType::native);
-}
-
-// An application that calls initialize at every foreground while its version is blocked: the
-// repeats rebuild nothing and subscribe nothing, so each later publication is decided once, and a
-// document that lifts the block starts the features once.
-TEST_F(CoreTest, RepeatedInitializeWhileBlockedAddsNoObserver) {
-  start();
-  take();
-  serverSends(R"({"vc_blockediOSAppVersions": ["1.0.0"]})");
-  take();
-  for (int i = 0; i < 3; ++i) start();
-  EXPECT_FALSE(core_->commonDependencies().has_value());
-  EXPECT_EQ(logs_.count("OmbrixSDK is already initialized"), 3u);
-  EXPECT_EQ(logs_.count("OmbrixOBX initializing . . ."), 1u);
-
-  const std::size_t blockedBefore = logs_.count("This version of the app has been blocked");
-  core_->configuration()->publish();
-  scheduler_->runUntilIdle();
-  EXPECT_EQ(logs_.count("This version of the app has been blocked"), blockedBefore + 1);
-
-  serverSends(R"({"vc_blockediOSAppVersions": ["0.9.0"]})");
-  EXPECT_EQ(take(), (Journal{"+Upload", "+Network", "+CrashReport", "+RUM", "+SVR"}));
 }
 
 // Two threads calling initialize at once build one configuration and one set of services.

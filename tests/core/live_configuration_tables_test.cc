@@ -6,25 +6,18 @@
 
 #include "config/session_configuration.h"
 #include "core/configuration_api.h"
-#include "lifecycle/reachability_observing.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "store/cache_controller.h"
 #include "store/store_test_support.h"
 #include "testing/fake_url_session.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 #include "upload/http_retrying.h"
 
 namespace obx {
 namespace {
 
 using testing::FakeURLSession;
-
-class WifiOnly : public ReachabilityObserving {
- public:
-  void add(std::shared_ptr<ReachabilityObserverValue>) override {}
-  void remove(const std::shared_ptr<ReachabilityObserverValue>&) override {}
-  std::optional<ReachabilityConnection> connection() const override { return ReachabilityConnection::wifi; }
-};
 
 class LiveConfigurationTablesTest : public ::testing::Test {
  protected:
@@ -108,8 +101,8 @@ TEST_F(LiveConfigurationTablesTest, OutOfRangeValueFailsTheWholeFetchedDocument)
     auto session = std::make_shared<FakeURLSession>(delegateQueue);
     std::string body = c.body;
     session->setFallback(FakeURLSession::Outcome::status(200, platform::Data(body.begin(), body.end())));
-    auto retrying = std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session), std::make_shared<WifiOnly>(),
-                                                   scheduler_);
+    auto wifi = std::make_shared<testing::ManualReachability>(scheduler_, ReachabilityConnection::wifi);
+    auto retrying = std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session), wifi, scheduler_);
     ConfigurationAPI api(retrying, configuration, scheduler_);
     api.fetchConfiguration();
     scheduler_->runUntilIdle();

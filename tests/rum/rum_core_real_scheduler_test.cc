@@ -5,33 +5,20 @@
 #include <atomic>
 #include <set>
 
-#include "lifecycle/observing.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "rum/rum_core.h"
 #include "session/tracked_events.h"
+#include "testing/manual_producers.h"
 #include "testing/spool.h"
 
 namespace obx {
 namespace {
 
-class PublishedBatches : public BatchCoordinatorObserving {
- public:
-  explicit PublishedBatches(std::shared_ptr<platform::Scheduler> scheduler)
-      : notifier_(std::move(scheduler), std::nullopt, "BatchContext") {}
-  void add(std::shared_ptr<BatchObserverValue> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<BatchObserverValue>& observer) override { notifier_.remove(observer); }
-  std::optional<BatchContext> batchContext() const override { return notifier_.value(); }
-  void publish(BatchContext batch) { notifier_.notify(std::move(batch)); }
-
- private:
-  Notifier<std::optional<BatchContext>> notifier_;
-};
-
 // Goals from eight worker threads across a change of screen are each written once, inside a screen.
 TEST(RUMCoreRealScheduler, TrackedEventsAcrossScreenChange) {
   auto scheduler = std::make_shared<platform::RealScheduler>();
   testing::Spool spool(scheduler);
-  auto batches = std::make_shared<PublishedBatches>(scheduler);
+  auto batches = std::make_shared<testing::ManualBatches>(scheduler);
   auto trackedEvents = std::make_shared<TrackedEvents>(
       std::make_shared<TrackedEvents::EventNotifier>(scheduler, std::nullopt, "TrackedEvent"));
 

@@ -63,19 +63,11 @@ class RecordingForms : public RUMFormHandling {
 };
 
 // A touch capture whose events the test publishes.
-class ScriptedTouches : public RUMTouchesObserving {
+class ScriptedTouches : public testing::ManualProducer<std::vector<RUMTouchWrapper>, RUMTouchesObserving> {
  public:
-  explicit ScriptedTouches(std::shared_ptr<platform::Scheduler> scheduler)
-      : notifier_(std::move(scheduler), {}, "Array<Wrapper>") {}
-  void add(std::shared_ptr<TouchesObserverValue> observer) override { notifier_.observe(std::move(observer)); }
-  void remove(const std::shared_ptr<TouchesObserverValue>& observer) override { notifier_.remove(observer); }
+  explicit ScriptedTouches(std::shared_ptr<platform::Scheduler> scheduler) : ManualProducer(std::move(scheduler), {}) {}
   void start() override { ++starts; }
-  void publish(std::vector<RUMTouchWrapper> touches) { notifier_.notify(std::move(touches)); }
-  std::size_t observerCount() const { return notifier_.observerCount(); }
   int starts = 0;
-
- private:
-  Notifier<std::vector<RUMTouchWrapper>> notifier_;
 };
 
 using Types = std::vector<std::string>;
@@ -138,21 +130,33 @@ class RUMCoreTest : public ::testing::Test {
   int batchNumber_ = 0;
 };
 
-// The crash path writes the end events before it returns, once; later notifications write nothing.
-TEST_F(RUMCoreTest, CrashWritesEndEventsOnce) {
+// The crash path writes the end events before it returns, once, with the sampling the screen ended
+// with; later notifications write nothing.
+TEST_F(RUMCoreTest, CrashWritesEndEventsOnceWithTheCurrentSampling) {
   makeCore();
   BatchContext batch = showScreen("Home");
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM"}));
+  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
+    live.experienceDataSampleMethod = SamplingMethod::weighted;
+    live.replayLeadFlags = SamplingFlags::collectionOutSample;
+  });
+  spool_.configuration()->applyLiveConfiguration();
+  scheduler_->runUntilIdle();
 
   const auto file = spool_.sandbox().storeRoot() / batch.id / batch.id;
   const auto sizeBefore = std::filesystem::file_size(file);
   CrashCoordinator::shared().crashed(Crash{1, "boom", 6, {}});
   // Written on this thread before the call returned, with no queue run since.
   EXPECT_GT(std::filesystem::file_size(file), sizeBefore);
-  EXPECT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE"}));
+  std::vector<Json> written = events(batch);
+  // weightedSampling goes through the queued write, so it lands after the crash-time writes.
+  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE", "weightedSampling"}));
+  EXPECT_EQ(written[4]["d"],
+            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 2}}));
+  EXPECT_EQ(written[7]["d"], Json({{"video", true}, {"data", true}, {"sampling", "weighted"}}));
   core_->applicationWillCrash();
   CrashCoordinator::shared().crashed(Crash{});
-  EXPECT_EQ(types(batch).size(), 7u);
+  EXPECT_EQ(types(batch).size(), 8u);
 }
 
 // A screen named in disableScreenTracking is discarded: nothing written, no index used, and its
@@ -181,8 +185,8 @@ TEST_F(RUMCoreTest, DisabledScreenNameIsDiscarded) {
   EXPECT_EQ(written[4]["o"], 0);
 }
 
-// Consent analytics: the first batch asks for a placeholder and stores it; further batches repeat
-// the same image event without asking again.
+// Consent analytics: the first batch of a screen asks for a placeholder and stores it; further
+// batches repeat the same image event without asking again.
 TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
   spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics));
   makeCore();
@@ -208,20 +212,15 @@ TEST_F(RUMCoreTest, PlaceholderUnderAnalyticsConsent) {
   written = events(second);
   ASSERT_EQ(types(second), (Types{"session", "batch", "image"}));
   EXPECT_EQ(written[2]["d"], image);
-}
 
-// A large screen stores the placeholder's size halved; no answer leaves the next batch to ask again.
-TEST_F(RUMCoreTest, PlaceholderSizeAndMissingAnswer) {
-  spool_.reopen(testing::Spool::Options().withConsent(Consent::analytics));
+  // A large screen stores the placeholder's size halved; no answer leaves the next batch to ask again.
   application_->mainScreen()->setBounds(platform::Rect::make(0, 0, 1024.5, 1366.5));
   placeholders_->answer.reset();
-  makeCore();
-  BatchContext first = showScreen("Tablet");
-  EXPECT_EQ(types(first), (Types{"session", "batch", "screen", "aM"}));
+  BatchContext tablet = showScreen("Tablet");
+  EXPECT_EQ(types(tablet), (Types{"session", "batch", "screen", "aM"}));
   placeholders_->answer = "jpeg";
-  BatchContext second = furtherBatch(first);
-  EXPECT_EQ(placeholders_->requests, 2);
-  std::vector<Json> written = events(second);
+  written = events(furtherBatch(tablet));
+  EXPECT_EQ(placeholders_->requests, 3);
   ASSERT_EQ(written.size(), 4u);
   EXPECT_EQ(written[3]["d"]["width"], 512);
   EXPECT_EQ(written[3]["d"]["height"], 683);
@@ -324,25 +323,6 @@ TEST_F(RUMCoreTest, SamplingRecordsFollowAChangeDuringTheScreen) {
             Json({{"experienceDataStatus", 2}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 0}}));
 }
 
-// The crash path reports the sampling the screen ended with, through the same records.
-TEST_F(RUMCoreTest, CrashReportsTheCurrentSampling) {
-  makeCore();
-  BatchContext batch = showScreen("Home");
-  spool_.configuration()->editLiveConfiguration([](LiveConfiguration& live) {
-    live.experienceDataSampleMethod = SamplingMethod::weighted;
-    live.replayLeadFlags = SamplingFlags::collectionOutSample;
-  });
-  spool_.configuration()->applyLiveConfiguration();
-  scheduler_->runUntilIdle();
-  core_->applicationWillCrash();
-  std::vector<Json> written = events(batch);
-  // weightedSampling goes through the queued write, so it lands after the crash-time writes.
-  ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "samplingStatus", "aE", "bE", "weightedSampling"}));
-  EXPECT_EQ(written[4]["d"],
-            Json({{"experienceDataStatus", 1}, {"analysisDataStatusSession", 1}, {"replayDataStatus", 2}}));
-  EXPECT_EQ(written[7]["d"], Json({{"video", true}, {"data", true}, {"sampling", "weighted"}}));
-}
-
 // The end of a screen clears the user's screen flag and reports it in samplingStatus first.
 TEST_F(RUMCoreTest, UserScreenFlagLastsOneScreen) {
   makeCore();
@@ -437,7 +417,8 @@ TEST_F(RUMCoreTest, PerformanceRecordsAndStressLetters) {
   }
 }
 
-// Touches are grouped by kind into tB, tM and tE in that order; other kinds are dropped.
+// Touches are grouped by kind into tB, tM and tE in that order; other kinds are dropped. The core lets
+// go of the touch capture when it goes.
 TEST_F(RUMCoreTest, TouchesGroupedByKind) {
   auto touches = std::make_shared<ScriptedTouches>(scheduler_);
   makeCore(RUMHandles{nullptr, nullptr, touches});
@@ -452,26 +433,9 @@ TEST_F(RUMCoreTest, TouchesGroupedByKind) {
   ASSERT_EQ(types(batch), (Types{"session", "batch", "screen", "aM", "tB", "tE"}));
   EXPECT_EQ(written[4]["d"], Json::parse(R"([{"x":1,"y":2},{"x":3,"y":4}])"));
   EXPECT_EQ(written[5]["d"], Json::parse(R"([{"x":5,"y":6}])"));
-}
-
-// The core takes touches only off Flutter, and lets go of the touch capture when it goes.
-TEST_F(RUMCoreTest, TouchSubscriptionFollowsPlatform) {
-  const std::pair<Platform, int> cases[] = {{Platform::native(), 1},
-                                            {Platform{PlatformType::flutter, "3.0.0", "Dart"}, 0}};
-  for (const auto& [platform, subscribed] : cases) {
-    spool_.reopen(testing::Spool::Options().withPlatform(platform));
-    auto touches = std::make_shared<ScriptedTouches>(scheduler_);
-    makeCore(RUMHandles{nullptr, nullptr, touches});
-    EXPECT_EQ(touches->starts, subscribed);
-    EXPECT_EQ(touches->observerCount(), static_cast<std::size_t>(subscribed));
-    BatchContext batch = showScreen("Home");
-    touches->publish({{EventType::touchBegan, touchAt(1, 2)}});
-    scheduler_->runUntilIdle();
-    EXPECT_EQ(types(batch).size(), subscribed ? 5u : 4u);
-    core_.reset();
-    scheduler_->runUntilIdle();
-    EXPECT_EQ(touches->observerCount(), 0u);
-  }
+  core_.reset();
+  scheduler_->runUntilIdle();
+  EXPECT_EQ(touches->observerCount(), 0u);
 }
 
 // A batch and a measure that exist before the core are handed to it at construction, and the

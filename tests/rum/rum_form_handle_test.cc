@@ -95,43 +95,36 @@ TEST_F(RUMFormTest, LaterScansListAddedAndShownControls) {
 // Typing into a field and clearing it gives one entry completed and changed, for a text field and
 // a text view alike; every change adds its whole time since the focus to the time interacting.
 TEST_F(RUMFormTest, TypingThenClearingGivesCompletedAndChanged) {
+  // Focus, type, delete and leave, for either kind of text input.
+  auto stepsOf = []<typename Input>(std::shared_ptr<Input> input) {
+    return std::function<void(int)>([input](int step) {
+      if (step == 0) input->becomeFirstResponder();
+      if (step == 1) input->insertText("a");
+      if (step == 2) input->deleteBackward();
+      if (step == 3) input->resignFirstResponder();
+    });
+  };
   struct Case {
     const char* kind;
-    std::function<std::shared_ptr<platform::View>()> make;
-    std::function<void(platform::View&, int)> step;  // 0 focus, 1 type, 2 delete, 3 leave
+    std::shared_ptr<platform::View> view;
+    std::function<void(int)> step;  // 0 focus, 1 type, 2 delete, 3 leave
   };
-  const std::vector<Case> cases = {
-      {"text", [] { return std::make_shared<platform::TextField>(Rect::make(0, 0, 300, 40)); },
-       [](platform::View& v, int step) {
-         auto& field = static_cast<platform::TextField&>(v);
-         if (step == 0) field.becomeFirstResponder();
-         if (step == 1) field.insertText("a");
-         if (step == 2) field.deleteBackward();
-         if (step == 3) field.resignFirstResponder();
-       }},
-      {"textarea", [] { return std::make_shared<platform::TextView>(Rect::make(0, 0, 300, 200)); },
-       [](platform::View& v, int step) {
-         auto& text = static_cast<platform::TextView&>(v);
-         if (step == 0) text.becomeFirstResponder();
-         if (step == 1) text.insertText("a");
-         if (step == 2) text.deleteBackward();
-         if (step == 3) text.resignFirstResponder();
-       }},
-  };
+  auto field = std::make_shared<platform::TextField>(Rect::make(0, 0, 300, 40));
+  auto text = std::make_shared<platform::TextView>(Rect::make(0, 0, 300, 200));
+  const std::vector<Case> cases = {{"text", field, stepsOf(field)}, {"textarea", text, stepsOf(text)}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.kind);
-    auto view = c.make();
-    form_->addSubview(view);
+    form_->addSubview(c.view);
     makeCore();
     BatchContext batch = showScreen("Checkout");
     scheduler_->advance(1.0);  // scan names it
-    c.step(*view, 0);
+    c.step(0);
     scheduler_->advance(0.5);
-    c.step(*view, 1);  // 500 ms after focus
+    c.step(1);  // 500 ms after focus
     scheduler_->advance(0.5);
-    c.step(*view, 2);  // 1000 ms after focus, text empty
+    c.step(2);  // 1000 ms after focus, text empty
     scheduler_->runUntilIdle();
-    c.step(*view, 3);
+    c.step(3);
     scheduler_->advance(1.25);
     showScreen("Next");
 

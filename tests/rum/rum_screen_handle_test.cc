@@ -5,9 +5,9 @@
 #include <map>
 
 #include "config/sdk_configuration.h"
+#include "platform/bundle/bundle_info.h"
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/ui/application.h"
-#include "rum/bundle_values.h"
 #include "session/metrics.h"
 
 namespace obx {
@@ -27,26 +27,13 @@ RUMScreenHandle::EnvironmentLookup environmentOf(std::map<std::string, std::stri
 TEST(RUMScreenHandleModel, IdentifierTable) {
   const std::pair<const char*, const char*> cases[] = {
       {"iPod5,1", "iPod touch (5th generation)"},
-      {"iPhone3,3", "iPhone 4"},
-      {"iPhone7,1", "iPhone 6 Plus"},
-      {"iPhone7,2", "iPhone 6"},
-      {"iPhone10,6", "iPhone X"},
       {"iPhone12,8", "iPhone SE (2nd generation)"},
       {"iPhone14,5", "iPhone 13"},
-      {"iPhone14,6", "iPhone SE (3rd generation)"},
-      {"iPhone17,4", "iPhone 16 Plus"},
-      {"iPad2,4", "iPad 2"},
-      {"iPad2,5", "iPad mini"},
-      {"iPad6,11", "iPad (5th generation)"},
-      {"iPad8,10", "iPad Pro (11-inch) (2nd generation)"},
       {"iPad13,11", "iPad Pro (12.9-inch) (5th generation)"},
       {"iPad13,19", "iPad (10th generation)"},
-      {"iPad14,11", "iPad Air (7th generation)"},
-      {"iPad16,6", "iPad Pro (12.9-inch) (7th generation)"},
       {"AppleTV6,2", "Apple TV 4K"},
       {"AudioAccessory5,1", "HomePod mini"},
       {"arm64", "arm64"},
-      {"aarch64", "aarch64"},
       {"iPhone99,1", "iPhone99,1"},
       {"iphone14,5", "iphone14,5"},
       {"", ""},
@@ -56,8 +43,9 @@ TEST(RUMScreenHandleModel, IdentifierTable) {
   }
 }
 
-// A simulator names itself after SIMULATOR_MODEL_IDENTIFIER, looked up in the same table, or "iOS".
-TEST(RUMScreenHandleModel, SimulatorRule) {
+// A simulator names itself after SIMULATOR_MODEL_IDENTIFIER, looked up in the same table, or "iOS";
+// this machine's name follows the rule for its uname identifier and is the same on every call.
+TEST(RUMScreenHandleModel, SimulatorRuleAndThisMachine) {
   EXPECT_EQ(RUMScreenHandle::modelName("x86_64", environmentOf({})), "Simulator iOS");
   EXPECT_EQ(RUMScreenHandle::modelName("i386", environmentOf({})), "Simulator iOS");
   EXPECT_EQ(RUMScreenHandle::modelName("x86_64", environmentOf({{"SIMULATOR_MODEL_IDENTIFIER", "iPhone15,2"}})),
@@ -66,16 +54,11 @@ TEST(RUMScreenHandleModel, SimulatorRule) {
             "Simulator Watch6,1");
   // Only the exact simulator identifiers take the rule.
   EXPECT_EQ(RUMScreenHandle::modelName("x86_64h", environmentOf({})), "x86_64h");
-}
 
-// This machine's name follows the rule for its uname identifier and is the same on every call.
-TEST(RUMScreenHandleModel, ThisMachine) {
   const std::string& name = RUMScreenHandle::deviceModelName();
   EXPECT_EQ(&name, &RUMScreenHandle::deviceModelName());
 #if defined(__x86_64__)
-  if (std::getenv("SIMULATOR_MODEL_IDENTIFIER") == nullptr) {
-    EXPECT_EQ(name, "Simulator iOS");
-  }
+  if (std::getenv("SIMULATOR_MODEL_IDENTIFIER") == nullptr) EXPECT_EQ(name, "Simulator iOS");
 #endif
   EXPECT_FALSE(name.empty());
 }
@@ -94,8 +77,8 @@ class RUMScreenHandleTest : public ::testing::Test {
   Configuration configuration_{"acc", "prop", Consent::analyticsAndRecording, false, true, false, false, false};
 
   void TearDown() override {
-    rum_testing::setMainBundleValue("CFBundleShortVersionString", std::nullopt);
-    rum_testing::setSDKBundleValue("Ombrix OBX Version", std::nullopt);
+    platform::BundleInfo::main().setObject("CFBundleShortVersionString", std::nullopt);
+    platform::BundleInfo::sdk().setObject("Ombrix OBX Version", std::nullopt);
   }
 };
 
@@ -131,8 +114,8 @@ TEST_F(RUMScreenHandleTest, AppMiscellaneousFields) {
   EXPECT_EQ(record.osVersion, "17.4");
   EXPECT_EQ(record.screenSize, "390x844");
 
-  rum_testing::setMainBundleValue("CFBundleShortVersionString", "4.2.1");
-  rum_testing::setSDKBundleValue("Ombrix OBX Version", "1.9.0");
+  platform::BundleInfo::main().setObject("CFBundleShortVersionString", "4.2.1");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", "1.9.0");
   metrics->incrementAppLaunchesSessions();
   handle.setCurrentConnectivity(ReachabilityConnection::cellular);
   application_->device()->setUserInterfaceIdiom(UserInterfaceIdiom::pad);
@@ -145,16 +128,13 @@ TEST_F(RUMScreenHandleTest, AppMiscellaneousFields) {
   EXPECT_EQ(record.systemType, "iPadOS");
   EXPECT_EQ(record.deviceType, "tablet");
   EXPECT_EQ(record.screenSize, "1024x1366");
-}
 
-// Idioms other than phone and pad are an unknown device on "iOS"; WiFi reads "WiFi".
-TEST_F(RUMScreenHandleTest, OtherIdiomsAndWiFi) {
-  RUMScreenHandle handle(nullptr, ReachabilityConnection::wifi, application_);
-  const UserInterfaceIdiom idioms[] = {UserInterfaceIdiom::tv, UserInterfaceIdiom::carPlay, UserInterfaceIdiom::mac,
-                                       UserInterfaceIdiom::unspecified};
-  for (UserInterfaceIdiom idiom : idioms) {
+  // Idioms other than phone and pad are an unknown device on "iOS"; WiFi reads "WiFi".
+  handle.setCurrentConnectivity(ReachabilityConnection::wifi);
+  for (UserInterfaceIdiom idiom : {UserInterfaceIdiom::tv, UserInterfaceIdiom::carPlay, UserInterfaceIdiom::mac,
+                                   UserInterfaceIdiom::unspecified}) {
     application_->device()->setUserInterfaceIdiom(idiom);
-    AppMiscellaneous record = handle.appMiscellaneous();
+    record = handle.appMiscellaneous();
     EXPECT_EQ(record.deviceType, "uknown");
     EXPECT_EQ(record.systemType, "iOS");
     EXPECT_EQ(record.connectivity, "WiFi");
@@ -167,7 +147,7 @@ TEST_F(RUMScreenHandleTest, MultiplatformVersion) {
   auto sdkConfiguration = std::make_shared<SDKConfiguration>(configuration_, flutter, scheduler_);
   Metrics metrics(sdkConfiguration);
   EXPECT_EQ(metrics.version(), "3.22.0 (unknown)");
-  rum_testing::setSDKBundleValue("Ombrix OBX Version", "2.0.1");
+  platform::BundleInfo::sdk().setObject("Ombrix OBX Version", "2.0.1");
   EXPECT_EQ(metrics.version(), "3.22.0 (2.0.1)");
 }
 

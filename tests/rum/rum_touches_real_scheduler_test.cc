@@ -5,28 +5,17 @@
 #include <atomic>
 #include <functional>
 
-#include "lifecycle/observing.h"
 #include "platform/dispatch/real_scheduler.h"
 #include "platform/ui/application.h"
 #include "platform/ui/scroll_view.h"
 #include "platform/ui/touch_synthesizer.h"
 #include "platform/ui/window.h"
 #include "rum/rum_core.h"
+#include "testing/manual_producers.h"
 #include "testing/spool.h"
 
 namespace obx {
 namespace {
-
-class OneBatch : public BatchCoordinatorObserving {
- public:
-  explicit OneBatch(BatchContext batch) : batch_(std::move(batch)) {}
-  void add(std::shared_ptr<BatchObserverValue>) override {}
-  void remove(const std::shared_ptr<BatchObserverValue>&) override {}
-  std::optional<BatchContext> batchContext() const override { return batch_; }
-
- private:
-  BatchContext batch_;
-};
 
 // Every event and every scroll reaches the toolkit whole while the hooks are taken out under them;
 // what the capture wrote before is whole touch records.
@@ -43,7 +32,7 @@ TEST(RUMTouchesRealScheduler, HooksGoWhileTheMainLoopTouches) {
   const BatchContext batch = testing::Spool::batch("A_1", scheduler->clock().now(), "List");
   RUMDependencies dependencies;
   dependencies.configuration = spool.configuration();
-  dependencies.batchCoordinator = std::make_shared<OneBatch>(batch);
+  dependencies.batchCoordinator = std::make_shared<testing::ManualBatches>(scheduler, batch);
   auto core = RUMCore::make(dependencies, spool.dataController(), scheduler);
 
   auto touchesStored = [&] {

@@ -41,24 +41,6 @@ TEST(SamplingStatus, LevelTable) {
   }
 }
 
-// The samplingStatus record reads each level from its own fields, and the page status from userScreenFlag.
-TEST(SamplingStatus, RecordFromTheThreeLevels) {
-  Common common;
-  common.sessionCookieFlags = F::appInSample;
-  common.analysisSessionFlags = F::collectionOutSample;
-  common.replayLeadFlags = F::appOutSample;
-  Sampling record = sampling_status::sampling(common);
-  EXPECT_EQ(record.experienceDataStatus, 1);
-  EXPECT_EQ(record.analysisDataStatusSession, 2);
-  EXPECT_EQ(record.replayDataStatus, 2);
-  EXPECT_FALSE(record.analysisDataStatusPage.has_value());
-
-  common.userScreenFlag = true;
-  EXPECT_EQ(sampling_status::sampling(common).analysisDataStatusPage, 1);
-  common.userScreenFlag = false;
-  EXPECT_EQ(sampling_status::sampling(common).analysisDataStatusPage, 2);
-}
-
 // The status number and the collection predicates side by side: they differ on purpose, as the
 // number reports the flags while the predicate reads them through the method.
 TEST(SamplingStatus, StatusNumbersBesideThePredicates) {

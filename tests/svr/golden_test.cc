@@ -2,10 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <sstream>
 
 #include "platform/ui/button.h"
 #include "platform/ui/image_view.h"
@@ -29,11 +26,6 @@ std::filesystem::path goldenPath(const std::string& name) {
   return std::filesystem::path(OBX_TESTS_SOURCE_DIR) / "svr" / "golden" / (name + ".png");
 }
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 class GoldenTest : public testing::RecordingFixture {
  protected:
   // Compares with the reference: font rendering may move a few edge pixels, so up to 1% of pixels
@@ -43,16 +35,15 @@ class GoldenTest : public testing::RecordingFixture {
     ASSERT_NE(image, nullptr);
     const auto& jpeg = publisher_->images.back().data;
     if (const char* folder = std::getenv("OBX_WRITE_IMAGES")) {
-      std::ofstream(std::filesystem::path(folder) / (name + ".jpg"), std::ios::binary)
-          .write(reinterpret_cast<const char*>(jpeg.data()), static_cast<std::streamsize>(jpeg.size()));
+      testing::writeBytes(std::filesystem::path(folder) / (name + ".jpg"), std::string(jpeg.begin(), jpeg.end()));
     }
     auto path = goldenPath(name);
     if (std::getenv("OBX_UPDATE_GOLDEN")) {
       auto png = platform::pngRepresentation(*image);
       ASSERT_TRUE(png);
-      std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(png->data()), static_cast<std::streamsize>(png->size()));
+      testing::writeBytes(path, std::string(png->begin(), png->end()));
     }
-    auto reference = platform::decodePNG(readFile(path));
+    auto reference = platform::decodePNG(testing::readBytes(path));
     ASSERT_NE(reference, nullptr) << "no reference image at " << path;
     ASSERT_EQ(reference->width(), image->width());
     ASSERT_EQ(reference->height(), image->height());

@@ -6,15 +6,15 @@
 #include <vector>
 
 #include "platform/dispatch/manual_scheduler.h"
-#include "reachability_stub.h"
 #include "testing/fake_url_session.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 
 namespace obx {
 namespace {
 
 using testing::FakeURLSession;
-using upload_testing::ReachabilityStub;
+using testing::ManualReachability;
 using Outcome = FakeURLSession::Outcome;
 
 const std::string kRetryLine = "Upload failed with exception: Upload to collection server failed!, need retry";
@@ -46,7 +46,7 @@ class HTTPRetryingTest : public ::testing::Test {
   std::shared_ptr<platform::DispatchQueue> delegateQueue_ =
       platform::DispatchQueue::makeSerial(scheduler_, "session-delegate");
   std::shared_ptr<FakeURLSession> session_ = std::make_shared<FakeURLSession>(delegateQueue_);
-  std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
+  std::shared_ptr<ManualReachability> reachability_ = std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::wifi);
   std::unique_ptr<HTTPRetrying> retrying_ =
       std::make_unique<HTTPRetrying>(std::make_shared<HTTPClient>(session_), reachability_, scheduler_);
   platform::URLRequest screenA_ = requestFor("https://collect.example.test/asset/?asset=A.zip");
@@ -116,7 +116,7 @@ TEST_F(HTTPRetryingTest, DropIsNotRetried) {
 TEST_F(HTTPRetryingTest, NoConnectivityNoSend) {
   for (std::optional<ReachabilityConnection> connection :
        {std::optional<ReachabilityConnection>(ReachabilityConnection::none), std::optional<ReachabilityConnection>()}) {
-    auto reachability = std::make_shared<ReachabilityStub>(connection);
+    auto reachability = std::make_shared<ManualReachability>(scheduler_, connection);
     HTTPRetrying offline(std::make_shared<HTTPClient>(session_), reachability, scheduler_);
     Call call;
     offline.send(
@@ -141,14 +141,14 @@ TEST_F(HTTPRetryingTest, RetriesStopWhileOffline) {
   Call call;
   start(call, screenA_);
   scheduler_->runUntilIdle();
-  reachability_->set(ReachabilityConnection::none);
+  reachability_->publish(ReachabilityConnection::none);
   scheduler_->advance(3.0);
   EXPECT_EQ(session_->sendCount(), 1u);
   ASSERT_EQ(call.results.size(), 1u);
   EXPECT_TRUE(std::holds_alternative<ConnectionError>(*call.results[0].error));
   EXPECT_EQ(retrying_->connection(), ReachabilityConnection::none);
 
-  reachability_->set(ReachabilityConnection::cellular);
+  reachability_->publish(ReachabilityConnection::cellular);
   scheduler_->runUntilIdle();
   EXPECT_EQ(retrying_->connection(), ReachabilityConnection::cellular);
   session_->setFallback(Outcome::status(200));
@@ -194,12 +194,12 @@ TEST_F(HTTPRetryingTest, FailuresCarryOverToTheNextRequest) {
   start(first, screenA_, 3);
   scheduler_->advance(3.0);
   EXPECT_EQ(session_->sendCount(), 2u);
-  reachability_->set(ReachabilityConnection::none);
+  reachability_->publish(ReachabilityConnection::none);
   scheduler_->advance(3.0);
   EXPECT_TRUE(std::holds_alternative<ConnectionError>(*first.results.at(0).error));
   EXPECT_EQ(retrying_->counter(), 2);
 
-  reachability_->set(ReachabilityConnection::wifi);
+  reachability_->publish(ReachabilityConnection::wifi);
   scheduler_->runUntilIdle();
   Call second;
   start(second, screenB_, 3);
@@ -216,6 +216,7 @@ TEST_F(HTTPRetryingTest, PendingRetryAfterDestructionDoesNothing) {
   scheduler_->runUntilIdle();
   EXPECT_EQ(reachability_->observerCount(), 1u);
   retrying_.reset();
+  scheduler_->runUntilIdle();
   EXPECT_EQ(reachability_->observerCount(), 0u);
   scheduler_->advance(30.0);
   EXPECT_EQ(session_->sendCount(), 1u);

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "base/observer_value.h"
-#include "lifecycle/observing.h"
+#include "lifecycle/batch_context.h"
 #include "store/data_controller.h"
 
 namespace obx::upload_testing {
@@ -54,15 +53,6 @@ class ScreenWriter {
 
  private:
   std::shared_ptr<DataController> controller_;
-};
-
-// A batch coordinator whose current batch the test sets.
-class BatchStub final : public BatchCoordinatorObserving {
- public:
-  void add(std::shared_ptr<BatchObserverValue>) override {}
-  void remove(const std::shared_ptr<BatchObserverValue>&) override {}
-  std::optional<BatchContext> batchContext() const override { return current; }
-  std::optional<BatchContext> current;
 };
 
 }  // namespace obx::upload_testing

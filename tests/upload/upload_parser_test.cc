@@ -361,7 +361,7 @@ TEST_F(UploadParserTest, ScreensThatCannotBeIdentified) {
 
 // A screen whose events don't decode by their type has no body: with verbose logging every stored
 // block is logged (or "Error events" when it isn't text), and no archive is made.
-TEST_F(UploadParserTest, EmptyBodyFails) {
+TEST_F(UploadParserTest, EmptyOrUnwritableBodyFails) {
   Logger::setLevel(LogLevel::qa);
   // These decode as a session and a batch, but not as the types their "t" names.
   const std::vector<std::string> events = {R"({"t":"screen","o":0,"d":{"sessionID":"s-1","leadID":"l-1"}})",
@@ -379,15 +379,14 @@ TEST_F(UploadParserTest, EmptyBodyFails) {
   EXPECT_FALSE(parser_.parse(ScreenToSend{"G_1", events, std::nullopt, {"G_1"}}).has_value());
   EXPECT_EQ(logs_.messages(),
             (std::vector<std::string>{"Fail to parse JSON verification is false", "Error parser, ID: G_1"}));
-}
 
-// A body that can't be written as JSON (a goal value beyond a 32-bit float) fails with the
-// encoder's reason.
-TEST_F(UploadParserTest, BodyThatCannotBeSerializedFails) {
-  const std::vector<std::string> events = {block(EventType::session, 0, Session{"s-1", "l-1"}),
-                                           block(EventType::batch, 0, Batch{"c", 1.0}),
-                                           R"({"t":"goal","o":5,"d":{"conid":"g","conc":"EUR","conv":1e300}})"};
-  EXPECT_FALSE(parser_.parse(ScreenToSend{"H_1", events, std::nullopt, {"H_1"}}).has_value());
+  // A body that can't be written as JSON (a goal value beyond a 32-bit float) fails with the
+  // encoder's reason.
+  logs_.clear();
+  const std::vector<std::string> unwritable = {block(EventType::session, 0, Session{"s-1", "l-1"}),
+                                               block(EventType::batch, 0, Batch{"c", 1.0}),
+                                               R"({"t":"goal","o":5,"d":{"conid":"g","conc":"EUR","conv":1e300}})"};
+  EXPECT_FALSE(parser_.parse(ScreenToSend{"H_1", unwritable, std::nullopt, {"H_1"}}).has_value());
   EXPECT_EQ(logs_.messages(),
             (std::vector<std::string>{"Fail to parse data with error: Invalid value: a number is not finite",
                                       "Error parser, ID: H_1"}));

@@ -10,9 +10,9 @@
 
 #include "platform/dispatch/manual_scheduler.h"
 #include "platform/files/testing/fault_injecting_files.h"
-#include "reachability_stub.h"
 #include "testing/fake_url_session.h"
 #include "testing/log_capture.h"
+#include "testing/manual_producers.h"
 #include "testing/spool.h"
 #include "upload/upload_core.h"
 #include "upload_fixture.h"
@@ -21,8 +21,8 @@ namespace obx {
 namespace {
 
 using testing::FakeURLSession;
-using upload_testing::BatchStub;
-using upload_testing::ReachabilityStub;
+using testing::ManualBatches;
+using testing::ManualReachability;
 using upload_testing::ScreenWriter;
 using Outcome = FakeURLSession::Outcome;
 
@@ -72,11 +72,11 @@ class UploadWorkerTest : public ::testing::Test {
   std::shared_ptr<SDKConfiguration> configuration_ = spool_.configuration();
   std::shared_ptr<DataController> controller_ = spool_.dataController();
   ScreenWriter writer_{controller_};
-  std::shared_ptr<BatchStub> batches_ = std::make_shared<BatchStub>();
-  std::shared_ptr<ReachabilityStub> reachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi);
+  std::shared_ptr<ManualBatches> batches_ = std::make_shared<ManualBatches>(scheduler_);
+  std::shared_ptr<ManualReachability> reachability_ = std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::wifi);
   std::shared_ptr<FakeURLSession> session_ =
       std::make_shared<FakeURLSession>(platform::DispatchQueue::makeSerial(scheduler_, "session-delegate"));
-  std::shared_ptr<ReachabilityStub> retryingReachability_;
+  std::shared_ptr<ManualReachability> retryingReachability_;
   std::shared_ptr<UploadAuthorized> authorized_ = std::make_shared<UploadAuthorized>();
   std::unique_ptr<UploadCore> core_;
 };
@@ -120,13 +120,13 @@ TEST_F(UploadWorkerTest, ConnectivityGates) {
     logs_.clear();
     const auto before = session_->sendCount();
     configuration_->editCommon([&](Common& common) { common.mobileDataEnable = testCase.mobileDataEnable; });
-    reachability_->set(testCase.connection);
+    reachability_->publish(testCase.connection);
     writeScreens({"S" + std::to_string(++batch) + "_1"});
     scheduler_->advance(4.0);
     EXPECT_EQ(session_->sendCount() > before, testCase.sends);
     EXPECT_GE(logs_.count(testCase.line), 1u);
     // Whatever was held back leaves as soon as the gate opens, so the next case starts clean.
-    reachability_->set(ReachabilityConnection::wifi);
+    reachability_->publish(ReachabilityConnection::wifi);
     configuration_->editCommon([](Common& common) { common.mobileDataEnable = true; });
     scheduler_->advance(4.0);
   }
@@ -138,7 +138,7 @@ TEST_F(UploadWorkerTest, AcceptedScreenIsDeletedAndTheCurrentBatchStays) {
     writeScreens({id});
     scheduler_->advance(0.5);
   }
-  batches_->current = ScreenWriter::batch("B_1", scheduler_->now());
+  batches_->publish(ScreenWriter::batch("B_1", scheduler_->now()));
   startCore();
   scheduler_->advance(2.0);
   EXPECT_EQ(sentAssets(), std::vector<std::string>{"A_2.zip"});
@@ -149,8 +149,9 @@ TEST_F(UploadWorkerTest, AcceptedScreenIsDeletedAndTheCurrentBatchStays) {
   EXPECT_EQ(worker().screenToSendCount(), 0);
 }
 
-// In a pass of five screens whose third exhausts its tries, the fourth and fifth are still taken in
-// turn but go out no more, and no pass starts until the service is tried again.
+// In a pass of five screens whose third exhausts its tries (five, three seconds apart by default),
+// the fourth and fifth are still taken in turn but go out no more, and no pass starts until the
+// service is tried again.
 TEST_F(UploadWorkerTest, StopInTheMiddleOfAPassEndsTheWorker) {
   session_->enqueue(Outcome::status(200));
   session_->enqueue(Outcome::status(200));
@@ -160,7 +161,10 @@ TEST_F(UploadWorkerTest, StopInTheMiddleOfAPassEndsTheWorker) {
     scheduler_->advance(0.5);  // distinct folder dates give the pass its order
   }
   startCore();
-  scheduler_->advance(2.0 + 5 * 3.0);
+  // The configuration's defaults: five tries, three seconds apart.
+  scheduler_->advance(2.0 + 2.9);
+  EXPECT_EQ(session_->sendCount(), 3u);
+  scheduler_->advance(0.1 + 4 * 3.0);
   EXPECT_EQ(sentAssets(), (std::vector<std::string>{"S1_1.zip", "S2_1.zip", "S3_1.zip", "S3_1.zip", "S3_1.zip",
                                                     "S3_1.zip", "S3_1.zip"}));
   EXPECT_FALSE(onDisk("S1_1"));
@@ -209,26 +213,6 @@ TEST_F(UploadWorkerTest, APassTakesFiveScreensByDefault) {
   EXPECT_EQ(sentAssets().size(), 7u);
   EXPECT_FALSE(onDisk("P6_1"));
   EXPECT_FALSE(onDisk("P7_1"));
-}
-
-// With the configuration's defaults a request the server keeps answering 503 goes out five times,
-// three seconds apart, and then the service counts as offline.
-TEST_F(UploadWorkerTest, FiveTriesThreeSecondsApartByDefault) {
-  session_->setFallback(Outcome::status(503));
-  writeScreens({"R_1"});
-  startCore();
-  scheduler_->advance(2.0);
-  EXPECT_EQ(session_->sendCount(), 1u);
-  scheduler_->advance(2.9);
-  EXPECT_EQ(session_->sendCount(), 1u);
-  scheduler_->advance(0.1);
-  EXPECT_EQ(session_->sendCount(), 2u);
-  scheduler_->advance(3 * 3.0);
-  EXPECT_EQ(session_->sendCount(), 5u);
-  scheduler_->advance(30.0);
-  EXPECT_EQ(session_->sendCount(), 5u);
-  EXPECT_FALSE(worker().isServiceOnline());
-  EXPECT_TRUE(onDisk("R_1"));
 }
 
 // With the configuration's defaults a screen is kept fifteen days: at the first pass after that, a
@@ -281,8 +265,8 @@ TEST_F(UploadWorkerTest, EveryOutcomeLeavesCountDiskAndNextPass) {
       {"stopped", script(std::vector<Outcome>(5, Outcome::status(504))), nothing, true, false, 1, 0,
        "❌ Unable to send screens: The service is currently offline"},
       // The worker saw Wi-Fi and started the pass; the retrying layer finds no connection.
-      {"connection lost", [this] { retryingReachability_ = std::make_shared<ReachabilityStub>(ReachabilityConnection::none); },
-       [this] { retryingReachability_->set(ReachabilityConnection::wifi); }, true, true, 0, 2,
+      {"connection lost", [this] { retryingReachability_ = std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::none); },
+       [this] { retryingReachability_->publish(ReachabilityConnection::wifi); }, true, true, 0, 2,
        "❌ Error sending screen: Not internet connection"},
       {"unauthorized", [this] { authorized_->status.store(Authorization::unauthorized); },
        [this] { authorized_->status.store(Authorization::authorized); }, true, true, 0, 2,

@@ -6,14 +6,14 @@
 #include <vector>
 
 #include "platform/dispatch/manual_scheduler.h"
-#include "reachability_stub.h"
 #include "testing/fake_url_session.h"
+#include "testing/manual_producers.h"
 
 namespace obx {
 namespace {
 
 using testing::FakeURLSession;
-using upload_testing::ReachabilityStub;
+using testing::ManualReachability;
 using Outcome = FakeURLSession::Outcome;
 
 class UploaderTest : public ::testing::Test {
@@ -48,7 +48,7 @@ class UploaderTest : public ::testing::Test {
   std::shared_ptr<UploadAuthorized> authorizer_ = std::make_shared<UploadAuthorized>();
   std::shared_ptr<HTTPRetrying> retrying_ =
       std::make_shared<HTTPRetrying>(std::make_shared<HTTPClient>(session_),
-                                     std::make_shared<ReachabilityStub>(ReachabilityConnection::wifi), scheduler_);
+                                     std::make_shared<ManualReachability>(scheduler_, ReachabilityConnection::wifi), scheduler_);
   Uploader uploader_{authorizer_, retrying_, configuration_};
 };
 
