@@ -58,7 +58,9 @@ TEST(RUMScreenHandleModel, SimulatorRuleAndThisMachine) {
   const std::string& name = RUMScreenHandle::deviceModelName();
   EXPECT_EQ(&name, &RUMScreenHandle::deviceModelName());
 #if defined(__x86_64__)
-  if (std::getenv("SIMULATOR_MODEL_IDENTIFIER") == nullptr) EXPECT_EQ(name, "Simulator iOS");
+  if (std::getenv("SIMULATOR_MODEL_IDENTIFIER") == nullptr) {
+    EXPECT_EQ(name, "Simulator iOS");
+  }
 #endif
   EXPECT_FALSE(name.empty());
 }

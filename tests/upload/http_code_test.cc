@@ -21,7 +21,9 @@ TEST(HTTPCodeTest, ExactlyTheTableRoundTrips) {
     SCOPED_TRACE(raw);
     auto built = httpCodeFromRaw(raw);
     ASSERT_EQ(built.has_value(), kTable.contains(raw));
-    if (built) EXPECT_EQ(rawValue(*built), raw);
+    if (built) {
+      EXPECT_EQ(rawValue(*built), raw);
+    }
   }
   EXPECT_EQ(rawValue(HTTPCode::successOk), 200);
   EXPECT_EQ(rawValue(HTTPCode::serverErrorGatewayTimeout), 504);
