@@ -61,5 +61,33 @@ TEST_F(QtAttachmentTest, MainQueueRunsOnQtLoopAndDetachLeavesNothing) {
   EXPECT_TRUE(logs_.contains("OmbrixOBX Qt detached from the application"));
 }
 
+// Detaching while a screen is recorded ends it as leaving it would: with the application still in
+// the foreground, the screen closes ("aE") and arrives on its own, with its frame.
+TEST_F(QtAttachmentTest, DetachMidScreenEndsTheScreen) {
+  startCollector(R"({"replaySessFlags": 3})");
+  initialize();
+  ASSERT_TRUE(runUntil([&] { return core_->configuration()->common().isLiveConfigFinished; }, 10.0));
+  QLabel window("Your orders");
+  window.setObjectName("Orders");
+  window.resize(300, 200);
+  window.show();
+  ASSERT_TRUE(OBXQt::attach());
+  run(1.0);
+  OBXQt::detach();
+  auto ended = [&] {
+    for (const auto& screen : collector_->screens()) {
+      bool orders = false;
+      bool closed = false;
+      for (const auto& event : screen.body) {
+        orders = orders || (event.at("t") == "screen" && event.at("d").at("sN") == "Orders");
+        closed = closed || event.at("t") == "aE";
+      }
+      if (orders && closed && !screen.images.empty()) return true;
+    }
+    return false;
+  };
+  EXPECT_TRUE(runUntil(ended, 20.0));
+}
+
 }  // namespace
 }  // namespace obx::qt

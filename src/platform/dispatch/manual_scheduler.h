@@ -38,7 +38,6 @@ class ManualScheduler final : public Scheduler {
   bool runOne();
 
  private:
-
   ManualClock clock_;
   mutable std::mutex mutex_;
   std::deque<Block> ready_;

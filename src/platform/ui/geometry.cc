@@ -19,8 +19,8 @@ std::string formatCoordinate(double value) {
   return text;
 }
 
-std::string describeRect(const Rect& rect) {
-  std::string text = "(";
+void appendRect(std::string& text, const Rect& rect) {
+  text += '(';
   appendCoordinate(text, rect.origin.x);
   text += ' ';
   appendCoordinate(text, rect.origin.y);
@@ -29,6 +29,11 @@ std::string describeRect(const Rect& rect) {
   text += ' ';
   appendCoordinate(text, rect.size.height);
   text += ')';
+}
+
+std::string describeRect(const Rect& rect) {
+  std::string text;
+  appendRect(text, rect);
   return text;
 }
 

@@ -37,6 +37,8 @@ std::string formatCoordinate(double value);
 void appendCoordinate(std::string& text, double value);
 // "(20 100; 335 21)", the way a view's description shows its frame.
 std::string describeRect(const Rect& rect);
+// Appends `describeRect(rect)` to `text`.
+void appendRect(std::string& text, const Rect& rect);
 // "{375, 812}".
 std::string describeSize(const Size& size);
 

@@ -8,21 +8,6 @@
 
 namespace obx::platform {
 
-namespace {
-// `describeRect` appended in place.
-void appendRect(std::string& text, const Rect& rect) {
-  text += '(';
-  appendCoordinate(text, rect.origin.x);
-  text += ' ';
-  appendCoordinate(text, rect.origin.y);
-  text += "; ";
-  appendCoordinate(text, rect.size.width);
-  text += ' ';
-  appendCoordinate(text, rect.size.height);
-  text += ')';
-}
-}  // namespace
-
 Class* View::runtimeClass() {
   static Class* const cls = [] {
     Class* c = registerClass("View", Object::runtimeClass(), typeid(View));
