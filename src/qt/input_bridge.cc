@@ -18,6 +18,7 @@
 #include "platform/ui/notification_names.h"
 #include "platform/ui/scroll_view.h"
 #include "platform/ui/window.h"
+#include "qt/widget_kinds.h"
 
 namespace obx::qt {
 
@@ -197,27 +198,20 @@ void InputBridge::editing(QWidget& widget, QEvent::Type type) {
   if (!view) return;
   const char* name = nullptr;
   if (type == QEvent::FocusIn) {
-    textChanged(widget, field);
+    textChanged(widget);
     name = field ? platform::kTextFieldTextDidBeginEditingNotification : platform::kTextViewTextDidBeginEditingNotification;
   } else if (type == QEvent::FocusOut) {
     seenTexts_.erase(&widget);
     name = field ? platform::kTextFieldTextDidEndEditingNotification : platform::kTextViewTextDidEndEditingNotification;
   } else {
-    if (!textChanged(widget, field)) return;
+    if (!textChanged(widget)) return;
     name = field ? platform::kTextFieldTextDidChangeNotification : platform::kTextViewTextDidChangeNotification;
   }
   application_->notificationCenter()->post(name, view);
 }
 
-bool InputBridge::textChanged(QWidget& widget, bool field) {
-  QString text;
-  if (field) {
-    text = static_cast<QLineEdit&>(widget).text();
-  } else if (auto* edit = qobject_cast<QTextEdit*>(&widget)) {
-    text = edit->toPlainText();
-  } else {
-    text = static_cast<QPlainTextEdit&>(widget).toPlainText();
-  }
+bool InputBridge::textChanged(QWidget& widget) {
+  const QString text = editedText(widget);
   const std::size_t digest = qHash(text) ^ (static_cast<std::size_t>(text.size()) << 1);
   auto [entry, added] = seenTexts_.try_emplace(&widget);
   // A widget at the address of one that is gone, or one focused before the bridge knew it, counts

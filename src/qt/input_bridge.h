@@ -45,7 +45,7 @@ class InputBridge : public QObject {
   void controlActivated(QWidget* widget, std::uint32_t events);
   void editing(QWidget& widget, QEvent::Type type);
   // Whether the text of an edited widget differs from when it was last seen, and remembers it.
-  bool textChanged(QWidget& widget, bool field);
+  bool textChanged(QWidget& widget);
   void scrolled(QWidget& widget);
   void settleScrolls();
 

@@ -70,6 +70,17 @@ std::string labelText(const QLabel& label) {
   return toString(QTextDocumentFragment::fromHtml(text).toPlainText());
 }
 
+}  // namespace
+
+QString editedText(const QWidget& widget) {
+  if (auto* edit = qobject_cast<const QLineEdit*>(&widget)) return edit->text();
+  if (auto* edit = qobject_cast<const QTextEdit*>(&widget)) return edit->toPlainText();
+  if (auto* edit = qobject_cast<const QPlainTextEdit*>(&widget)) return edit->toPlainText();
+  return {};
+}
+
+namespace {
+
 // The label's horizontal alignment as it shows on screen: leading and trailing follow the layout
 // direction; justified text is drawn from the left.
 platform::TextAlignment textAlignment(const QLabel& label) {
@@ -177,9 +188,7 @@ void updateView(platform::View& view, WidgetKind kind, const QWidget& widget) {
       break;
     }
     case WidgetKind::textView: {
-      auto& text = static_cast<platform::TextView&>(view);
-      if (auto* edit = qobject_cast<const QTextEdit*>(&widget)) text.setText(toString(edit->toPlainText()));
-      if (auto* edit = qobject_cast<const QPlainTextEdit*>(&widget)) text.setText(toString(edit->toPlainText()));
+      static_cast<platform::TextView&>(view).setText(toString(editedText(widget)));
       break;
     }
     case WidgetKind::button:

@@ -37,6 +37,8 @@ std::shared_ptr<platform::View> makeView(WidgetKind kind, const QWidget& widget)
 // Brings the view's own state (text, secure entry, value, colours, image, opacity) up to the widget's.
 // The frame is the caller's: it depends on where the view sits in the mirror.
 void updateView(platform::View& view, WidgetKind kind, const QWidget& widget);
+// The text a line edit, text edit or plain text edit holds; empty for any other widget.
+QString editedText(const QWidget& widget);
 // The content offset in pixels of a scroll area or item view.
 platform::Point contentOffset(const QWidget& scrollArea);
 

@@ -116,11 +116,7 @@ void Repository::save(WriteValue value, const std::string& batchID) {
           auto failure =
               error ? appendToRemadeFolder(error, value, folder->directory, batchID, *storage, *folders, *scheduler)
                     : std::nullopt;
-          if (failure) {
-            failures->failed("Error save event: " + failure->description);
-          } else {
-            failures->succeeded();
-          }
+          failures->record(failure, "Error save event");
         });
     return;
   }
@@ -129,11 +125,7 @@ void Repository::save(WriteValue value, const std::string& batchID) {
   storage_->writer().append(std::move(value), *directory, batchID,
                             [scheduler = scheduler_, folders = folders_, directory = *directory, batchID,
                              failures = writeFailures_](const std::optional<FileError>& error) {
-                              if (error) {
-                                failures->failed("Error save event: " + error->description);
-                              } else {
-                                failures->succeeded();
-                              }
+                              failures->record(error, "Error save event");
                               if (writeDateIfNeeded(directory, *scheduler, failures.get()) && !error) {
                                 folders->insert(batchID, directory);
                               }
@@ -144,21 +136,13 @@ std::optional<FileError> Repository::saveNow(const WriteValue& value, const std:
   if (auto folder = folders_->find(batchID)) {
     auto error = storage_->writer().appendNow(value, folder->events);
     if (error) error = appendToRemadeFolder(error, value, folder->directory, batchID, *storage_, *folders_, *scheduler_);
-    if (error) {
-      writeFailures_->failed("Error save event: " + error->description);
-    } else {
-      writeFailures_->succeeded();
-    }
+    writeFailures_->record(error, "Error save event");
     return error;
   }
   auto directory = batchDirectory(batchID);
   if (!directory) return FileError{"Error creating directory: " + root_.url.string() + "/" + batchID};
   auto error = storage_->writer().appendNow(value, *directory, batchID);
-  if (error) {
-    writeFailures_->failed("Error save event: " + error->description);
-  } else {
-    writeFailures_->succeeded();
-  }
+  writeFailures_->record(error, "Error save event");
   if (writeDateIfNeeded(*directory, *scheduler_, writeFailures_.get()) && !error) folders_->insert(batchID, *directory);
   return error;
 }
@@ -176,11 +160,7 @@ void Repository::saveImage(const Image& image, const std::string& batchID) {
   storage_->writer().append(WriteValue::encodable(image), images, std::to_string(image.index),
                             [scheduler = scheduler_, directory = *directory,
                              failures = writeFailures_](const std::optional<FileError>& error) {
-                              if (error) {
-                                failures->failed("Error save image: " + error->description);
-                              } else {
-                                failures->succeeded();
-                              }
+                              failures->record(error, "Error save image");
                               writeDateIfNeeded(directory, *scheduler, failures.get());
                             });
 }
@@ -195,11 +175,7 @@ std::optional<FileError> Repository::saveImageNow(const Image& image, const std:
     return FileError{"Error creating directory: " + error.description};
   }
   auto error = storage_->writer().appendNow(WriteValue::encodable(image), images, std::to_string(image.index));
-  if (error) {
-    writeFailures_->failed("Error save image: " + error->description);
-  } else {
-    writeFailures_->succeeded();
-  }
+  writeFailures_->record(error, "Error save image");
   writeDateIfNeeded(*directory, *scheduler_, writeFailures_.get());
   return error;
 }

@@ -24,4 +24,12 @@ void WriteFailureLog::succeeded() {
   }
 }
 
+void WriteFailureLog::record(const std::optional<FileError>& error, const std::string& what) {
+  if (error) {
+    failed(what + ": " + error->description);
+  } else {
+    succeeded();
+  }
+}
+
 }  // namespace obx

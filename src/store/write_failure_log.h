@@ -5,7 +5,10 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
+
+#include "store/files/file_error.h"
 
 namespace obx {
 
@@ -16,6 +19,8 @@ class WriteFailureLog {
   void failed(const std::string& message);
   // After failures, logs "Store writes again after " + count + " failed writes" at level developer.
   void succeeded();
+  // One write's outcome: `failed(what + ": " + error)` for an error, else `succeeded()`.
+  void record(const std::optional<FileError>& error, const std::string& what);
 
  private:
   std::mutex mutex_;

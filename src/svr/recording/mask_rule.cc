@@ -37,10 +37,6 @@ ViewKinds ViewKinds::of(const View& view) {
   return kinds;
 }
 
-bool MaskRule::isInput(const View& view) {
-  return view.isKindOfClass(platform::TextField::runtimeClass()) || view.isKindOfClass(platform::TextView::runtimeClass());
-}
-
 bool MaskRule::isWeb(const View& view) { return view.isKindOfClass(platform::WebView::runtimeClass()); }
 
 MaskDecision MaskRule::decide(const View& view, MaskView state) const {

@@ -61,7 +61,6 @@ class MaskRule {
   MaskDecision decide(const platform::View& view, MaskView state) const;
   bool has(MaskAutomatic mask) const;
 
-  static bool isInput(const platform::View& view);
   static bool isWeb(const platform::View& view);
 
  private:
